@@ -1,0 +1,76 @@
+#pragma once
+
+/// @file
+/// Kalman filter of one coordinate.
+
+#include <string>
+
+#include "nivra/export.h"
+#include "nivra/kalmanParams.h"
+
+namespace nivra {
+
+/// Constant-velocity Kalman filter of one scalar coordinate.
+///
+/// State (value, velocity), covariance P, transition F = [[1, dt], [0, 1]], white acceleration noise
+/// Q = q [[dt^4/4, dt^3/2], [dt^3/2, dt^2]], measurement matrix [1, 0] with variance R (Bar-Shalom, Li and
+/// Kirubarajan, "Estimation with Applications to Tracking and Navigation", 2001, section 6.3). All times are
+/// seconds.
+///
+/// Per frame: one `predict`, any number of likelihoods, at most one `update` or `updateNoFilter`.
+/// Variances are expected to be positive; nothing is clamped.
+class NIVRA_EXPORT KalmanFilter1D {
+ public:
+  /// Starts at `initialValue` with velocity 0.
+  KalmanFilter1D(float initialValue, const KalmanParams1d& params);
+
+  /// Advances the state by `dt` seconds.
+  /// @param processNoiseScale Factor on the process noise of this step.
+  void predict(float dt, float processNoiseScale = 1.0F);
+
+  /// Takes a measurement in.
+  void update(float measurement);
+
+  /// Sets the value to the measurement; velocity and covariance stay.
+  void updateNoFilter(float measurement);
+
+  /// Variance of the measurement expected next, P00 + R.
+  float getInnovationCovariance() const { return variance + observationNoiseVariance; }
+
+  /// Gaussian density of the measurement under the prediction.
+  float observationLikelihood(float measurement) const;
+
+  /// Natural logarithm of that density; finite even where the density itself underflows to 0.
+  float observationLogLikelihood(float measurement) const;
+
+  /// Sets the measurement variance from the quality of a detection; it stays until it is set again.
+  /// @param iou Objectness, 0 to 1.
+  /// @param classScore Class score, 0 to 1.
+  /// @throws std::out_of_range for a label without objectness settings; the variance then stays.
+  void setObservationNoiseVariance(float iou, float classScore, const std::string& label);
+
+ private:
+  friend class KalmanBoxFilter;
+
+  float value;
+  float velocity = 0.0F;
+  float processNoiseVariance;
+  float observationNoiseVariance;
+  float variance;           // P00
+  float velocityVariance;   // P11
+  float covariance = 0.0F;  // P01
+  ObjectnessParams objectnessParams;
+};
+
+/// The logistic curve 1 / (1 + exp(2 ln 19 / width * (center - x))).
+NIVRA_EXPORT float calculateSigmoid(float x, const SigmoidParams& params);
+
+/// Measurement variance for a detection of a given quality: max - (max - min) * sqrt(a * b), where a and b
+/// are the curves of objectness and class score.
+/// @param iou Objectness, 0 to 1.
+/// @param classScore Class score, 0 to 1.
+/// @throws std::out_of_range "map::at" for a label without a curve.
+NIVRA_EXPORT float calculateObservationNoise(float iou, float classScore, const ObjectnessParams& params,
+                                             const std::string& label);
+
+}  // namespace nivra

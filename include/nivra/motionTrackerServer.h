@@ -1,0 +1,100 @@
+#pragma once
+
+/// @file
+/// Brings the movements of a pan/tilt camera to the trackers.
+
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/geometry.h"
+
+namespace nivra {
+
+/// Connects the host's source of camera motion with the trackers.
+///
+/// 1. The host constructs a server before the trackers that are to follow the camera; each tracker
+///    subscribes to the process-wide server of that moment and stays tied to it. A host with several
+///    cameras constructs one server per camera, each just before that camera's tracker.
+/// 2. It registers a position function, which maps a point of the old picture to its place in the new one.
+/// 3. After each camera movement it calls `updateClients`, and every subscribed tracker moves its tracks.
+///
+/// All calls run on the caller's thread. `updateClients` must not overlap a frame call on one of the
+/// subscribed trackers. Trackers and server may be destroyed in any order, trackers even from within a
+/// callback or the position function; the server must outlive a running `updateClients`.
+class NIVRA_EXPORT MotionTrackerServer {
+ public:
+  using Callback = void (*)(MotionTrackerServer* server, void* userData);
+  /// Replaces `point` (normalised picture coordinates) by its new place and returns true, or returns
+  /// false when it cannot.
+  using PositionFunction = bool (*)(void* cameraMotionTracker, int channel, Point& point);
+
+  /// Makes this server the process-wide one.
+  MotionTrackerServer();
+  /// Leaves the process without a process-wide server, whichever server is destroyed.
+  ~MotionTrackerServer();
+  MotionTrackerServer(const MotionTrackerServer&) = delete;
+  MotionTrackerServer& operator=(const MotionTrackerServer&) = delete;
+
+  /// The process-wide server: the one constructed last, or null.
+  static MotionTrackerServer* getMotionTrackerServer();
+
+  /// Sets the source of camera motion; a later call replaces it.
+  ///
+  /// @param newCameraMotionTracker The host's own object, handed back to `newPositionFunction`.
+  /// @param newChannel A number handed back to `newPositionFunction`.
+  void setCameraMotionTracker(void* newCameraMotionTracker, int newChannel, PositionFunction newPositionFunction);
+
+  /// Adds a subscriber, unless `callback` is subscribed already (whatever its user data).
+  /// @return True if the subscriber was added.
+  bool subscribeToCameraMotion(Callback callback, void* userData);
+
+  /// Removes the subscriber with exactly this callback and user data; does nothing if there is none.
+  void unsubscribeFromCameraMotion(Callback callback, void* userData);
+
+  /// Tells every subscriber, in the order of subscription, that the camera has moved.
+  void updateClients();
+
+  /// Asks the position function for the new place of `point`.
+  /// @return False, with `point` as the position function left it, when there is no source of camera
+  ///   motion or it gives no position.
+  bool recalculatePosition(Point& point);
+
+ private:
+  friend class CameraMotionSubscription;
+  struct Notification;
+
+  void* cameraMotionTracker = nullptr;
+  PositionFunction positionFunction = nullptr;
+  int channel = -1;
+  std::vector<std::pair<Callback, void*>> subscribers;
+  Notification* notification = nullptr;  // the innermost running updateClients
+  // Not an owner: lets subscriptions see, through weak pointers, whether this server still lives.
+  std::shared_ptr<MotionTrackerServer> self;
+};
+
+/// Keeps a tracker subscribed to camera motion for as long as the tracker lives.
+///
+/// Subscribes to the process-wide server, if there is one, and stays tied to that server. A subscription
+/// that the server refused withdraws nothing when it ends.
+class NIVRA_EXPORT CameraMotionSubscription {
+ public:
+  CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback, void* subscribedUserData);
+  ~CameraMotionSubscription();
+  CameraMotionSubscription(const CameraMotionSubscription&) = delete;
+  CameraMotionSubscription& operator=(const CameraMotionSubscription&) = delete;
+
+  /// Expires together with this subscription, and so with the tracker that holds it: a running
+  /// notification can see that the host destroyed the tracker from within the position function.
+  std::weak_ptr<const void> watch() const { return lifetime; }
+
+ private:
+  MotionTrackerServer::Callback callback;
+  void* userData;
+  std::weak_ptr<MotionTrackerServer> server;
+  std::shared_ptr<const void> lifetime;
+};
+
+}  // namespace nivra

@@ -1,0 +1,58 @@
+#pragma once
+
+/// @file
+/// The interface behind which all trackers stand.
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/objectDetection.h"
+#include "nivra/trackedObjectDetection.h"
+
+namespace nivra {
+
+/// For each track label, the detection labels that a track of that label may take.
+///
+/// A label without an entry matches nothing, not even itself: `{{"car", {"car", "truck"}}}` lets car
+/// tracks take car and truck detections, and leaves people untracked.
+using LabelAssociations = std::map<std::string, std::set<std::string>>;
+
+/// What one `ObjectTracker::update` changed in the set of identities.
+struct TrackUpdateResult {
+  std::set<int> removedIds;  ///< Identities that ended with this update.
+  /// (identity of an absorbed track, identity of the older track that took its place). Only
+  /// re-identification fills it.
+  std::set<std::pair<int, int>> mergedIds;
+};
+
+/// A multi-object tracker: detections of one camera in, tracks with stable identities out.
+///
+/// Per frame the host calls `update` and then `getTracks` or `getDebugTracks` as often as it likes. One
+/// tracker is driven by one thread at a time; different trackers may run on different threads.
+class NIVRA_EXPORT ObjectTracker {
+ public:
+  virtual ~ObjectTracker();
+
+  /// Takes in one frame.
+  ///
+  /// @param detections All detections of the frame; may be empty. A tracker may mark or reorder them,
+  ///   but never adds or removes any.
+  /// @param timestamp Time of the frame in nanoseconds, newer than that of the frame before.
+  /// @return The identities that this frame ended or merged.
+  ///
+  /// Bad boxes and bad times are never thrown: a timestamp that is not newer is reported on the system
+  /// log and on standard error, and the tracks keep their state.
+  virtual TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) = 0;
+
+  /// The current tracks, oldest first.
+  virtual std::vector<TrackedObjectDetection> getTracks() const = 0;
+
+  /// The current tracks with inner state, oldest first.
+  virtual std::vector<internal::DebugTrack> getDebugTracks() const = 0;
+};
+
+}  // namespace nivra

@@ -1,0 +1,27 @@
+#pragma once
+
+/// @file
+/// The usual way to obtain a tracker.
+
+#include <memory>
+
+#include "nivra/export.h"
+#include "nivra/objectTracker.h"
+#include "nivra/parameterMap.h"
+
+namespace nivra {
+
+/// Makes a tracker.
+///
+/// @param selector 0 vanilla, 1 re-identification, 2 hybrid, 3 low frame rate.
+/// @param params Textual parameters; what is absent keeps its default.
+/// @param labelAssociations For each track label, the detection labels that a track may take.
+/// @param aspectRatio Picture width divided by picture height.
+/// @return The tracker, or null for any other selector (the parameters are not looked at then).
+/// @throws std::invalid_argument "Unused tracker parameters: ..." for keys that this variant doesn't read,
+///   std::out_of_range "Bad parameter: <name>" for an unknown name in one of its sections, and what the
+///   standard conversions throw ("stof", "stoull", "stoi") for values that are no numbers.
+NIVRA_EXPORT std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterMap params,
+                                                        const LabelAssociations& labelAssociations, float aspectRatio);
+
+}  // namespace nivra

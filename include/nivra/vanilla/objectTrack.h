@@ -1,0 +1,99 @@
+#pragma once
+
+/// @file
+/// One object followed by the vanilla tracker.
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "nivra/attributeFilter.h"
+#include "nivra/export.h"
+#include "nivra/kalmanBoxFilter.h"
+#include "nivra/objectDetection.h"
+#include "nivra/objectTracker.h"
+#include "nivra/trackedObjectDetection.h"
+#include "nivra/trackerParams.h"
+
+namespace nivra::vanilla {
+
+/// A box filter, class scores, attribute scores, and one number that decides the track's fate: the smoothed
+/// log-likelihood of its observations. Confident and expired are that number against two thresholds.
+///
+/// Per frame: `predict`, then for pairs `canAssociate` and `observationLikelihood`, then exactly one of
+/// `update` and `emptyUpdate`. Timestamps are nanoseconds, scores percent.
+///
+/// A value type that points at its tracker's parameters, which must outlive it.
+class NIVRA_EXPORT ObjectTrack {
+ public:
+  /// Starts a track from its first detection.
+  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+              const TrackerParams& trackerParams);
+
+  /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
+  /// nothing.
+  void predict(unsigned long long timestamp);
+
+  /// Density of the detection's box under the prediction.
+  float observationLikelihood(const ObjectDetection& detection) const;
+
+  /// Moves the smoothed log-likelihood towards `logLikelihood`, 2.2 per second of the latest prediction
+  /// interval.
+  void updateSmoothedObservationLogLikelihood(float logLikelihood);
+
+  /// Ages the track by a frame in which it got no detection.
+  void emptyUpdate();
+
+  /// Whether the smoothed log-likelihood is below `expirationLikelihoodThreshold`.
+  bool isExpired() const;
+
+  /// Whether the smoothed log-likelihood has reached `confidentLikelihoodThreshold`.
+  bool isConfident() const;
+
+  /// Blends the detection's class scores in and chooses the best label. Among equal scores the label that
+  /// sorts first wins; a track that has never seen a class score keeps its label and score.
+  void updateClassInfo(const ObjectDetection& detection);
+
+  /// Puts the filtered box at `box`; velocities and covariances stay.
+  void updateBox(const Box& box);
+
+  /// Whether the detection may be matched to this track: label, centre offsets, size ratios, filter gate.
+  bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
+
+  /// Sets the filter's observation noise from the detection's objectness. Does nothing when the detection
+  /// gives none, or when the track's or the detection's label is not among the objectness classes.
+  void updateObjectnessScaling(const ObjectDetection& detection);
+
+  /// Takes a matched detection in. A timestamp other than the latest prediction's is reported as a fault
+  /// and changes nothing.
+  void update(const ObjectDetection& detection, unsigned long long timestamp);
+
+  /// The clamped box as text, for diagnostics.
+  std::string createStateString() const;
+
+  TrackedObjectDetection reportTrack() const;
+  internal::DebugTrack reportDebugTrack() const;
+
+  int getId() const { return id; }
+  /// True until an update lifts the smoothed log-likelihood above `confidentLikelihoodThreshold` for the
+  /// first time.
+  bool isTentative() const { return tentative; }
+  /// The filtered box, each coordinate clamped to [-1, 1].
+  Box getClampedBox() const;
+
+ private:
+  std::int32_t id;
+  std::int32_t lastDetectionId;
+  KalmanBoxFilter boxFilter;
+  float score;
+  std::string label;
+  std::uint64_t predictionTimestamp;
+  const TrackerParams* params;
+  std::map<std::string, float> classScores;  // every label that any detection of this track listed
+  float predictionInterval = 0.0F;           // seconds between the two latest predictions
+  float smoothedObservationLogLikelihood = 0.0F;
+  bool tentative = true;
+  AttributeFilter attributeFilter;
+};
+
+}  // namespace nivra::vanilla

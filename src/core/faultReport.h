@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace nivra {
+
+/// Reports a fault inside a frame, which must not be thrown: one line to the system log (LOG_ERR) and one to
+/// standard error.
+void reportFault(const std::string& message);
+
+}  // namespace nivra

@@ -1,0 +1,87 @@
+#include "nivra/motionTrackerServer.h"
+
+#include <algorithm>
+
+namespace nivra {
+
+namespace {
+
+MotionTrackerServer* processWideServer = nullptr;
+
+}  // namespace
+
+/// A running updateClients, linked to the one that it interrupted, if any. Unsubscribing moves its
+/// positions, so that trackers may be destroyed while subscribers are being called.
+struct MotionTrackerServer::Notification {
+  explicit Notification(MotionTrackerServer& notifying)
+      : server(notifying), end(notifying.subscribers.size()), interrupted(notifying.notification) {
+    server.notification = this;
+  }
+  ~Notification() { server.notification = interrupted; }
+  Notification(const Notification&) = delete;
+  Notification& operator=(const Notification&) = delete;
+
+  MotionTrackerServer& server;
+  std::size_t next = 0;
+  std::size_t end;
+  Notification* interrupted;
+};
+
+MotionTrackerServer::MotionTrackerServer() : self(this, [](MotionTrackerServer*) {}) { processWideServer = this; }
+
+MotionTrackerServer::~MotionTrackerServer() { processWideServer = nullptr; }
+
+MotionTrackerServer* MotionTrackerServer::getMotionTrackerServer() { return processWideServer; }
+
+void MotionTrackerServer::setCameraMotionTracker(void* newCameraMotionTracker, int newChannel,
+                                                 PositionFunction newPositionFunction) {
+  cameraMotionTracker = newCameraMotionTracker;
+  channel = newChannel;
+  positionFunction = newPositionFunction;
+}
+
+bool MotionTrackerServer::subscribeToCameraMotion(Callback callback, void* userData) {
+  const bool subscribed = std::any_of(subscribers.begin(), subscribers.end(),
+                                      [&](const auto& subscriber) { return subscriber.first == callback; });
+  if (subscribed) return false;
+  subscribers.emplace_back(callback, userData);
+  return true;
+}
+
+void MotionTrackerServer::unsubscribeFromCameraMotion(Callback callback, void* userData) {
+  const auto found = std::find(subscribers.begin(), subscribers.end(), std::pair(callback, userData));
+  if (found == subscribers.end()) return;
+
+  const auto position = static_cast<std::size_t>(found - subscribers.begin());
+  subscribers.erase(found);
+  for (Notification* running = notification; running != nullptr; running = running->interrupted) {
+    if (position < running->next) --running->next;
+    if (position < running->end) --running->end;
+  }
+}
+
+void MotionTrackerServer::updateClients() {
+  Notification current(*this);
+  while (current.next < current.end) {
+    const auto [callback, userData] = subscribers[current.next++];
+    if (callback != nullptr) callback(this, userData);
+  }
+}
+
+bool MotionTrackerServer::recalculatePosition(Point& point) {
+  if (cameraMotionTracker == nullptr || positionFunction == nullptr) return false;
+  return positionFunction(cameraMotionTracker, channel, point);
+}
+
+CameraMotionSubscription::CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback,
+                                                   void* subscribedUserData)
+    : callback(subscribedCallback), userData(subscribedUserData), lifetime(std::make_shared<char>()) {
+  MotionTrackerServer* current = MotionTrackerServer::getMotionTrackerServer();
+  if (current != nullptr && current->subscribeToCameraMotion(callback, userData)) server = current->self;
+}
+
+CameraMotionSubscription::~CameraMotionSubscription() {
+  if (const auto live = server.lock()) live->unsubscribeFromCameraMotion(callback, userData);
+}
+
+}  // namespace nivra

@@ -1,0 +1,7 @@
+#include "nivra/objectTracker.h"
+
+namespace nivra {
+
+ObjectTracker::~ObjectTracker() = default;
+
+}  // namespace nivra

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "core/boxGeometry.h"
+#include "nivra/motionTrackerServer.h"
+
+/// Steps that trackers of different track types do alike.
+namespace nivra {
+
+/// Hands out the next identity; after the largest one the count starts again at 0.
+inline std::int32_t takeNextId(std::int32_t& nextId) {
+  const std::int32_t id = nextId;
+  nextId = id == std::numeric_limits<std::int32_t>::max() ? 0 : id + 1;
+  return id;
+}
+
+/// Removes the expired tracks, keeping the order of the rest, and returns their identities.
+template <class Track>
+std::set<int> eraseExpired(std::vector<Track>& tracks) {
+  std::set<int> removed;
+  for (const Track& track : tracks) {
+    if (track.isExpired()) removed.insert(track.getId());
+  }
+  if (removed.empty()) return removed;
+  const auto isRemoved = [&](const Track& track) { return removed.count(track.getId()) != 0; };
+  tracks.erase(std::remove_if(tracks.begin(), tracks.end(), isRemoved), tracks.end());
+  return removed;
+}
+
+/// Moves every track to where the camera movement puts the centre of its reported box, until the server
+/// can't tell a position.
+/// @param owner Watches the tracker that holds `tracks`: the host may destroy it from within its position
+///   function.
+template <class Track>
+void shiftByCameraMotion(std::vector<Track>& tracks, MotionTrackerServer& server,
+                         const std::weak_ptr<const void>& owner) {
+  for (Track& track : tracks) {
+    const Box box = track.getClampedBox();
+    const Point from = center(box);
+    Point to = from;
+    if (!server.recalculatePosition(to) || owner.expired()) return;
+    track.updateBox(shifted(box, to.x - from.x, to.y - from.y));
+  }
+}
+
+/// The addresses of all elements; their order is that of the vector.
+template <class Pointer, class Vector>
+std::set<Pointer> addressesOf(Vector& elements) {
+  std::set<Pointer> addresses;
+  for (auto& element : elements) addresses.insert(addresses.end(), &element);
+  return addresses;
+}
+
+}  // namespace nivra
