@@ -1,0 +1,28 @@
+#!/usr/bin/env bash
+# Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
+# that scripts/test.sh runs. Does nothing, and needs no network, when all of it is there.
+set -euo pipefail
+
+packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev)
+case "${1:-}" in
+  build) ;;
+  test) packages+=(clang libclang-rt-14-dev libgtest-dev) ;;
+  *) echo "usage: $0 build|test" >&2; exit 2 ;;
+esac
+
+is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }
+missing=()
+for package in "${packages[@]}"; do is_installed "$package" || missing+=("$package"); done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+echo "Installing ${missing[*]}"
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { "${as_root[@]}" apt-get update &&
+       "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+     } >"$log" 2>&1; then
+  cat "$log" >&2
+  exit 1
+fi
