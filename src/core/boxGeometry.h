@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <string>
 
 #include "nivra/geometry.h"
 
@@ -8,6 +9,7 @@ namespace nivra {
 
 inline float width(const Box& box) { return box.right - box.left; }
 inline float height(const Box& box) { return box.top - box.bottom; }
+inline float area(const Box& box) { return width(box) * height(box); }
 
 inline Point center(const Box& box) { return {box.left + width(box) * 0.5F, box.bottom + height(box) * 0.5F}; }
 
@@ -19,6 +21,22 @@ inline Box shifted(const Box& box, float dx, float dy) {
 inline Box clampedToPicture(const Box& box) {
   const auto clamped = [](float coordinate) { return std::clamp(coordinate, -1.0F, 1.0F); };
   return {clamped(box.left), clamped(box.top), clamped(box.right), clamped(box.bottom)};
+}
+
+/// Shared area over joint area, 0 to 1; 0 for boxes that only touch, or whose joint area is not positive.
+inline float intersectionOverUnion(const Box& a, const Box& b) {
+  const Box overlap = {std::max(a.left, b.left), std::min(a.top, b.top), std::min(a.right, b.right),
+                       std::max(a.bottom, b.bottom)};
+  const bool overlaps = overlap.left < overlap.right && overlap.top > overlap.bottom;
+  const float intersection = overlaps ? area(overlap) : 0.0F;
+  const float joint = area(a) + area(b) - intersection;
+  return joint > 0.0F ? intersection / joint : 0.0F;
+}
+
+/// The box as the tracks' state strings show it.
+inline std::string stateString(const Box& box) {
+  return "{bottom=" + std::to_string(box.bottom) + ", left=" + std::to_string(box.left) +
+         ", top=" + std::to_string(box.top) + ", right=" + std::to_string(box.right) + "}";
 }
 
 }  // namespace nivra

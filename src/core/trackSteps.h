@@ -9,6 +9,7 @@
 
 #include "core/boxGeometry.h"
 #include "nivra/motionTrackerServer.h"
+#include "nivra/trackedObjectDetection.h"
 
 /// Steps that trackers of different track types do alike.
 namespace nivra {
@@ -55,6 +56,23 @@ std::set<Pointer> addressesOf(Vector& elements) {
   std::set<Pointer> addresses;
   for (auto& element : elements) addresses.insert(addresses.end(), &element);
   return addresses;
+}
+
+/// The reports of all tracks, in their order.
+template <class Track>
+std::vector<TrackedObjectDetection> reportTracks(const std::vector<Track>& tracks) {
+  std::vector<TrackedObjectDetection> reports;
+  reports.reserve(tracks.size());
+  for (const Track& track : tracks) reports.push_back(track.reportTrack());
+  return reports;
+}
+
+template <class Track>
+std::vector<internal::DebugTrack> reportDebugTracks(const std::vector<Track>& tracks) {
+  std::vector<internal::DebugTrack> reports;
+  reports.reserve(tracks.size());
+  for (const Track& track : tracks) reports.push_back(track.reportDebugTrack());
+  return reports;
 }
 
 }  // namespace nivra

@@ -1,10 +1,10 @@
 #include "nivra/trackerFactory.h"
 
-#include <stdexcept>
-#include <utility>
-
+#include "nivra/hybrid/hybridTracker.h"
+#include "nivra/reid/reidTracker.h"
 #include "nivra/trackerParams.h"
 #include "nivra/vanilla/vanillaTracker.h"
+#include "nivra/vanillaLowFps/vanillaLowFpsTracker.h"
 
 namespace nivra {
 
@@ -15,9 +15,14 @@ std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterMap params,
       return std::make_unique<vanilla::VanillaTracker>(parseParameters(params, parseVanillaParameters, aspectRatio),
                                                        labelAssociations);
     case 1:
+      return std::make_unique<reid::ReidTracker>(parseParameters(params, parseReidParameters, aspectRatio),
+                                                 labelAssociations);
     case 2:
+      return std::make_unique<hybrid::HybridTracker>(parseParameters(params, parseHybridParameters, aspectRatio),
+                                                     labelAssociations);
     case 3:
-      throw std::logic_error("Function not yet implemented");
+      return std::make_unique<vanillaLowFps::VanillaLowFpsTracker>(
+          parseParameters(params, parseVanillaLowFpsParameters, aspectRatio), labelAssociations);
     default:
       return nullptr;
   }

@@ -4,7 +4,8 @@
 #include <cmath>
 
 #include "core/boxGeometry.h"
-#include "core/faultReport.h"
+#include "core/frameTime.h"
+#include "core/labels.h"
 #include "core/scoreOrder.h"
 
 namespace nivra::vanilla {
@@ -13,7 +14,6 @@ namespace {
 
 constexpr float kMissedFrameLogLikelihood = -0.35667497F;  // ln 0.7
 constexpr float kSmoothingTimeConstant = 0.45454544F;      // seconds
-constexpr double kNanosecondsPerSecond = 1e9;
 
 // States of a debug report.
 constexpr int kNotConfident = 1;
@@ -39,14 +39,15 @@ ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned
 }
 
 void ObjectTrack::predict(unsigned long long timestamp) {
-  if (timestamp <= predictionTimestamp) {
-    reportFault("The prediction timestamp should be newer than the last prediction");
-    return;
-  }
-  predictionInterval = static_cast<float>(static_cast<double>(timestamp - predictionTimestamp) / kNanosecondsPerSecond);
+  if (advanceTime(timestamp)) boxFilter.predict(predictionInterval);
+}
+
+bool ObjectTrack::advanceTime(unsigned long long timestamp) {
+  if (!isNewer(timestamp, predictionTimestamp)) return false;
+  predictionInterval = secondsBetween(predictionTimestamp, timestamp);
   predictionTimestamp = timestamp;
-  boxFilter.predict(predictionInterval);
   lastDetectionId = -1;
+  return true;
 }
 
 float ObjectTrack::observationLikelihood(const ObjectDetection& detection) const {
@@ -89,8 +90,12 @@ void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
 void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  const auto admissible = labelAssociations.find(label);
-  if (admissible == labelAssociations.end() || admissible->second.count(detection.label) == 0) return false;
+  return passesGates(detection, labelAssociations, params->widthFactorGating);
+}
+
+bool ObjectTrack::passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
+                              float widthFactorLimit) const {
+  if (!isAdmissible(labelAssociations, label, detection.label)) return false;
 
   // Each gate is written so that a value that is not a number passes; the filter's gate refuses it.
   const Box box = getClampedBox();
@@ -102,7 +107,7 @@ bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAsso
   const float detectionHeight = height(detection.box);
   const float offsetX = std::abs(offsetTo.x - offsetFrom.x) / std::min(trackWidth, detectionWidth);
   const float offsetY = std::abs(offsetTo.y - offsetFrom.y) / std::min(trackHeight, detectionHeight);
-  if (params->widthFactorGating < offsetX) return false;
+  if (widthFactorLimit < offsetX) return false;
   if (params->heightFactorGating < offsetY) return false;
   if (params->widthRelativeDiffGating < std::abs(detectionWidth / trackWidth - 1.0F)) return false;
   if (params->heightRelativeDiffGating < std::abs(detectionHeight / trackHeight - 1.0F)) return false;
@@ -117,24 +122,26 @@ void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
 }
 
 void ObjectTrack::update(const ObjectDetection& detection, unsigned long long timestamp) {
-  if (timestamp != predictionTimestamp) {
-    reportFault("The detection does not have the same timestamp as the latest prediction");
-    return;
-  }
+  if (!beginUpdate(detection, timestamp)) return;
+  updateClassInfo(detection);
+  finishUpdate(detection);
+}
+
+bool ObjectTrack::beginUpdate(const ObjectDetection& detection, unsigned long long timestamp) {
+  if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return false;
   updateSmoothedObservationLogLikelihood(boxFilter.observationLogLikelihood(detection.box));
   if (smoothedObservationLogLikelihood > params->confidentLikelihoodThreshold) tentative = false;
   lastDetectionId = detection.id;
   attributeFilter.update(detection.attributes, params->scoreAbsorption);
-  updateClassInfo(detection);
+  return true;
+}
+
+void ObjectTrack::finishUpdate(const ObjectDetection& detection) {
   updateObjectnessScaling(detection);
   boxFilter.update(detection.box);
 }
 
-std::string ObjectTrack::createStateString() const {
-  const Box box = getClampedBox();
-  return "{bottom=" + std::to_string(box.bottom) + ", left=" + std::to_string(box.left) +
-         ", top=" + std::to_string(box.top) + ", right=" + std::to_string(box.right) + "}";
-}
+std::string ObjectTrack::createStateString() const { return stateString(getClampedBox()); }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
   TrackedObjectDetection report;

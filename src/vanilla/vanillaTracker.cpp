@@ -1,21 +1,10 @@
 #include "nivra/vanilla/vanillaTracker.h"
 
-#include <algorithm>
-
-#include "core/greedyMatching.h"
 #include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
+#include "vanilla/likelihoodMatching.h"
 
 namespace nivra::vanilla {
-
-namespace {
-
-bool matchedBefore(const AssociationCandidate& a, const AssociationCandidate& b) {
-  if (a.track->isTentative() != b.track->isTentative()) return b.track->isTentative();
-  return cheaper(a, b);
-}
-
-}  // namespace
 
 VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
     : params(trackerParams), labelAssociations(associations), cameraMotion(cameraMovedCallback, this) {}
@@ -34,27 +23,11 @@ void VanillaTracker::predict(unsigned long long timestamp) {
 }
 
 void VanillaTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  std::vector<AssociationCandidate> candidates = associate(detections);
-  std::sort(candidates.begin(), candidates.end(), matchedBefore);
-
-  auto unmatchedTracks = addressesOf<ObjectTrack*>(tracks);
-  auto unmatchedDetections = addressesOf<const ObjectDetection*>(detections);
-  matchGreedily(candidates, unmatchedTracks, unmatchedDetections,
-                [timestamp](const AssociationCandidate& match) { match.track->update(*match.detection, timestamp); });
-
-  updateNonMatchedTracks(unmatchedTracks);
-  addNewTracks(unmatchedDetections, timestamp);
+  updateTracksByLikelihood(*this, tracks, detections, timestamp);
 }
 
 std::vector<AssociationCandidate> VanillaTracker::associate(const std::vector<ObjectDetection>& detections) {
-  std::vector<AssociationCandidate> candidates;
-  for (const ObjectDetection& detection : detections) {
-    for (ObjectTrack& track : tracks) {
-      if (!track.canAssociate(detection, labelAssociations)) continue;
-      candidates.push_back({&track, &detection, -track.observationLikelihood(detection)});
-    }
-  }
-  return candidates;
+  return associateByLikelihood<AssociationCandidate>(tracks, detections, labelAssociations);
 }
 
 void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {
@@ -69,19 +42,9 @@ void VanillaTracker::addNewTracks(const std::set<const ObjectDetection*>& detect
 
 std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(tracks); }
 
-std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const {
-  std::vector<TrackedObjectDetection> reports;
-  reports.reserve(tracks.size());
-  for (const ObjectTrack& track : tracks) reports.push_back(track.reportTrack());
-  return reports;
-}
+std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const { return reportTracks(tracks); }
 
-std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const {
-  std::vector<internal::DebugTrack> reports;
-  reports.reserve(tracks.size());
-  for (const ObjectTrack& track : tracks) reports.push_back(track.reportDebugTrack());
-  return reports;
-}
+std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const { return reportDebugTracks(tracks); }
 
 void VanillaTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;

@@ -25,7 +25,10 @@ TEST(Threads, EightTrackersOnEightThreadsDontInterfere) {
   constexpr std::uint32_t kThreads = 8;
   MotionTrackerServer server;
   std::vector<std::unique_ptr<ObjectTracker>> trackers;
-  for (std::uint32_t i = 0; i < kThreads; ++i) trackers.push_back(makeTracker(0, {}, test::kHumansAndCars, 1.0F));
+  const auto make = [](std::uint32_t i) {
+    return makeTracker(static_cast<int>(i % 4), {}, test::kHumansAndCars, 1.0F);
+  };
+  for (std::uint32_t i = 0; i < kThreads; ++i) trackers.push_back(make(i));
 
   std::vector<std::string> reports(kThreads);
   std::vector<std::thread> threads;
@@ -35,7 +38,7 @@ TEST(Threads, EightTrackersOnEightThreadsDontInterfere) {
   for (std::thread& thread : threads) thread.join();
 
   for (std::uint32_t i = 0; i < kThreads; ++i) {
-    EXPECT_EQ(reports[i], track(*makeTracker(0, {}, test::kHumansAndCars, 1.0F), i)) << "thread " << i;
+    EXPECT_EQ(reports[i], track(*make(i), i)) << "thread " << i;
     EXPECT_FALSE(reports[i].empty());
   }
 }

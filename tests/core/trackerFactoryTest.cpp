@@ -10,6 +10,9 @@ namespace {
 
 TEST(MakeTracker, ChoosesTheVariantBySelector) {
   EXPECT_NE(dynamic_cast<vanilla::VanillaTracker*>(makeTracker(0, {}, {}, 1.0F).get()), nullptr);
+  EXPECT_NE(dynamic_cast<reid::ReidTracker*>(makeTracker(1, {}, {}, 1.0F).get()), nullptr);
+  EXPECT_NE(dynamic_cast<hybrid::HybridTracker*>(makeTracker(2, {}, {}, 1.0F).get()), nullptr);
+  EXPECT_NE(dynamic_cast<vanillaLowFps::VanillaLowFpsTracker*>(makeTracker(3, {}, {}, 1.0F).get()), nullptr);
   for (const int selector : {-1, 4, 2147483647}) {
     EXPECT_EQ(makeTracker(selector, {{"no such key", "x"}}, {}, 1.0F), nullptr) << selector;
   }
@@ -51,6 +54,23 @@ const BadParameters kBadParameters[] = {
      {{"vanilla.kalman.observationNoiseVarianceRangeW", ""}},
      Refusal::kInvalidArgument,
      "Bad value of observationNoiseVarianceRangeW: two numbers are needed in \"\""},
+    {1,
+     {{"vanilla.scoreAbsorption", "1"}},
+     Refusal::kInvalidArgument,
+     "Unused tracker parameters: vanilla.scoreAbsorption=1 "},
+    {1, {{"reid.maxReviveAttempts", "many"}}, Refusal::kInvalidArgument, "stoull"},
+    {1, {{"reid.useInbetweenFiltering", "true"}}, Refusal::kInvalidArgument, "stoi"},
+    {2,
+     {{"vanilla.scoreAbsorption", "1"},
+      {"vanillaLowFps.scoreAbsorption", "1"},
+      {"reid.lambda", "1"},
+      {"reid.kalman4d.processFactor", "1"}},
+     Refusal::kInvalidArgument,
+     "Unused tracker parameters: vanillaLowFps.scoreAbsorption=1 "},
+    {3,
+     {{"vanilla.scoreAbsorption", "1"}},
+     Refusal::kInvalidArgument,
+     "Unused tracker parameters: vanilla.scoreAbsorption=1 "},
     // Unknown names come before values, the outer section before the nested one.
     {0, {{"vanilla.kalman.processNoiseVariance", "x"}, {"vanilla.z", "1"}}, Refusal::kOutOfRange, "Bad parameter: z"},
 };

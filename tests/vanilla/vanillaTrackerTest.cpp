@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
-#include <limits>
 #include <type_traits>
 
-#include "support/crowd.h"
+#include "support/detections.h"
 
 namespace nivra::vanilla {
 namespace {
@@ -108,30 +105,6 @@ TEST_F(VanillaTrackerTest, ListsCandidatesByDetectionThenTrack) {
   EXPECT_EQ(candidates[3].cost, -candidates[3].track->observationLikelihood(detections[2]));
 }
 
-TEST_F(VanillaTrackerTest, KeepsRunningWhenTimeStandsStillOrRunsBack) {
-  const Box box = boxAt(0.0F, 0.0F, 0.2F, 0.4F);
-  const Box other = boxAt(0.5F, 0.0F, 0.2F, 0.4F);
-  feedUntilConfident(box);
-  const std::string prediction = "The prediction timestamp should be newer than the last prediction\n";
-
-  std::vector<ObjectDetection> same = {detectionOf(box, "human", 5)};
-  testing::internal::CaptureStderr();
-  tracker.update(same, now);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), prediction);
-  EXPECT_EQ(tracker.getDebugTracks().at(0).lastDetectionId, 5);
-
-  const std::string before = test::fingerprint(tracker.getDebugTracks());
-  std::vector<ObjectDetection> older = {detectionOf(box, "human", 6), detectionOf(other, "human", 7)};
-  testing::internal::CaptureStderr();
-  tracker.update(older, now - 1);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            prediction + "The detection does not have the same timestamp as the latest prediction\n");
-  const auto tracks = tracker.getDebugTracks();
-  ASSERT_EQ(tracks.size(), 2U);
-  EXPECT_EQ(test::fingerprint({tracks[0]}), before);
-  EXPECT_EQ(tracks[1].lastDetectionId, 7);
-}
-
 TEST(VanillaTracker, EndsNewTracksAtOnceBelowTheExpirationThreshold) {
   VanillaTracker tracker(test::vanillaParams({{"vanilla.expirationLikelihoodThreshold", "0.5"}}), test::kHumansAndCars);
   for (int frame = 1; frame <= 3; ++frame) {
@@ -161,63 +134,6 @@ TEST(VanillaTracker, HoldsIdentitiesThroughMissedFramesAndNoise) {
     EXPECT_NEAR(tracks[0].velocityX, 0.2F, 0.05F);
   }
   EXPECT_EQ(identity, 0);
-}
-
-// Ten thousand frames of a crowd among which boxes of arbitrary bits turn up.
-TEST(VanillaTracker, SurvivesArbitraryFloatsWithBoundedMemory) {
-  constexpr std::uint32_t kSeed = 20261122;
-  SCOPED_TRACE(kSeed);
-  test::Crowd crowd(10, kSeed);
-  std::mt19937 random(kSeed);
-  VanillaTracker tracker(test::vanillaParams({{"vanilla.kalman.objectnessClasses", "human,0.5"}}),
-                         test::kHumansAndCars);
-  const auto anyFloat = [&random] {
-    const auto bits = static_cast<std::uint32_t>(random());
-    float value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-  };
-  std::set<int> ended;
-  for (unsigned long long frame = 1; frame <= 10'000; ++frame) {
-    auto detections = crowd.nextFrame();
-    for (int i = 0; i < 2; ++i) {
-      ObjectDetection wild = detectionOf({anyFloat(), anyFloat(), anyFloat(), anyFloat()});
-      wild.score = anyFloat();
-      wild.objectness = anyFloat();
-      wild.classifications[0].score = anyFloat();
-      wild.attributes = {{1, 1, anyFloat()}};
-      detections.push_back(wild);
-    }
-    const std::size_t fed = detections.size();
-    for (const int id : tracker.update(detections, frame * kFrame).removedIds) {
-      ASSERT_TRUE(ended.insert(id).second) << "identity " << id << " ended twice";
-    }
-    ASSERT_EQ(detections.size(), fed);
-    std::set<int> alive;
-    for (const TrackedObjectDetection& track : tracker.getTracks()) {
-      ASSERT_TRUE(alive.insert(track.id).second);
-      ASSERT_EQ(ended.count(track.id), 0U);
-      for (const float edge : {track.box.left, track.box.top, track.box.right, track.box.bottom}) {
-        ASSERT_FALSE(edge < -1.0F || edge > 1.0F);
-      }
-    }
-    ASSERT_LT(alive.size(), 60U);
-  }
-}
-
-TEST(VanillaTracker, GivesTheSameBytesForTheSameInput) {
-  const auto run = [] {
-    test::Crowd crowd(40, 7);
-    VanillaTracker tracker(test::vanillaParams(), test::kHumansAndCars);
-    std::string bytes;
-    for (unsigned long long frame = 1; frame <= 300; ++frame) {
-      auto detections = crowd.nextFrame();
-      tracker.update(detections, frame * kFrame);
-      bytes += test::fingerprint(tracker.getDebugTracks());
-    }
-    return bytes;
-  };
-  EXPECT_EQ(run(), run());
 }
 
 }  // namespace

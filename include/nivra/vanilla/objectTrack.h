@@ -15,6 +15,10 @@
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerParams.h"
 
+namespace nivra::vanillaLowFps {
+class ObjectTrack;
+}
+
 namespace nivra::vanilla {
 
 /// A box filter, class scores, attribute scores, and one number that decides the track's fate: the smoothed
@@ -82,6 +86,18 @@ class NIVRA_EXPORT ObjectTrack {
   Box getClampedBox() const;
 
  private:
+  // Holds a vanilla track and changes the steps below.
+  friend class vanillaLowFps::ObjectTrack;
+
+  /// Sets the time of a newer frame; false if the frame is not newer, and nothing has changed then.
+  bool advanceTime(unsigned long long timestamp);
+  /// All gates, with the given limit on the horizontal centre offset.
+  bool passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
+                   float widthFactorLimit) const;
+  /// What `update` does before and after it updates the class scores; false if it refuses the detection.
+  bool beginUpdate(const ObjectDetection& detection, unsigned long long timestamp);
+  void finishUpdate(const ObjectDetection& detection);
+
   std::int32_t id;
   std::int32_t lastDetectionId;
   KalmanBoxFilter boxFilter;

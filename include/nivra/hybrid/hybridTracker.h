@@ -1,0 +1,52 @@
+#pragma once
+
+/// @file
+/// People to a re-identification tracker, everything else to a vanilla tracker.
+
+#include <memory>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/objectTracker.h"
+#include "nivra/trackerParams.h"
+
+namespace nivra::hybrid {
+
+/// Runs a vanilla and a re-identification tracker side by side and merges what they report.
+///
+/// Detections labelled exactly "human" go to the re-identification tracker. Identities are unique across both:
+/// 2n for track n of the vanilla tracker, 2n + 1 for track n of the re-identification tracker, with n modulo
+/// 2^30 so that they are never negative.
+class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
+ public:
+  /// Each inner tracker subscribes to camera motion itself.
+  HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations);
+  HybridTracker(const HybridTracker&) = delete;
+  HybridTracker& operator=(const HybridTracker&) = delete;
+  ~HybridTracker() override;
+
+  /// Reorders the detections, people first; nothing else of them changes.
+  TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
+  std::vector<TrackedObjectDetection> getTracks() const override;
+  std::vector<internal::DebugTrack> getDebugTracks() const override;
+
+ private:
+  std::unique_ptr<ObjectTracker> vanillaTracker;
+  std::unique_ptr<ObjectTracker> reidTracker;
+};
+
+/// Identity of a report.
+NIVRA_EXPORT int getId(const TrackedObjectDetection& track);
+NIVRA_EXPORT int getId(const internal::DebugTrack& track);
+
+/// One list in ascending order of inner identities, vanilla first among equals, with hybrid identities.
+/// Provided for `TrackedObjectDetection` and `internal::DebugTrack`.
+template <class T>
+std::vector<T> mergeTracks(const std::vector<T>& vanillaTracks, const std::vector<T>& reidTracks);
+
+extern template NIVRA_EXPORT std::vector<TrackedObjectDetection> mergeTracks(
+    const std::vector<TrackedObjectDetection>&, const std::vector<TrackedObjectDetection>&);
+extern template NIVRA_EXPORT std::vector<internal::DebugTrack> mergeTracks(const std::vector<internal::DebugTrack>&,
+                                                                           const std::vector<internal::DebugTrack>&);
+
+}  // namespace nivra::hybrid

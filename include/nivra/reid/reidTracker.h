@@ -1,0 +1,66 @@
+#pragma once
+
+/// @file
+/// The re-identification tracker: motion, overlap and appearance; people who come back keep their identity.
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/motionTrackerServer.h"
+#include "nivra/objectTracker.h"
+#include "nivra/reid/objectTrack.h"
+#include "nivra/trackerParams.h"
+
+namespace nivra::reid {
+
+/// Associates detections with active tracks by overlap and appearance, and lets newly confident tracks revive
+/// lost ones whose galleries match.
+///
+/// `getTracks` hides lost (inactive) tracks; their identities end only when they expire, and a revival brings
+/// them back. `getDebugTracks` shows every track.
+class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
+ public:
+  /// Copies both arguments and subscribes to the camera motion server of this moment, if there is one.
+  ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations);
+  ReidTracker(const ReidTracker&) = delete;
+  ReidTracker& operator=(const ReidTracker&) = delete;
+  ~ReidTracker() override;
+
+  /// Sets the `inbetween` flag of detections that lie between two others.
+  TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
+  std::vector<TrackedObjectDetection> getTracks() const override;
+  std::vector<internal::DebugTrack> getDebugTracks() const override;
+
+  /// @name The steps of one frame
+  /// @{
+  /// Moves every track to `timestamp` (nanoseconds).
+  void predict(unsigned long long timestamp);
+  /// The frame's matching and life-cycle work.
+  TrackUpdateResult updateTracks(std::vector<ObjectDetection>& detections, unsigned long long timestamp);
+  /// Starts one track per detection that does not lie between two others.
+  void addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp);
+  /// Removes the expired tracks and returns their identities.
+  std::set<int> pruneExpiredTracks();
+  /// Identities of the tracks whose box overlaps another track of the same label. Inactive tracks count while
+  /// they are lost for less than `inactiveAge` + `inactiveOverlapExtraTime`.
+  static std::set<int> getOverlappingTracks(const std::vector<ObjectTrack>& tracks, unsigned long long timestamp,
+                                            const TrackerParams& params);
+  /// @}
+
+  /// Moves the tracks after a camera movement; `userData` is the tracker.
+  static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
+
+ private:
+  /// The tracks that took a detection in this frame and may get a confident identity.
+  std::set<ObjectTrack*> findPending(unsigned long long timestamp);
+
+  TrackerParams params;  // every track points at this copy
+  LabelAssociations labelAssociations;
+  std::vector<ObjectTrack> tracks;  // oldest first
+  std::int32_t nextId = 0;
+  CameraMotionSubscription cameraMotion;
+};
+
+}  // namespace nivra::reid

@@ -1,0 +1,64 @@
+#pragma once
+
+/// @file
+/// One object followed by the low-frame-rate tracker.
+
+#include <string>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/vanilla/objectTrack.h"
+
+namespace nivra::vanillaLowFps {
+
+/// The vanilla track, except that
+/// 1. its prediction can inflate the process noise of fast axes,
+/// 2. detections labelled "human" may lie 1.7 widths to the side, whatever `widthFactorGating` says,
+/// 3. two best classes that are both vehicles add up to a higher score.
+///
+/// Whatever is not commented here is as in `vanilla::ObjectTrack`.
+class NIVRA_EXPORT ObjectTrack {
+ public:
+  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+              const vanilla::TrackerParams& trackerParams);
+
+  /// @param useVelocityNoise Whether `getProcessNoiseFactors` may inflate the process noise.
+  void predict(unsigned long long timestamp, bool useVelocityNoise);
+
+  /// Factors on the process noise of centre x, centre y, width and height: 6 for centre x above a horizontal
+  /// speed of 0.3 picture units per second, 6 for the others above a vertical speed of 0.2, else 1.
+  std::vector<float> getProcessNoiseFactors(bool useVelocityNoise) const;
+
+  bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
+
+  /// Adds a third of the second class's score to the track's score when both best classes are vehicles and
+  /// the best is below 65 percent. The class scores themselves don't change.
+  void updateClassInfo(const ObjectDetection& detection);
+
+  void update(const ObjectDetection& detection, unsigned long long timestamp);
+
+  float observationLikelihood(const ObjectDetection& detection) const { return track.observationLikelihood(detection); }
+  void updateSmoothedObservationLogLikelihood(float logLikelihood) {
+    track.updateSmoothedObservationLogLikelihood(logLikelihood);
+  }
+  void emptyUpdate() { track.emptyUpdate(); }
+  bool isExpired() const { return track.isExpired(); }
+  bool isConfident() const { return track.isConfident(); }
+  void updateBox(const Box& box) { track.updateBox(box); }
+  void updateObjectnessScaling(const ObjectDetection& detection) { track.updateObjectnessScaling(detection); }
+  std::string createStateString() const { return track.createStateString(); }
+  TrackedObjectDetection reportTrack() const { return track.reportTrack(); }
+  internal::DebugTrack reportDebugTrack() const { return track.reportDebugTrack(); }
+
+  int getId() const { return track.getId(); }
+  bool isTentative() const { return track.isTentative(); }
+  const std::string& getLabel() const { return track.label; }
+  /// The filtered box, not clamped.
+  Box getBox() const { return track.boxFilter.getBox(); }
+  Box getClampedBox() const { return track.getClampedBox(); }
+
+ private:
+  vanilla::ObjectTrack track;
+};
+
+}  // namespace nivra::vanillaLowFps

@@ -1,0 +1,62 @@
+#pragma once
+
+/// @file
+/// The vanilla tracker for cameras that deliver frames rarely.
+
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "nivra/export.h"
+#include "nivra/motionTrackerServer.h"
+#include "nivra/objectTracker.h"
+#include "nivra/trackerParams.h"
+#include "nivra/vanillaLowFps/objectTrack.h"
+
+namespace nivra::vanillaLowFps {
+
+/// One admissible pairing of a track with a detection.
+struct AssociationCandidate {
+  ObjectTrack* track;
+  const ObjectDetection* detection;
+  float cost;  ///< Minus the observation likelihood: the lower, the better the fit.
+};
+
+/// The vanilla tracker, except that
+/// 1. its tracks are those of this namespace, which predict with more process noise while they move fast,
+/// 2. people, and tracks that overlapped an associable neighbour in the frame before, predict without it.
+///
+/// Whatever is not commented here is as in `vanilla::VanillaTracker`.
+class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
+ public:
+  VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations);
+  VanillaLowFpsTracker(const VanillaLowFpsTracker&) = delete;
+  VanillaLowFpsTracker& operator=(const VanillaLowFpsTracker&) = delete;
+  ~VanillaLowFpsTracker() override;
+
+  TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
+  std::vector<TrackedObjectDetection> getTracks() const override;
+  std::vector<internal::DebugTrack> getDebugTracks() const override;
+
+  void predict(unsigned long long timestamp);
+  std::vector<AssociationCandidate> associate(const std::vector<ObjectDetection>& detections);
+  void updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp);
+  void updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks);
+  void addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp);
+  std::set<int> pruneExpiredTracks();
+  static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
+
+ private:
+  /// Identities of the tracks whose box overlaps that of a track whose label they may take. A label without
+  /// associations is reported as a fault, once for every later track.
+  std::set<int> findOverlappingTracks() const;
+
+  vanilla::TrackerParams params;    // every track points at this copy
+  std::vector<ObjectTrack> tracks;  // oldest first
+  std::int32_t nextId = 0;
+  LabelAssociations labelAssociations;
+  std::set<int> overlappingTrackIds;  // as of the latest update
+  CameraMotionSubscription cameraMotion;
+};
+
+}  // namespace nivra::vanillaLowFps

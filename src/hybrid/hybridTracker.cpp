@@ -1,0 +1,80 @@
+#include "nivra/hybrid/hybridTracker.h"
+
+#include <algorithm>
+#include <cstddef>
+
+#include "core/labels.h"
+#include "nivra/reid/reidTracker.h"
+#include "nivra/vanilla/vanillaTracker.h"
+
+namespace nivra::hybrid {
+
+namespace {
+
+// Inner identities beyond this would not fit twice into an int.
+constexpr int kInnerIdentities = 1 << 30;
+
+int vanillaId(int innerId) { return 2 * (innerId % kInnerIdentities); }
+int reidId(int innerId) { return vanillaId(innerId) + 1; }
+
+void setId(TrackedObjectDetection& track, int id) { track.id = id; }
+void setId(internal::DebugTrack& track, int id) { track.track.id = id; }
+
+}  // namespace
+
+HybridTracker::HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations)
+    : vanillaTracker(std::make_unique<vanilla::VanillaTracker>(params.vanillaParams, labelAssociations)),
+      reidTracker(std::make_unique<reid::ReidTracker>(params.reidParams, labelAssociations)) {}
+
+HybridTracker::~HybridTracker() = default;
+
+TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
+  const auto firstOther = std::partition(detections.begin(), detections.end(), [](const ObjectDetection& detection) {
+    return detection.label == kPersonLabel;
+  });
+  // Copies, so that flags set by the re-identification tracker don't reach the host.
+  std::vector<ObjectDetection> others(firstOther, detections.end());
+  const TrackUpdateResult vanillaResult = vanillaTracker->update(others, timestamp);
+  std::vector<ObjectDetection> humans(detections.begin(), firstOther);
+  const TrackUpdateResult reidResult = reidTracker->update(humans, timestamp);
+
+  TrackUpdateResult result;
+  for (const int id : vanillaResult.removedIds) result.removedIds.insert(vanillaId(id));
+  for (const int id : reidResult.removedIds) result.removedIds.insert(reidId(id));
+  for (const auto& [absorbed, older] : reidResult.mergedIds) result.mergedIds.emplace(reidId(absorbed), reidId(older));
+  return result;
+}
+
+std::vector<TrackedObjectDetection> HybridTracker::getTracks() const {
+  return mergeTracks(vanillaTracker->getTracks(), reidTracker->getTracks());
+}
+
+std::vector<internal::DebugTrack> HybridTracker::getDebugTracks() const {
+  return mergeTracks(vanillaTracker->getDebugTracks(), reidTracker->getDebugTracks());
+}
+
+int getId(const TrackedObjectDetection& track) { return track.id; }
+int getId(const internal::DebugTrack& track) { return track.track.id; }
+
+template <class T>
+std::vector<T> mergeTracks(const std::vector<T>& vanillaTracks, const std::vector<T>& reidTracks) {
+  std::vector<T> merged;
+  merged.reserve(vanillaTracks.size() + reidTracks.size());
+  auto vanilla = vanillaTracks.begin();
+  auto reid = reidTracks.begin();
+  while (vanilla != vanillaTracks.end() || reid != reidTracks.end()) {
+    const bool takesReid =
+        vanilla == vanillaTracks.end() || (reid != reidTracks.end() && getId(*vanilla) > getId(*reid));
+    merged.push_back(takesReid ? *reid : *vanilla);
+    setId(merged.back(), takesReid ? reidId(getId(*reid)) : vanillaId(getId(*vanilla)));
+    ++(takesReid ? reid : vanilla);
+  }
+  return merged;
+}
+
+template NIVRA_EXPORT std::vector<TrackedObjectDetection> mergeTracks(const std::vector<TrackedObjectDetection>&,
+                                                                      const std::vector<TrackedObjectDetection>&);
+template NIVRA_EXPORT std::vector<internal::DebugTrack> mergeTracks(const std::vector<internal::DebugTrack>&,
+                                                                    const std::vector<internal::DebugTrack>&);
+
+}  // namespace nivra::hybrid

@@ -1,0 +1,234 @@
+#include "nivra/reid/objectTrack.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "core/boxGeometry.h"
+#include "core/frameTime.h"
+#include "core/labels.h"
+#include "core/scoreOrder.h"
+
+namespace nivra::reid {
+
+namespace {
+
+constexpr std::size_t kGalleryCapacity = 50;
+constexpr float kIncomparableDistance = 2.0F;
+
+/// Position of a quantile among `count` sorted values. A quantile that is not a number counts as 0, one beyond
+/// the values as the nearest of them.
+std::size_t quantileIndex(std::size_t count, float quantile) {
+  const float last = static_cast<float>(count - 1);
+  const float position = last * quantile;
+  if (!(position > 0.0F)) return 0;
+  return position < last ? static_cast<std::size_t>(position) : count - 1;
+}
+
+}  // namespace
+
+float cosineDistance(const std::vector<float>& a, const std::vector<float>& b) {
+  if (a.size() != b.size()) return kIncomparableDistance;
+  float dot = 0.0F;
+  float normA = 0.0F;
+  float normB = 0.0F;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    dot += a[i] * b[i];
+    normA += a[i] * a[i];
+    normB += b[i] * b[i];
+  }
+  if (normA == 0.0F || normB == 0.0F) return kIncomparableDistance;
+  return 1.0F - dot / std::sqrt(normA * normB);
+}
+
+ObjectTrack::ObjectTrack(const ObjectDetection& firstDetection, int trackId, unsigned long long timestamp,
+                         const TrackerParams& trackerParams)
+    : id(trackId),
+      detection(&firstDetection),
+      lastDetectionId(firstDetection.id),
+      boxFilter(firstDetection.box, trackerParams.kalmanParams),
+      score(firstDetection.score),
+      label(firstDetection.label),
+      creationTimestamp(timestamp),
+      predictionTimestamp(timestamp),
+      updateTimestamp(timestamp),
+      params(&trackerParams),
+      attributeFilter(firstDetection.attributes) {
+  if (firstDetection.feature) addFeature(*firstDetection.feature);
+}
+
+void ObjectTrack::predict(unsigned long long timestamp) {
+  if (!isNewer(timestamp, predictionTimestamp)) return;
+  const float dt = secondsBetween(predictionTimestamp, timestamp);
+  predictionTimestamp = timestamp;
+  boxFilter.predict(dt);
+  detection = nullptr;
+  lastDetectionId = -1;
+}
+
+void ObjectTrack::update(const ObjectDetection& newDetection, unsigned long long timestamp, bool storeFeature) {
+  if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return;
+  score += (newDetection.score - score) * params->scoreAbsorption;
+  attributeFilter.update(newDetection.attributes, params->scoreAbsorption);
+  boxFilter.update(newDetection.box);
+  if (storeFeature && newDetection.feature) addFeature(*newDetection.feature);
+
+  if (state == TrackState::Tentative && timestamp - creationTimestamp >= params->minTimeBeforeConfident) {
+    state = TrackState::Confident;
+  } else if (state == TrackState::Inactive) {
+    state = TrackState::ConfidentId;
+    reviveAttempts = 0;
+  }
+  updateTimestamp = timestamp;
+  detection = &newDetection;
+  lastDetectionId = newDetection.id;
+}
+
+void ObjectTrack::emptyUpdate(unsigned long long timestamp) {
+  const float decay = 1.0F - params->scoreAbsorption;
+  score *= decay;
+  attributeFilter.emptyUpdate(decay);
+  boxFilter.emptyUpdate();
+
+  const std::uint64_t age = timestamp - updateTimestamp;
+  if (state == TrackState::Inactive) {
+    const bool isTriedOut = reviveAttempts >= params->maxReviveAttempts && age > params->maxDynamicReviveAge;
+    if (isTriedOut || age > params->maxReviveAge) state = TrackState::Expired;
+    return;
+  }
+  if (age > params->expiryAge) {
+    state = TrackState::Expired;
+    return;
+  }
+  switch (state) {
+    case TrackState::Tentative:
+      if (age > params->maxTentativeAge) state = TrackState::Expired;
+      break;
+    case TrackState::Confident:
+      if (age > getConfidentTrackExpiryAge()) state = TrackState::Expired;
+      break;
+    case TrackState::ConfidentId:
+      if (age > params->inactiveAge) state = TrackState::Inactive;
+      break;
+    case TrackState::Inactive:
+    case TrackState::Expired:
+      break;
+  }
+}
+
+bool ObjectTrack::hasAdmissibleLabel(const ObjectDetection& candidate,
+                                     const LabelAssociations& labelAssociations) const {
+  return isAdmissible(labelAssociations, label, candidate.label);
+}
+
+bool ObjectTrack::canAssociateKalman(const ObjectDetection& candidate) const {
+  return boxFilter.canAssociate(candidate.box);
+}
+
+bool ObjectTrack::canAssociateCosts(const ObjectDetection& candidate, float iouDistance, float featureDistance) const {
+  const bool hasAppearance = candidate.feature && !features.empty();
+  return hasAppearance ? params->maxFeatureDistance >= featureDistance : params->maxIouDistance >= iouDistance;
+}
+
+bool ObjectTrack::canReviveCost(float cost) const { return params->maxReviveFeatureDistance >= cost; }
+
+unsigned long long ObjectTrack::getConfidentTrackExpiryAge() const {
+  const bool isYoung = updateTimestamp - creationTimestamp < params->minTimeBeforeConfidentId;
+  return isYoung ? params->maxConfidentAge : params->expiryAge;
+}
+
+void ObjectTrack::registerReviveAttempt() { ++reviveAttempts; }
+
+bool ObjectTrack::canGetConfidentId(unsigned long long timestamp) const {
+  return updateTimestamp == timestamp && features.size() >= params->minConfidentFeatureVectors &&
+         timestamp - creationTimestamp >= params->minTimeBeforeConfidentId && state == TrackState::Confident;
+}
+
+void ObjectTrack::makeConfidentId(unsigned long long timestamp) {
+  if (!canGetConfidentId(timestamp)) {
+    throw std::runtime_error("Cannot make non-eligible track ConfidentID: " + std::to_string(id));
+  }
+  state = TrackState::ConfidentId;
+}
+
+float ObjectTrack::computeMinDistance(const std::vector<float>& feature) const {
+  if (features.empty()) return params->defaultCosineDistance;
+  float minimum = std::numeric_limits<float>::infinity();
+  for (const std::vector<float>& stored : features) minimum = std::min(minimum, cosineDistance(feature, stored));
+  return minimum;
+}
+
+float ObjectTrack::computeIouDistance(const Box& box) const { return 1.0F - intersectionOverUnion(getBox(), box); }
+
+float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other, const Distance& distance) const {
+  if (features.empty() || other.features.empty()) return params->defaultCosineDistance;
+  std::vector<float> distances;
+  distances.reserve(features.size() * other.features.size());
+  for (const std::vector<float>& own : features) {
+    for (const std::vector<float>& others : other.features) distances.push_back(distance(own, others));
+  }
+  const auto selected =
+      distances.begin() + static_cast<std::ptrdiff_t>(quantileIndex(distances.size(), params->reviveQuantile));
+  std::nth_element(distances.begin(), selected, distances.end(), ascending);
+  return *selected;
+}
+
+float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other) const {
+  return computeTrackTrackDistance(other, cosineDistance);
+}
+
+void ObjectTrack::revive(ObjectTrack& other, unsigned long long timestamp) {
+  if (other.detection == nullptr) {
+    throw std::runtime_error("Tried to revive track " + std::to_string(id) +
+                             " via track without associated detection " + std::to_string(other.id));
+  }
+  other.state = TrackState::Expired;
+  update(*other.detection, timestamp, false);
+  boxFilter = other.boxFilter;
+  for (const std::vector<float>& feature : other.features) addFeature(feature);
+}
+
+void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
+
+void ObjectTrack::addFeature(const std::vector<float>& feature) {
+  while (features.size() >= kGalleryCapacity) features.pop_front();
+  features.push_back(feature);
+}
+
+TrackedObjectDetection ObjectTrack::reportTrack() const {
+  TrackedObjectDetection report;
+  report.id = id;
+  report.box = getClampedBox();
+  const Point velocity = boxFilter.getVelocity();
+  report.velocityX = velocity.x;
+  report.velocityY = velocity.y;
+  report.score = score;
+  report.label = label;
+  report.attributes = attributeFilter.report();
+  report.classifications = {{label, score}};
+  report.confident = state == TrackState::Confident || state == TrackState::ConfidentId;
+  return report;
+}
+
+internal::DebugTrack ObjectTrack::reportDebugTrack() const {
+  internal::DebugTrack report;
+  report.track = reportTrack();
+  report.state = static_cast<std::int32_t>(state);
+  report.lastDetectionId = lastDetectionId;
+  return report;
+}
+
+std::string ObjectTrack::createStateString() const { return stateString(getClampedBox()); }
+
+float ObjectTrack::observationLikelihood(const ObjectDetection& /*candidate*/) const {
+  throw std::logic_error("Function not yet implemented");
+}
+
+bool ObjectTrack::isReported() const {
+  return state == TrackState::Tentative || state == TrackState::Confident || state == TrackState::ConfidentId;
+}
+
+Box ObjectTrack::getClampedBox() const { return clampedToPicture(boxFilter.getBox()); }
+
+}  // namespace nivra::reid
