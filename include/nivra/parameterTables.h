@@ -5,6 +5,7 @@
 ///
 /// Parsing takes its defaults from these tables, so what they say is what happens.
 
+#include <array>
 #include <cstddef>
 
 #include "nivra/export.h"
@@ -30,6 +31,12 @@ struct ParameterTable {
   const ParameterDescription* end() const { return first + count; }
 };
 
+/// A section and the parameters that it takes.
+struct ParameterSection {
+  const char* name;             ///< Key prefix, for example "vanilla.kalman".
+  const ParameterTable* table;  ///< Sections may share one.
+};
+
 /// The default values of a table, by name.
 NIVRA_EXPORT ParameterMap defaultValues(const ParameterTable& table);
 
@@ -38,5 +45,7 @@ NIVRA_EXPORT extern const ParameterTable kalman4DTable;       ///< "reid.kalman4
 NIVRA_EXPORT extern const ParameterTable vanillaTable;        ///< "vanilla"
 NIVRA_EXPORT extern const ParameterTable vanillaLowFpsTable;  ///< "vanillaLowFps"
 NIVRA_EXPORT extern const ParameterTable reidTable;           ///< "reid"
+
+NIVRA_EXPORT extern const std::array<ParameterSection, 6> parameterSections;  ///< All sections.
 
 }  // namespace nivra

@@ -12,8 +12,8 @@ namespace {
 
 std::string joined(const std::vector<std::string>& pieces) {
   std::string text;
-  for (const std::string& piece : pieces) text += (text.empty() ? "" : ", ") + trim(piece);
-  return text;
+  for (const std::string& piece : pieces) text += trim(piece) + ", ";
+  return text.substr(0, text.size() - 2);
 }
 
 }  // namespace
@@ -53,7 +53,7 @@ std::pair<ObjectnessParams, std::set<std::string>> parseObjectnessParams(const P
 }
 
 KalmanBoxParams parseKalmanParameters(ParameterMap& params, const std::string& section) {
-  const ParameterMap merged = updateParams(defaultValues(kalmanTable), params, section + names::kKalmanSubsection);
+  const ParameterMap merged = updateParams(defaultValues(kalmanTable), params, section + names::kKalmanSuffix);
   const float processNoiseVariance = floatAt(merged, names::kProcessNoiseVariance);
   const float initialVelocityVariance = floatAt(merged, names::kInitialVelocityVariance);
   const float observationNoiseVarianceX = floatAt(merged, names::kObservationNoiseVarianceX);
@@ -76,7 +76,7 @@ KalmanBoxParams parseKalmanParameters(ParameterMap& params, const std::string& s
 }
 
 KalmanBoxParams4D parseKalman4DParameters(ParameterMap& params, const std::string& section, float aspectRatio) {
-  const ParameterMap merged = updateParams(defaultValues(kalman4DTable), params, section + names::kKalman4DSubsection);
+  const ParameterMap merged = updateParams(defaultValues(kalman4DTable), params, section + names::kKalman4DSuffix);
   const float factor = floatAt(merged, names::kProcessFactor);
   const float a2 = aspectRatio * aspectRatio;
   const auto scaled = [&](const char* name) { return factor * floatAt(merged, name); };

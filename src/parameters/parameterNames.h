@@ -4,10 +4,15 @@
 namespace nivra::names {
 
 inline constexpr char kVanillaSection[] = "vanilla";
+inline constexpr char kVanillaKalmanSection[] = "vanilla.kalman";
 inline constexpr char kVanillaLowFpsSection[] = "vanillaLowFps";
+inline constexpr char kVanillaLowFpsKalmanSection[] = "vanillaLowFps.kalman";
 inline constexpr char kReidSection[] = "reid";
-inline constexpr char kKalmanSubsection[] = ".kalman";
-inline constexpr char kKalman4DSubsection[] = ".kalman4d";
+inline constexpr char kReidKalman4DSection[] = "reid.kalman4d";
+
+// What turns a tracker's section into that of its filter.
+inline constexpr char kKalmanSuffix[] = ".kalman";
+inline constexpr char kKalman4DSuffix[] = ".kalman4d";
 
 inline constexpr char kProcessNoiseVariance[] = "processNoiseVariance";
 inline constexpr char kInitialVelocityVariance[] = "initialVelocityVariance";

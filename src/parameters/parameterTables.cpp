@@ -180,6 +180,15 @@ const ParameterTable vanillaTable = tableOf(vanillaEntries.entries);
 const ParameterTable vanillaLowFpsTable = tableOf(vanillaLowFpsEntries.entries);
 const ParameterTable reidTable = tableOf(reidEntries);
 
+const std::array<ParameterSection, 6> parameterSections = {{
+    {names::kVanillaSection, &vanillaTable},
+    {names::kVanillaKalmanSection, &kalmanTable},
+    {names::kVanillaLowFpsSection, &vanillaLowFpsTable},
+    {names::kVanillaLowFpsKalmanSection, &kalmanTable},
+    {names::kReidSection, &reidTable},
+    {names::kReidKalman4DSection, &kalman4DTable},
+}};
+
 ParameterMap defaultValues(const ParameterTable& table) {
   ParameterMap values;
   for (const ParameterDescription& entry : table) values.emplace(entry.name, entry.defaultValue);

@@ -1,0 +1,75 @@
+#include "nivra/nivra.h"
+#include "toolRun.h"
+
+namespace nivra::tool::test {
+
+TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
+  struct Case {
+    std::vector<std::string> arguments;
+    const char* message;
+  };
+  const std::string key = "vanilla.scoreAbsorption";
+  const Case cases[] = {
+      {{}, "subcommand"},
+      {{"follow"}, "subcommand"},
+      {{"track"}, "INPUT"},
+      {{"track", ""}, "INPUT"},
+      {{"track", kPlaza, "other"}, "other"},
+      {{"track", kPlaza, "--fast"}, "--fast"},
+      {{"track", kPlaza, "-o", ""}, "--output"},
+      {{"track", kPlaza + "/det/det.txt"}, "give --picture WxH and --fps F"},
+      {{"track", kPlaza, "--picture", "1280"}, "--picture 1280: "},
+      {{"track", kPlaza, "--picture", "1280x0"}, "--picture 1280x0: "},
+      {{"track", kPlaza, "--picture", "1280x72O"}, "--picture 1280x72O: "},
+      {{"track", kPlaza, "--fps", "0"}, "--fps 0: "},
+      {{"track", kPlaza, "--fps", "nan"}, "--fps nan: "},
+      {{"track", kPlaza, "--tracker", "best"}, "--tracker best: "},
+      {{"track", kPlaza, "--tracker", "4"}, "--tracker 4: "},
+      {{"track", kPlaza, "--param", key}, "--param vanilla.scoreAbsorption: expected section.name=value"},
+      {{"track", kPlaza, "--param", "=1"}, "--param =1: expected section.name=value"},
+      {{"track", kPlaza, "--param", key + "=abc"}, "--param vanilla.scoreAbsorption=abc: not a number"},
+      {{"track", kPlaza, "--param", key + "=0.5x"}, "--param vanilla.scoreAbsorption=0.5x: not a number"},
+      {{"track", kPlaza, "--param", key + "=1e99"}, "--param vanilla.scoreAbsorption=1e99: number out of range"},
+      {{"track", kPlaza, "--param", key + "=0.1", "--param", "vanilla.noSuchKey=1"},
+       "--param vanilla.noSuchKey=1: vanilla has no parameter \"noSuchKey\""},
+      {{"track", kPlaza, "--param", "vanilla.kalman.no=1"}, "vanilla.kalman has no parameter \"no\""},
+      {{"track", kPlaza, "--param", "reid.lambda=1"}, "--param reid.lambda=1: not read by the tracker \"vanilla\""},
+      {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1"}, "two numbers"},
+      {{"track", "--param", key + "=0.1", "stray", kPlaza}, "not expected"},
+      {{"simulate"}, "--output"},
+      {{"simulate", "-o", "unused", "--seed", "-1"}, "--seed -1: "},
+      {{"simulate", "-o", "unused", "--frames", "0"}, "--frames 0: "},
+      {{"simulate", "-o", "unused", "--people", "many"}, "--people many: "},
+  };
+  for (const Case& each : cases) {
+    const Outcome outcome = nivra(each.arguments);
+    EXPECT_EQ(outcome.code, 2) << each.message;
+    EXPECT_EQ(outcome.out, "") << each.message;
+    EXPECT_EQ(outcome.err.rfind("error: ", 0), 0U);
+    EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.message << " in " << outcome.err;
+  }
+}
+
+TEST(Usage, ParametersReachTheTracker) {
+  const std::string usual = nivra({"track", kPlaza}).out;
+  // The input may follow, and the last of several values holds.
+  const std::string patient = nivra({"track", "--param", "vanilla.expirationLikelihoodThreshold=5", "--param",
+                                     "vanilla.expirationLikelihoodThreshold=-4", kPlaza})
+                                  .out;
+  EXPECT_GT(rowsOf(patient).size(), rowsOf(usual).size());
+}
+
+TEST(Usage, ListsEveryParameterByTheKeyThatSetsIt) {
+  const Outcome list = nivra({"parameters"});
+  EXPECT_EQ(list.code, 0);
+  int tried = 0;
+  for (const std::string& line : splitAt('\n', list.out)) {
+    if (line.rfind("vanilla.", 0) != 0) continue;
+    ++tried;
+    const std::string setting = line.substr(0, line.find("  "));
+    EXPECT_EQ(nivra({"track", kPlaza, "--param", setting}).code, 0) << setting;
+  }
+  EXPECT_EQ(tried, static_cast<int>(vanillaTable.count + kalmanTable.count));
+}
+
+}  // namespace nivra::tool::test

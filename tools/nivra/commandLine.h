@@ -1,0 +1,11 @@
+#pragma once
+
+#include <ostream>
+
+namespace nivra::tool {
+
+/// The whole command.
+/// @return The exit code: 0, 1 when an input or output is at fault, 2 when the call is. Never throws.
+int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err);
+
+}  // namespace nivra::tool

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace nivra::tool {
+
+/// The command was called wrongly: exit code 2.
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// An input cannot be used or an output not written: exit code 1.
+struct FileError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// Whoever read the output has gone; nothing is left to do, and nothing to complain about.
+struct ReaderGone : std::exception {};
+
+}  // namespace nivra::tool

@@ -1,0 +1,11 @@
+#include <csignal>
+#include <iostream>
+
+#include "commandLine.h"
+
+int main(int argc, char** argv) {
+  // Closed pipes and files that grow too large then show as failing writes, which end the command in good order.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  return nivra::tool::run(argc, argv, std::cout, std::cerr);
+}

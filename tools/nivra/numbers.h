@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace nivra::tool {
+
+/// The numbers that a field or an option accepts, both ends included.
+template <class Number>
+struct Range {
+  Number least;
+  Number most;
+};
+
+/// About twelve days at ten frames per second; beyond it a frame number is a typing error.
+constexpr int kMostFrames = 10'000'000;
+constexpr Range<int> kFrameCounts = {1, kMostFrames};
+constexpr Range<int> kPictureSides = {1, 1'000'000};
+/// Timestamps stay distinct at the upper end, and below 2^63 nanoseconds for all frames at the lower one.
+constexpr Range<double> kFrameRates = {0.01, 1e6};
+
+/// `text` without blanks, tabs and carriage returns at its ends.
+std::string_view trimmed(std::string_view text);
+
+/// The beginning of `text` in quotes, unprintable characters escaped.
+std::string quoted(std::string_view text);
+
+/// Reads all of `text` as one decimal number, blanks around it allowed, whatever the locale.
+/// @return Nothing for anything else, and for numbers outside `range`.
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text, Range<Number> range);
+
+/// For example "expected a whole number from 1 to 9".
+template <class Number>
+std::string expectation(Range<Number> range);
+
+/// `expectation` and what was found instead, in quotes and shortened.
+template <class Number>
+std::string complaint(std::string_view text, Range<Number> range) {
+  return expectation(range) + ", found " + quoted(text);
+}
+
+}  // namespace nivra::tool

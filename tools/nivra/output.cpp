@@ -1,0 +1,168 @@
+#include "output.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "errors.h"
+
+namespace nivra::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void failWriting(const std::string& name, int reason) {
+  if (reason == EPIPE) throw ReaderGone();
+  const std::string message = reason == 0 ? "the stream is closed" : std::generic_category().message(reason);
+  throw FileError(fmt::format("cannot write {}: {}", name, message));
+}
+
+/// Closes the file it holds, at the latest when it ends.
+class File {
+ public:
+  /// @param opened May be null: then it could not be opened, and errno says why.
+  File(std::FILE* opened, std::string shownName) : name(std::move(shownName)), file(opened) {
+    if (file == nullptr) failWriting(name, errno);
+  }
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File() {
+    if (file != nullptr) std::fclose(file);
+  }
+
+  void write(std::string_view text) {
+    if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) failWriting(name, errno);
+  }
+
+  void flush() {
+    if (std::fflush(file) != 0) failWriting(name, errno);
+  }
+
+  void flushToDisk() {
+    flush();
+    if (fsync(fileno(file)) != 0) failWriting(name, errno);
+  }
+
+  void close() {
+    if (std::fclose(std::exchange(file, nullptr)) != 0) failWriting(name, errno);
+  }
+
+ private:
+  std::string name;
+  std::FILE* file;
+};
+
+/// Completes the name that ends in XXXXXX to that of a new file, and opens it.
+std::FILE* createTemporary(std::string& name) {
+  const int descriptor = mkstemp(name.data());
+  return descriptor < 0 ? nullptr : fdopen(descriptor, "wb");
+}
+
+/// The temporary file is private to its owner; these are the permissions that a plain new file would have.
+fs::perms permissionsOfNewFiles() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return static_cast<fs::perms>(0666U & ~mask);
+}
+
+class DirectOutput final : public Output {
+ public:
+  // Appending matters where /dev/stdout leads to a file that holds something already.
+  explicit DirectOutput(const std::string& path) : file(std::fopen(path.c_str(), "ab"), path) {}
+
+  void write(std::string_view text) override { file.write(text); }
+  void finish() override { file.close(); }
+
+ private:
+  File file;
+};
+
+class ReplacingOutput final : public Output {
+ public:
+  ReplacingOutput(const fs::path& targetFile, const std::string& shownName)
+      : name(shownName),
+        target(targetFile),
+        temporary((target.parent_path() / ".nivra-XXXXXX").string()),
+        file(createTemporary(temporary), name) {}
+
+  ~ReplacingOutput() override {
+    std::error_code ignored;
+    if (!finished) fs::remove(temporary, ignored);
+  }
+
+  void write(std::string_view text) override { file.write(text); }
+
+  void finish() override {
+    file.flushToDisk();
+    file.close();
+    std::error_code fault;
+    const fs::file_status older = fs::status(target, fault);
+    fs::permissions(temporary, fs::exists(older) ? older.permissions() : permissionsOfNewFiles(), fault);
+    fs::rename(temporary, target, fault);
+    if (fault) failWriting(name, fault.value());
+    finished = true;
+  }
+
+ private:
+  std::string name;
+  fs::path target;
+  std::string temporary;
+  File file;
+  bool finished = false;
+};
+
+class StreamOutput final : public Output {
+ public:
+  explicit StreamOutput(std::ostream& target) : stream(target) {}
+
+  void write(std::string_view text) override {
+    errno = 0;
+    stream << text;
+    check();
+  }
+
+  void finish() override {
+    errno = 0;
+    stream.flush();
+    check();
+  }
+
+ private:
+  void check() {
+    if (!stream) failWriting("the standard output", errno);
+  }
+
+  std::ostream& stream;
+};
+
+/// Names such as /dev/stdout stand for an open file, which is not to be replaced even when it is a regular one.
+bool namesOpenFile(const fs::path& path) {
+  const fs::path folder = fs::absolute(path).lexically_normal().parent_path();
+  return folder == "/dev" || folder == "/dev/fd" || folder == "/proc/self/fd";
+}
+
+}  // namespace
+
+std::unique_ptr<Output> openFile(const std::string& path) {
+  std::error_code ignored;
+  const fs::file_status status = fs::status(path, ignored);
+  if (fs::is_directory(status)) failWriting(path, EISDIR);
+  if (namesOpenFile(path) || (fs::exists(status) && !fs::is_regular_file(status))) {
+    return std::make_unique<DirectOutput>(path);
+  }
+  // The file behind a symbolic link is replaced, not the link.
+  const fs::path target = fs::exists(status) ? fs::canonical(path, ignored) : fs::path(path);
+  return std::make_unique<ReplacingOutput>(target, path);
+}
+
+std::unique_ptr<Output> openStream(std::ostream& stream) { return std::make_unique<StreamOutput>(stream); }
+
+}  // namespace nivra::tool

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace nivra::tool {
+
+/// The whole content of a file.
+/// @throws FileError naming the file and the system's reason.
+std::string readFile(const std::filesystem::path& path);
+
+/// Hands out every line that holds more than blanks, with its number from 1.
+void forEachLine(std::string_view text, const std::function<void(int number, std::string_view line)>& take);
+
+/// Stops with "<what> (<file>:<line>, <field>)"; line 0 stands for the file as a whole.
+[[noreturn]] void failAt(const std::filesystem::path& path, int line, std::string_view field, std::string_view what);
+
+}  // namespace nivra::tool
