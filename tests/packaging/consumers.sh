@@ -37,6 +37,14 @@ export PKG_CONFIG_PATH=$libdir/pkgconfig
 "$compiler" -std=c++17 $flags "$work_dir/host/main.cpp" $(pkg-config --cflags --libs nivra) -o "$work_dir/host-pkg-config"
 expect_host_runs env LD_LIBRARY_PATH="$libdir" "$work_dir/host-pkg-config"
 
+if [ "$(uname -m)" = x86_64 ] && grep -qw avx2 /proc/cpuinfo && [[ $flags != *thread* ]]; then
+  echo "a host with wider vectors"
+  # shellcheck disable=SC2046
+  "$compiler" -std=c++17 -O2 -mavx2 -mfma -fsanitize=address,undefined -fno-sanitize-recover=all \
+    "$source_dir/tests/packaging/wideVectors.cpp" $(pkg-config --cflags --libs nivra) -o "$work_dir/wide-vectors"
+  LD_LIBRARY_PATH=$libdir "$work_dir/wide-vectors"
+fi
+
 echo "add_subdirectory"
 build_with_cmake "$work_dir/embedded" -D NIVRA_SOURCE_DIR="$source_dir"
 expect_host_runs "$work_dir/embedded/host"
