@@ -47,6 +47,9 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// @throws std::out_of_range for a label without objectness settings.
   void setObservationNoise(float iou, float classScore, const std::string& label);
 
+  /// Whether `setObservationNoise` knows the label.
+  bool hasObjectnessSettings(const std::string& label) const;
+
   /// Takes a detected box in.
   void update(const Box& box);
 

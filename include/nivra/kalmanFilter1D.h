@@ -25,8 +25,10 @@ class NIVRA_EXPORT KalmanFilter1D {
   KalmanFilter1D(float initialValue, const KalmanParams1d& params);
 
   /// Advances the state by `dt` seconds.
-  /// @param processNoiseScale Factor on the process noise of this step.
-  void predict(float dt, float processNoiseScale = 1.0F);
+  void predict(float dt) { predict(dt, 1.0F); }
+
+  /// The same with the process noise of this step multiplied by `processNoiseScale`.
+  void predict(float dt, float processNoiseScale);
 
   /// Takes a measurement in.
   void update(float measurement);

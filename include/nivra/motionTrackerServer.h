@@ -64,13 +64,18 @@ class NIVRA_EXPORT MotionTrackerServer {
 
  private:
   friend class CameraMotionSubscription;
-  struct Notification;
+
+  /// How far a running `updateClients` has come; unsubscribing moves both positions.
+  struct Notification {
+    std::size_t next;
+    std::size_t end;
+  };
 
   void* cameraMotionTracker = nullptr;
   PositionFunction positionFunction = nullptr;
   int channel = -1;
   std::vector<std::pair<Callback, void*>> subscribers;
-  Notification* notification = nullptr;  // the innermost running updateClients
+  std::vector<Notification> notifications;  // the running ones, each called by a subscriber of the one before
   // Not an owner: lets subscriptions see, through weak pointers, whether this server still lives.
   std::shared_ptr<MotionTrackerServer> self;
 };

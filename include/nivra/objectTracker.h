@@ -36,6 +36,8 @@ struct TrackUpdateResult {
 class NIVRA_EXPORT ObjectTracker {
  public:
   virtual ~ObjectTracker();
+  ObjectTracker(const ObjectTracker&) = delete;
+  ObjectTracker& operator=(const ObjectTracker&) = delete;
 
   /// Takes in one frame.
   ///
@@ -44,8 +46,9 @@ class NIVRA_EXPORT ObjectTracker {
   /// @param timestamp Time of the frame in nanoseconds, newer than that of the frame before.
   /// @return The identities that this frame ended or merged.
   ///
-  /// Bad boxes and bad times are never thrown: a timestamp that is not newer is reported on the system
-  /// log and on standard error, and the tracks keep their state.
+  /// Bad boxes and bad times are never thrown. A timestamp that is not newer is reported on the system log and on
+  /// standard error, and no track moves to it; an older one takes no track's detection in either. Tracks without a
+  /// detection still age, and detections left over still start tracks.
   virtual TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) = 0;
 
   /// The current tracks, oldest first.
@@ -53,6 +56,9 @@ class NIVRA_EXPORT ObjectTracker {
 
   /// The current tracks with inner state, oldest first.
   virtual std::vector<internal::DebugTrack> getDebugTracks() const = 0;
+
+ protected:
+  ObjectTracker() = default;
 };
 
 }  // namespace nivra

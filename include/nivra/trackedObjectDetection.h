@@ -20,7 +20,8 @@ struct TrackedObjectDetection {
   float velocityY = 0.0F;  ///< Vertical velocity of the box centre, picture units per second.
   float score = 0.0F;      ///< Current smoothed score of `label`, percent.
   std::string label;       ///< Current class label.
-  /// Smoothed attribute scores: ascending `attributeType`, within it best score first.
+  /// Smoothed attribute scores: ascending `attributeType`, within it best score first. Until the track's second
+  /// detection they stand as the first one gave them.
   std::vector<AttributeClassification> attributes;
   /// Class hypotheses with their smoothed scores (percent), best first.
   std::vector<Classification> classifications;
@@ -39,7 +40,7 @@ struct DebugTrack {
   /// Vanilla and low-frame-rate tracks: 2 while confident, else 1. Re-identification tracks: the number
   /// of the track's life-cycle state.
   std::int32_t state = 0;
-  /// `ObjectDetection::id` of the detection that the track took in this frame; -1 if it took none.
+  /// `ObjectDetection::id` of the detection that the track took last; -1 after a newer frame in which it took none.
   std::int32_t lastDetectionId = 0;
 };
 

@@ -10,23 +10,6 @@ MotionTrackerServer* processWideServer = nullptr;
 
 }  // namespace
 
-/// A running updateClients, linked to the one that it interrupted, if any. Unsubscribing moves its
-/// positions, so that trackers may be destroyed while subscribers are being called.
-struct MotionTrackerServer::Notification {
-  explicit Notification(MotionTrackerServer& notifying)
-      : server(notifying), end(notifying.subscribers.size()), interrupted(notifying.notification) {
-    server.notification = this;
-  }
-  ~Notification() { server.notification = interrupted; }
-  Notification(const Notification&) = delete;
-  Notification& operator=(const Notification&) = delete;
-
-  MotionTrackerServer& server;
-  std::size_t next = 0;
-  std::size_t end;
-  Notification* interrupted;
-};
-
 MotionTrackerServer::MotionTrackerServer() : self(this, [](MotionTrackerServer*) {}) { processWideServer = this; }
 
 MotionTrackerServer::~MotionTrackerServer() { processWideServer = nullptr; }
@@ -54,16 +37,21 @@ void MotionTrackerServer::unsubscribeFromCameraMotion(Callback callback, void* u
 
   const auto position = static_cast<std::size_t>(found - subscribers.begin());
   subscribers.erase(found);
-  for (Notification* running = notification; running != nullptr; running = running->interrupted) {
-    if (position < running->next) --running->next;
-    if (position < running->end) --running->end;
+  for (Notification& running : notifications) {
+    if (position < running.next) --running.next;
+    if (position < running.end) --running.end;
   }
 }
 
 void MotionTrackerServer::updateClients() {
-  Notification current(*this);
-  while (current.next < current.end) {
-    const auto [callback, userData] = subscribers[current.next++];
+  // A subscriber may destroy trackers, which unsubscribe, and may call this function again.
+  const std::size_t level = notifications.size();
+  notifications.push_back({0, subscribers.size()});
+  const auto popLevel = [](std::vector<Notification>* running) { running->pop_back(); };
+  const std::unique_ptr<std::vector<Notification>, decltype(popLevel)> ending(&notifications, popLevel);
+
+  while (notifications[level].next < notifications[level].end) {
+    const auto [callback, userData] = subscribers[notifications[level].next++];
     if (callback != nullptr) callback(this, userData);
   }
 }

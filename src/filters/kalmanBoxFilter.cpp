@@ -83,6 +83,13 @@ void KalmanBoxFilter::setObservationNoise(float iou, float classScore, const std
   filterH.setObservationNoiseVariance(iou, classScore, label);
 }
 
+bool KalmanBoxFilter::hasObjectnessSettings(const std::string& label) const {
+  const auto knows = [&label](const KalmanFilter1D& filter) {
+    return filter.objectnessParams.classSigmoids.count(label) != 0;
+  };
+  return knows(filterX) && knows(filterY) && knows(filterW) && knows(filterH);
+}
+
 void KalmanBoxFilter::update(const Box& box) {
   const Point boxCenter = center(box);
   filterX.update(boxCenter.x);

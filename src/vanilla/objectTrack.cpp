@@ -116,8 +116,8 @@ bool ObjectTrack::passesGates(const ObjectDetection& detection, const LabelAssoc
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
   if (!(detection.objectness > 0.0F)) return;
-  const auto& classes = params->kalmanParams.objectnessClasses;
-  if (classes.count(label) == 0 || classes.count(detection.label) == 0) return;
+  if (params->kalmanParams.objectnessClasses.count(label) == 0) return;
+  if (!boxFilter.hasObjectnessSettings(detection.label)) return;
   boxFilter.setObservationNoise(detection.objectness / 100.0F, detection.score / 100.0F, detection.label);
 }
 

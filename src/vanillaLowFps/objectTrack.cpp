@@ -1,7 +1,8 @@
 #include "nivra/vanillaLowFps/objectTrack.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
-#include <set>
 
 #include "core/labels.h"
 
@@ -19,9 +20,10 @@ constexpr float kPersonWidthFactorLimit = 1.7F;
 constexpr float kSureVehicleScore = 65.0F;  // percent
 constexpr float kSecondVehicleDivisor = 3.0F;
 
+constexpr std::array<const char*, 3> kVehicleClasses = {"bus", "car", "truck"};
+
 bool isVehicle(const std::string& label) {
-  static const std::set<std::string> vehicleClasses = {"car", "truck", "bus"};
-  return vehicleClasses.count(label) != 0;
+  return std::find(kVehicleClasses.begin(), kVehicleClasses.end(), label) != kVehicleClasses.end();
 }
 
 }  // namespace

@@ -65,7 +65,8 @@ class NIVRA_EXPORT ObjectTrack {
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
   /// Sets the filter's observation noise from the detection's objectness. Does nothing when the detection
-  /// gives none, or when the track's or the detection's label is not among the objectness classes.
+  /// gives none, when the track's label is not among the objectness classes, or when there are no settings for
+  /// the detection's label.
   void updateObjectnessScaling(const ObjectDetection& detection);
 
   /// Takes a matched detection in. A timestamp other than the latest prediction's is reported as a fault

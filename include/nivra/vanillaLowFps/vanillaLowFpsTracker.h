@@ -46,6 +46,9 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   std::set<int> pruneExpiredTracks();
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
+  /// Identities of the tracks found overlapping at the latest `update`.
+  const std::set<int>& getOverlappingTrackIds() const { return overlappingTrackIds; }
+
  private:
   /// Identities of the tracks whose box overlaps that of a track whose label they may take. A label without
   /// associations is reported as a fault, once for every later track.
@@ -55,7 +58,7 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   std::vector<ObjectTrack> tracks;  // oldest first
   std::int32_t nextId = 0;
   LabelAssociations labelAssociations;
-  std::set<int> overlappingTrackIds;  // as of the latest update
+  std::set<int> overlappingTrackIds;
   CameraMotionSubscription cameraMotion;
 };
 
