@@ -37,7 +37,8 @@ struct ObjectDetection {
   std::vector<AttributeClassification> attributes;  ///< Attribute scores, any number.
   std::vector<Classification> classifications;      ///< All class hypotheses; may be empty.
   /// Appearance feature vector for re-identification, all of one length in one installation. Only the
-  /// re-identification tracker reads it.
+  /// re-identification tracker reads it. A detector that gives none leaves this without value: an empty vector is a
+  /// feature that resembles nothing.
   std::optional<std::vector<float>> feature;
   /// Objectness, percent (0 to 100); 0 or less means that the detector gives none.
   float objectness = 0.0F;

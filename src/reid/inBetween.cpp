@@ -28,23 +28,24 @@ Neighbours findNeighbours(const std::vector<ObjectDetection>& detections, float 
 }
 
 /// Calls found(middle, neighbour, other neighbour, cosine) with the positions of every detection that lies
-/// between two others.
+/// between two others, until `found` has seen enough of that middle and returns false.
 template <class Found>
 void findInbetween(const std::vector<ObjectDetection>& detections, const InBetweenParams& params, float aspect,
                    Found found) {
   if (!params.useInbetween) return;
   const Neighbours neighbours = findNeighbours(detections, params.minIou);
-  for (std::size_t a = 0; a < detections.size(); ++a) {
+  const auto findAround = [&](std::size_t a) {
     for (auto p = neighbours[a].begin(); p != neighbours[a].end(); ++p) {
       for (auto q = p + 1; q != neighbours[a].end(); ++q) {
         const ObjectDetection& b = detections[*p];
         const ObjectDetection& c = detections[*q];
         if (std::min(b.objectness, c.objectness) - params.iouScoreMargin < detections[a].objectness) continue;
         const float cosine = angleBetweenDetections(detections[a], b, c, aspect);
-        if (cosine <= params.maxAngle) found(a, *p, *q, cosine);
+        if (cosine <= params.maxAngle && !found(a, *p, *q, cosine)) return;
       }
     }
-  }
+  };
+  for (std::size_t a = 0; a < detections.size(); ++a) findAround(a);
 }
 
 }  // namespace
@@ -65,8 +66,10 @@ float angleBetweenDetections(const ObjectDetection& a, const ObjectDetection& b,
 }
 
 void markInbetweenDetections(std::vector<ObjectDetection>& detections, const InBetweenParams& params, float aspect) {
-  findInbetween(detections, params, aspect,
-                [&](std::size_t middle, std::size_t, std::size_t, float) { detections[middle].inbetween = true; });
+  findInbetween(detections, params, aspect, [&](std::size_t middle, std::size_t, std::size_t, float) {
+    detections[middle].inbetween = true;
+    return false;
+  });
 }
 
 std::vector<std::pair<int, std::tuple<int, int, float>>> getInBetweenDetections(
@@ -80,6 +83,7 @@ std::vector<std::pair<int, std::tuple<int, int, float>>> getInBetweenDetections(
   std::vector<std::pair<int, std::tuple<int, int, float>>> findings;
   findInbetween(detections, parsed, aspect, [&](std::size_t a, std::size_t b, std::size_t c, float cosine) {
     findings.emplace_back(detections[a].id, std::tuple(detections[b].id, detections[c].id, cosine));
+    return true;
   });
   return findings;
 }

@@ -38,8 +38,9 @@ float cosineDistance(const std::vector<float>& a, const std::vector<float>& b) {
     normA += a[i] * a[i];
     normB += b[i] * b[i];
   }
-  if (normA == 0.0F || normB == 0.0F) return kIncomparableDistance;
-  return 1.0F - dot / std::sqrt(normA * normB);
+  // Also 0 when the norms are so small that their product underflows.
+  const float product = normA * normB;
+  return product == 0.0F ? kIncomparableDistance : 1.0F - dot / std::sqrt(product);
 }
 
 ObjectTrack::ObjectTrack(const ObjectDetection& firstDetection, int trackId, unsigned long long timestamp,

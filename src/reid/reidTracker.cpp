@@ -1,5 +1,6 @@
 #include "nivra/reid/reidTracker.h"
 
+#include <iterator>
 #include <utility>
 
 #include "core/boxGeometry.h"
@@ -28,6 +29,17 @@ class DetectionsOfFrame {
  private:
   std::vector<ObjectTrack>& tracks;
 };
+
+/// Takes out the tracks that the frame didn't move because it is older than they are.
+std::set<ObjectTrack*> takeUnmoved(std::set<ObjectTrack*>& tracks, unsigned long long timestamp) {
+  std::set<ObjectTrack*> unmoved;
+  for (auto track = tracks.begin(); track != tracks.end();) {
+    const auto next = std::next(track);
+    if (!(*track)->isPredictedTo(timestamp)) unmoved.insert(tracks.extract(track));
+    track = next;
+  }
+  return unmoved;
+}
 
 }  // namespace
 
@@ -60,6 +72,7 @@ TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detect
   }
   for (ObjectTrack* track : active.unmatchedTracks) track->emptyUpdate(timestamp);
 
+  const std::set<ObjectTrack*> unmoved = takeUnmoved(partition.inactive, timestamp);
   std::set<ObjectTrack*> pending = findPending(timestamp);
   const InactiveMatchResult revival = matchInactive(partition.inactive, pending, matchParams);
   TrackUpdateResult result;
@@ -68,6 +81,7 @@ TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detect
     result.mergedIds.emplace(match.pending->getId(), match.inactive->getId());
   }
   for (ObjectTrack* track : revival.unmatchedInactive) track->emptyUpdate(timestamp);
+  for (ObjectTrack* track : unmoved) track->emptyUpdate(timestamp);
   qualifyPending(revival.unmatchedPending, timestamp);
 
   // From here on tracks move within their vector, and no pointer to one is used any more.

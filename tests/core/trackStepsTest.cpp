@@ -2,22 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
-#include <vector>
 
 #include "core/greedyMatching.h"
+#include "core/labels.h"
 
 namespace nivra {
-namespace {
 
 TEST(TrackSteps, IdentitiesStartAgainAtZeroAfterTheLargest) {
-  std::int32_t nextId = std::numeric_limits<std::int32_t>::max() - 1;
-  EXPECT_EQ(takeNextId(nextId), 2147483646);
-  EXPECT_EQ(takeNextId(nextId), 2147483647);
-  EXPECT_EQ(takeNextId(nextId), 0);
-  EXPECT_EQ(takeNextId(nextId), 1);
+  std::int32_t nextId = 2147483646;
+  for (const int expected : {2147483646, 2147483647, 0, 1}) EXPECT_EQ(takeNextId(nextId), expected);
+}
+
+TEST(Labels, MatchNothingButWhatTheyAreAssociatedWith) {
+  const LabelAssociations associations = {{"car", {"truck"}}, {"bus", {"bus", "car"}}};
+  EXPECT_TRUE(isAdmissible(associations, "car", "truck") && isAdmissible(associations, "bus", "bus"));
+  EXPECT_FALSE(isAdmissible(associations, "car", "car") || isAdmissible(associations, "truck", "car"));
+  EXPECT_FALSE(isAdmissible(associations, "truck", "truck") || isAdmissible(associations, "bus", "Bus"));
 }
 
 struct Candidate {
@@ -28,20 +29,15 @@ struct Candidate {
 
 TEST(GreedyMatching, OrderIsTotalWhateverTheCosts) {
   const int elements[3] = {};
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float infinity = std::numeric_limits<float>::infinity();
   std::vector<Candidate> sorted;
-  for (const float cost : {-infinity, -1.0F, 0.0F, infinity, nan}) {
+  for (const float cost : {-INFINITY, -1.0F, 0.0F, INFINITY, NAN}) {
     for (const int& track : elements) {
       for (const int& detection : elements) sorted.push_back({&track, &detection, cost});
     }
   }
   for (std::size_t i = 0; i < sorted.size(); ++i) {
-    for (std::size_t j = 0; j < sorted.size(); ++j) {
-      EXPECT_EQ(cheaper(sorted[i], sorted[j]), i < j) << i << ", " << j;
-    }
+    for (std::size_t j = 0; j < sorted.size(); ++j) EXPECT_EQ(cheaper(sorted[i], sorted[j]), i < j) << i << ", " << j;
   }
 }
 
-}  // namespace
 }  // namespace nivra

@@ -1,125 +1,161 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
+#include <tuple>
 
 #include "nivra/parameterTables.h"
 #include "support/detections.h"
 
-namespace nivra {
-namespace {
+namespace nivra::test {
 
-TEST(ParameterTables, NameAndDescribeEveryParameterOnce) {
-  const struct {
-    const ParameterTable& table;
-    std::size_t count;
-  } cases[] = {{kalmanTable, 14}, {kalman4DTable, 16}, {vanillaTable, 7}, {vanillaLowFpsTable, 7}, {reidTable, 24}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(defaultValues(c.table).size(), c.count);
-    for (const ParameterDescription& entry : c.table) {
-      EXPECT_TRUE(std::strlen(entry.meaning) > 0 && std::strlen(entry.pull) > 0) << entry.name;
-    }
-  }
+TEST(ParameterMap, TrimsAndSplits) {
+  using Pieces = std::vector<std::string>;
+  EXPECT_EQ(trim("  a b \t"), "a b");
+  EXPECT_EQ(split("", ","), Pieces{});
+  EXPECT_EQ(split("a,", ","), (Pieces{"a", ""}));
+  EXPECT_EQ(split(" a , b ,c", ","), (Pieces{"a", "b", "c"}));
+  EXPECT_EQ(split("0.000001, 0.0070332", ","), (Pieces{"0.000001", " 0.0070332"}));
+  EXPECT_EQ(split("a--b---c", "--"), (Pieces{"a", "b", "-c"}));
 }
 
-TEST(VanillaParameters, DefaultsAndOverrides) {
-  const vanilla::TrackerParams defaults = test::vanillaParams();
-  EXPECT_EQ(defaults.scoreAbsorption, 0.06F);
-  EXPECT_EQ(defaults.confidentLikelihoodThreshold, 4.0F);
-  EXPECT_EQ(defaults.kalmanParams.yParams.objectnessParams.observationNoiseVarianceMin, 0.000001F);
-  EXPECT_EQ(defaults.kalmanParams.yParams.objectnessParams.observationNoiseVarianceMax, 0.0116828F);
-  EXPECT_TRUE(defaults.kalmanParams.objectnessClasses.empty());
+using Values = std::vector<double>;
 
-  const vanilla::TrackerParams params = test::vanillaParams({
-      {"vanilla.widthFactorGating", " 2.5abc"},
-      {"vanilla.heightFactorGating", "3"},
-      {"vanilla.kalman.observationNoiseVarianceW", "0.5"},
-      {"vanilla.kalman.observationNoiseVarianceRangeX", "0.001, 0.01, 7"},
-      {"vanilla.kalman.objectnessClasses", "human, 0.5, car,0.3 , human, 0.9"},
-  });
-  EXPECT_EQ(params.widthFactorGating, 2.5F);
-  EXPECT_EQ(params.heightFactorGating, 3.0F);
-  const KalmanBoxParams& kalman = params.kalmanParams;
-  EXPECT_EQ(kalman.wParams.observationNoiseVariance, 0.5F);
-  EXPECT_EQ(kalman.wParams.initialVariance, 0.5F);
-  EXPECT_EQ(kalman.hParams.observationNoiseVariance, 0.00701324F);
-  EXPECT_EQ(kalman.xParams.objectnessParams.observationNoiseVarianceMin, 0.001F);
-  EXPECT_EQ(kalman.xParams.objectnessParams.observationNoiseVarianceMax, 0.01F);
-  EXPECT_EQ(kalman.objectnessClasses, (std::set<std::string>{"car", "human"}));
-  for (const KalmanParams1d* axis : {&kalman.xParams, &kalman.yParams, &kalman.wParams, &kalman.hParams}) {
-    EXPECT_EQ(axis->objectnessParams.classSigmoids.at("human").center, 0.5F);
-    EXPECT_EQ(axis->objectnessParams.classSigmoids.at("car").center, 0.3F);
-    EXPECT_EQ(axis->objectnessParams.classSigmoids.at("car").width, 0.294F);
-  }
+template <class... Numbers>
+static Values listOf(Numbers... numbers) {
+  return {static_cast<double>(numbers)...};
 }
 
-TEST(LowFrameRateParameters, ReadTheirOwnSectionsAlone) {
-  ParameterMap params = {{"vanillaLowFps.widthFactorGating", "2"},
-                         {"vanillaLowFps.kalman.processNoiseVariance", "0.7"},
-                         {"vanilla.kalman.processNoiseVariance", "0.9"}};
-  const vanilla::TrackerParams parsed = parseVanillaLowFpsParameters(params, 1.0F);
-  EXPECT_EQ(parsed.scoreAbsorption, 0.12F);
-  EXPECT_EQ(parsed.widthFactorGating, 2.0F);
-  EXPECT_EQ(parsed.kalmanParams.hParams.processNoiseVariance, 0.7F);
-  EXPECT_EQ(params.size(), 1U);
+/// Every parameter of a section; the value is its place in the table, counted from 1.
+static ParameterMap numbered(const ParameterTable& table, const std::string& section) {
+  ParameterMap params;
+  for (const ParameterDescription& entry : table) {
+    params.emplace(section + '.' + entry.name, std::to_string(params.size() + 1));
+    EXPECT_TRUE(std::strlen(entry.meaning) > 0 && std::strlen(entry.pull) > 0) << entry.name;
+  }
+  return params;
 }
 
-TEST(ReidParameters, DefaultsOverridesAndConversions) {
-  ParameterMap params = {{"reid.maxReviveAge", "20000000001"},
-                         {"reid.expiryAge", "2.5"},
-                         {"reid.maxReviveAttempts", "-1"},
-                         {"reid.useInbetweenFiltering", "0"}};
-  const reid::TrackerParams parsed = parseParameters(params, parseReidParameters, 1.0F);
-  EXPECT_EQ(parsed.maxReviveAge, 20000000001U);
-  EXPECT_EQ(parsed.expiryAge, 2U);
-  EXPECT_EQ(parsed.maxReviveAttempts, 18446744073709551615U);
-  EXPECT_FALSE(parsed.inBetween.useInbetween);
-  EXPECT_EQ(parsed.inBetween.maxAngle, -0.5F);
-  EXPECT_EQ(parsed.minTimeBeforeConfident, 400000001U);
-  EXPECT_EQ(parsed.minTimeBeforeConfidentId, 2000000001U);
+static Values valuesOf(const vanilla::TrackerParams& p) {
+  return listOf(p.widthRelativeDiffGating, p.heightRelativeDiffGating, p.widthFactorGating, p.heightFactorGating,
+                p.expirationLikelihoodThreshold, p.scoreAbsorption, p.confidentLikelihoodThreshold);
+}
 
-  for (const auto& [text, isOn] : std::map<std::string, bool>{{"7", true}, {"-1", true}, {"0", false}}) {
-    ParameterMap flag = {{"reid.useInbetweenFiltering", text}};
-    EXPECT_EQ(parseReidParameters(flag, 1.0F).inBetween.useInbetween, isOn) << text;
+TEST(VanillaParameters, FillTheirFields) {
+  EXPECT_EQ(valuesOf(vanillaParams()), listOf(1, 1, 1, 1, 0, 0.06F, 4));
+  EXPECT_EQ(valuesOf(lowFpsParams()), listOf(1, 1, 1, 1, 0, 0.12F, 4));
+  EXPECT_EQ(valuesOf(vanillaParams(numbered(vanillaTable, "vanilla"))), listOf(1, 2, 3, 4, 5, 6, 7));
+  EXPECT_EQ(valuesOf(lowFpsParams(numbered(vanillaLowFpsTable, "vanillaLowFps"))), listOf(1, 2, 3, 4, 5, 6, 7));
+  EXPECT_EQ(vanillaParams({{"vanilla_widthFactorGating", " 2.5abc"}}).widthFactorGating, 2.5F);
+}
+
+static Values valuesOf(const KalmanParams1d& p, const std::string& label) {
+  const ObjectnessParams& o = p.objectnessParams;
+  return listOf(p.processNoiseVariance, p.observationNoiseVariance, p.initialVariance, p.initialVelocityVariance,
+                o.iouSigmoid.width, o.iouSigmoid.center, o.observationNoiseVarianceMin, o.observationNoiseVarianceMax,
+                o.classSigmoids.at(label).width, o.classSigmoids.at(label).center);
+}
+
+TEST(KalmanParameters, FillTheirFields) {
+  const char kClasses[] = "vanillaLowFps.kalman.objectnessClasses";
+  const KalmanBoxParams defaults = lowFpsParams({{kClasses, "human, 0.5, car,0.3 , human, 0.9"}}).kalmanParams;
+  EXPECT_EQ(defaults.objectnessClasses, (std::set<std::string>{"car", "human"}));
+  EXPECT_TRUE(vanillaParams().kalmanParams.objectnessClasses.empty());
+
+  ParameterMap params = numbered(kalmanTable, "vanillaLowFps.kalman");
+  params[kClasses] = "car, 7";
+  for (const char axis : {'X', 'Y', 'W', 'H'}) {
+    params[std::string("vanillaLowFps.kalman.observationNoiseVarianceRange") + axis] += ", 0.5, 9";
   }
-  ParameterMap badFlag = {{"reid.useInbetweenFiltering", "true"}};
-  EXPECT_THROW(parseReidParameters(badFlag, 1.0F), std::invalid_argument);
-  ParameterMap badCount = {{"reid.maxReviveAttempts", "x"}};
-  EXPECT_THROW(parseReidParameters(badCount, 1.0F), std::invalid_argument);
+  const KalmanBoxParams filled = parseParameters(params, parseVanillaLowFpsParameters, 1.0F).kalmanParams;
+  const auto expectAxis = [&](KalmanParams1d KalmanBoxParams::*axis, int place, float variance, float worst) {
+    const Values expected = listOf(0.05F, variance, variance, 0.05F, 0.294F, 0.68F, 0.000001F, worst, 0.294F, 0.5F);
+    EXPECT_EQ(valuesOf(defaults.*axis, "human"), expected) << place;
+    EXPECT_EQ((defaults.*axis).objectnessParams.classSigmoids.at("car").center, 0.3F);
+    EXPECT_EQ(valuesOf(filled.*axis, "car"), listOf(1, 2 + place, 2 + place, 2, 9, 10, 10 + place, 0.5, 8, 7));
+  };
+  expectAxis(&KalmanBoxParams::xParams, 1, 0.00070332F, 0.0070332F);
+  expectAxis(&KalmanBoxParams::yParams, 2, 0.00116828F, 0.0116828F);
+  expectAxis(&KalmanBoxParams::wParams, 3, 0.00254144F, 0.0254144F);
+  expectAxis(&KalmanBoxParams::hParams, 4, 0.00701324F, 0.0701324F);
+}
+
+static Values valuesOf(const reid::TrackerParams& p) {
+  return listOf(p.lambda, p.maxDistanceScalingFactor, p.maxFeatureDistance, p.maxReviveFeatureDistance,
+                p.maxIouDistance, p.reviveQuantile, p.defaultCosineDistance, p.maxStoreFeaturesIou,
+                p.inactiveOverlapExtraTime, p.minTimeBeforeConfident, p.minTimeBeforeConfidentId, p.maxTentativeAge,
+                p.maxConfidentAge, p.inactiveAge, p.expiryAge, p.maxReviveAttempts, p.maxDynamicReviveAge,
+                p.maxReviveAge, p.minConfidentFeatureVectors, p.scoreAbsorption, p.inBetween.useInbetween,
+                p.inBetween.iouScoreMargin, p.inBetween.maxAngle, p.inBetween.minIou);
+}
+
+TEST(ReidParameters, FillTheirFields) {
+  EXPECT_EQ(valuesOf(reidParams()),
+            listOf(0.2F, 7.5F, 0.4F, 0.225F, 0.8F, 0.3F, 0.4F, 0, 0, 400000001, 2000000001, 300000000, 300000000,
+                   1000000000, 5000000000, 5, 5000000000, 20000000000, 1, 0.06F, 1, 5, -0.5F, 0));
+  EXPECT_EQ(valuesOf(reidParams(numbered(reidTable, "reid"))),
+            listOf(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 1, 22, 23, 24));
+  EXPECT_EQ(reidParams({{"reid.expiryAge", "2.5"}}).expiryAge, 2U);
+  EXPECT_EQ(reidParams({{"reid.expiryAge", "-1"}}).expiryAge, 18446744073709551615U);
+  EXPECT_TRUE(reidParams({{"reid.useInbetweenFiltering", "-1"}}).inBetween.useInbetween);
+  EXPECT_FALSE(reidParams({{"reid.useInbetweenFiltering", "0"}}).inBetween.useInbetween);
 }
 
 TEST(ReidParameters, VerticalVariancesCarryTheSquaredAspectRatio) {
-  const struct {
-    float aspectRatio;
-    float expected[17];
-  } cases[] = {
-      {1.0F,
-       {1, 0.2F, 0.1204F, 0.08022F, 0.08022F, 0.1F, 0.1F, 0.002814F, 0.002814F, 0.011254F, 0.011254F, 0.002813F, 1, 9,
-        1, 1, 3}},
-      {2.0F,
-       {4, 0.2F, 0.4816F, 0.08022F, 0.32088F, 0.1F, 0.4F, 0.002814F, 0.011256F, 0.011254F, 0.045016F, 0.002813F, 1, 9,
-        1, 1, 3}},
-  };
-  for (const auto& c : cases) {
-    ParameterMap none;
-    const KalmanBoxParams4D parsed = parseKalman4DParameters(none, "reid", c.aspectRatio);
+  const auto expectFields = [](ParameterMap params, const std::vector<float>& expected) {
+    const KalmanBoxParams4D parsed = parseReidParameters(params, 2.0F).kalmanParams;
     float fields[17];
     static_assert(sizeof fields == sizeof parsed);
     std::memcpy(fields, &parsed, sizeof fields);
-    for (std::size_t i = 0; i < 17; ++i) EXPECT_FLOAT_EQ(fields[i], c.expected[i]) << "field " << i + 1;
-  }
+    for (std::size_t i = 0; i < 17; ++i) EXPECT_FLOAT_EQ(fields[i], expected[i]) << "field " << i + 1;
+  };
+  expectFields({}, {4, 0.2F, 0.4816F, 0.08022F, 0.32088F, 0.1F, 0.4F, 0.002814F, 0.011256F, 0.011254F, 0.045016F,
+                    0.002813F, 1, 9, 1, 1, 3});
+  expectFields(numbered(kalman4DTable, "reid.kalman4d"),
+               {4, 2, 12, 4, 20, 6, 24, 7, 32, 9, 40, 11, 144, 169, 14, 15, 16});
 }
 
 TEST(HybridParameters, FillBothRecordsFromOneMap) {
-  ParameterMap params = {{"vanilla.scoreAbsorption", "0.1"},
-                         {"vanilla.kalman.processNoiseVariance", "0.3"},
-                         {"reid.lambda", "0.5"},
-                         {"reid.kalman4d.mahalanobisLimit", "2"}};
-  const hybrid::TrackerParams parsed = parseParameters(params, parseHybridParameters, 1.0F);
+  ParameterMap params = {{"vanilla.scoreAbsorption", "0.1"}, {"reid.lambda", "0.5"}};
+  const hybrid::TrackerParams parsed = parseParameters(params, parseHybridParameters, 2.0F);
   EXPECT_EQ(parsed.vanillaParams.scoreAbsorption, 0.1F);
-  EXPECT_EQ(parsed.vanillaParams.kalmanParams.xParams.processNoiseVariance, 0.3F);
   EXPECT_EQ(parsed.reidParams.lambda, 0.5F);
-  EXPECT_EQ(parsed.reidParams.kalmanParams.mahalanobisLimit, 2.0F);
+  EXPECT_EQ(parsed.reidParams.kalmanParams.aspectRatioSquared, 4.0F);
 }
 
-}  // namespace
-}  // namespace nivra
+static std::string refusalOf(int selector, const ParameterMap& params) {
+  try {
+    makeTracker(selector, params, {}, 1.0F);
+  } catch (const std::logic_error& error) {
+    const bool isOutOfRange = dynamic_cast<const std::out_of_range*>(&error) != nullptr;
+    return (isOutOfRange ? "out of range: " : "invalid argument: ") + std::string(error.what());
+  }
+  return "";
+}
+
+TEST(MakeTracker, RefusesBadParameters) {
+  const std::string unused = "invalid argument: Unused tracker parameters: ";
+  const std::string lacksCenter = "objectnessClasses: a label lacks its center in \"human, 0.5, car\"";
+  const std::string lacksNumber = "observationNoiseVarianceRangeW: two numbers are needed in \"0.5\"";
+  const std::string badValue = "invalid argument: Bad value of ";
+  const std::tuple<int, ParameterMap, std::string> cases[] = {
+      {0, {{"a.vanilla", "2"}, {"van", "1"}, {"vanilla.a.b", "1"}}, unused + "a.vanilla=2 van=1 vanilla.a.b=1 "},
+      {1, {{"vanilla.scoreAbsorption", "1"}}, unused + "vanilla.scoreAbsorption=1 "},
+      {2, {{"vanilla.scoreAbsorption", "1"}, {"vanillaLowFps.x", "1"}}, unused + "vanillaLowFps.x=1 "},
+      {3, {{"vanilla.scoreAbsorption", "1"}}, unused + "vanilla.scoreAbsorption=1 "},
+      {0, {{"vanilla.kalman.x", "1"}}, "out of range: Bad parameter: x"},
+      // Unknown names come before bad values, the outer section before the nested one.
+      {0, {{"vanilla.kalman.processNoiseVariance", "x"}, {"vanilla.z", "1"}}, "out of range: Bad parameter: z"},
+      {1, {{"reid.lambda", "x"}, {"reid.z", "1"}}, "out of range: Bad parameter: z"},
+      {0, {{"vanilla.scoreAbsorption", "much"}}, "invalid argument: stof"},
+      {0, {{"vanilla.scoreAbsorption", "1e99"}}, "out of range: stof"},
+      {1, {{"reid.maxReviveAttempts", "many"}}, "invalid argument: stoull"},
+      {1, {{"reid.useInbetweenFiltering", "true"}}, "invalid argument: stoi"},
+      {0, {{"vanilla.kalman.objectnessClasses", "human, 0.5, car"}}, badValue + lacksCenter},
+      {0, {{"vanilla.kalman.observationNoiseVarianceRangeW", "0.5"}}, badValue + lacksNumber},
+  };
+  for (const auto& [selector, params, refusal] : cases) EXPECT_EQ(refusalOf(selector, params), refusal);
+  EXPECT_THROW(makeTracker(0, {{"vanilla", "1"}}, {}, 1.0F), std::out_of_range);
+}
+
+}  // namespace nivra::test

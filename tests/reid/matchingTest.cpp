@@ -4,115 +4,68 @@
 
 #include <stdexcept>
 
+#include "core/trackSteps.h"
 #include "support/detections.h"
 
-namespace nivra::reid {
-namespace {
+namespace nivra::test {
 
-using test::boxAt;
-using test::kFrame;
-using test::kSecond;
+using reid::ObjectTrack;
+using reid::TrackState;
 
-class ReidMatching : public testing::Test {
- protected:
-  /// A track at the end of the given state's way, last updated at `now`.
-  ObjectTrack trackIn(TrackState state, int id, const Box& box = boxAt(0, 0, 0.2F, 0.4F),
-                      std::vector<float> feature = {1, 0}) {
-    ObjectDetection detection = test::detectionOf(box);
-    detection.feature = feature;
-    const std::uint64_t age = state == TrackState::Tentative   ? kFrame
-                              : state == TrackState::Confident ? kSecond
-                                                               : 3 * kSecond;
-    ObjectTrack track(detection, id, now - age, params.params);
-    track.predict(now);
-    track.update(detection, now, false);
-    if (state == TrackState::ConfidentId || state == TrackState::Inactive) track.makeConfidentId(now);
-    if (state == TrackState::Inactive) {
-      track.predict(now + 2 * kSecond);
-      track.emptyUpdate(now + 2 * kSecond);
-    }
-    EXPECT_EQ(track.getState(), state);
-    return track;
-  }
+const Box kBox = boxAt(0, 0);
 
-  static ObjectDetection person(const Box& box, std::vector<float> feature = {}, bool inbetween = false) {
-    ObjectDetection detection = test::detectionOf(box);
-    if (!feature.empty()) detection.feature = feature;
-    detection.inbetween = inbetween;
-    return detection;
-  }
+const reid::MatchParams params{reidParams(), kHumansAndCars};
 
-  std::set<ObjectTrack*> all() {
-    std::set<ObjectTrack*> pointers;
-    for (ObjectTrack& track : tracks) pointers.insert(&track);
-    return pointers;
-  }
-
-  std::uint64_t now = 10 * kSecond;
-  ParameterMap none;
-  MatchParams params{parseReidParameters(none, 1.0F), {{"human", {"human"}}}};
-  std::vector<ObjectTrack> tracks;
-};
-
-TEST_F(ReidMatching, MixesOverlapAndAppearanceIntoACost) {
-  ObjectTrack track = trackIn(TrackState::Confident, 0);
-  track.predict(now + kFrame);
-  const Box box = boxAt(0.02F, 0, 0.2F, 0.4F);
-  const float iouDistance = track.computeIouDistance(box);
-  const struct {
-    std::vector<float> feature;
-    float featureDistance;
-  } cases[] = {{{}, 0.4F}, {{1, 0}, 0.0F}, {{3, 4}, 0.4F}, {{4, 3}, 0.2F}};
-  for (const auto& c : cases) {
-    const ObjectDetection detection = person(box, c.feature);
-    const auto match = tryAssociateDetection(track, detection, params);
+TEST(ReidMatching, MixesOverlapAndAppearanceIntoACost) {
+  ObjectTrack track = trackAged(kSecond, 0, params.params);
+  track.predict(kNow + kFrame);
+  const Box box = boxAt(0.02F, 0);
+  const std::pair<std::vector<float>, float> cases[] = {{{}, 0.4F}, {{1, 0}, 0}, {{3, 4}, 0.4F}, {{4, 3}, 0.2F}};
+  for (const auto& [feature, featureDistance] : cases) {
+    const auto match = tryAssociateDetection(track, person(box, feature), params);
     ASSERT_TRUE(match.has_value());
-    EXPECT_NEAR(match->cost, 0.2F * iouDistance + 0.8F * c.featureDistance, 1e-6);
+    EXPECT_NEAR(match->cost, 0.2F * track.computeIouDistance(box) + 0.8F * featureDistance, 1e-6);
   }
-  EXPECT_FALSE(tryAssociateDetection(track, person(box, {0, 1}), params));                         // appearance
-  EXPECT_FALSE(tryAssociateDetection(track, person(boxAt(0.9F, 0, 0.2F, 0.4F), {1, 0}), params));  // motion
-  params.labelAssociations = {{"car", {"human"}}};
-  EXPECT_FALSE(tryAssociateDetection(track, person(box, {1, 0}), params));  // label
+  EXPECT_FALSE(tryAssociateDetection(track, person(box, {0, 1}), params));             // appearance
+  EXPECT_FALSE(tryAssociateDetection(track, person(boxAt(0.9F, 0), {1, 0}), params));  // motion
+  EXPECT_FALSE(tryAssociateDetection(track, detectionOf(box, "car"), params));         // label
 }
 
-TEST_F(ReidMatching, ServesCleanDetectionsFirstThenByStateThenByCost) {
-  const Box home = boxAt(0, 0, 0.2F, 0.4F);
-  tracks = {trackIn(TrackState::Tentative, 0), trackIn(TrackState::ConfidentId, 1), trackIn(TrackState::Confident, 2),
-            trackIn(TrackState::ConfidentId, 3)};
-  for (ObjectTrack& track : tracks) track.predict(now + kFrame);
-  const std::vector<ObjectDetection> detections = {person(home, {1, 0}, true),
-                                                   person(boxAt(0.01F, 0, 0.2F, 0.4F), {4, 3}), person(home, {4, 3}),
-                                                   person(boxAt(0.9F, 0, 0.2F, 0.4F))};
-  std::set<ObjectTrack*> free = all();
-  const ActiveMatchResult result = matchActive(free, detections, params);
-  ASSERT_EQ(result.matches.size(), 3U);
-  const std::pair<int, int> expected[] = {{1, 2}, {3, 1}, {2, 0}};  // equal costs go to the older track
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(result.matches[i].track->getId(), expected[i].first);
-    EXPECT_EQ(result.matches[i].detection, &detections[static_cast<std::size_t>(expected[i].second)]);
+TEST(ReidMatching, ServesCleanDetectionsFirstThenByStateThenByCost) {
+  std::vector<ObjectTrack> tracks;
+  for (const std::uint64_t age : {kSecond, 3 * kSecond, kFrame, 3 * kSecond}) {
+    tracks.push_back(trackAged(age, static_cast<int>(tracks.size()), params.params));
+    tracks.back().predict(kNow + kFrame);
   }
-  EXPECT_EQ(result.unmatchedTracks, (std::set<ObjectTrack*>{&tracks[0]}));
-  EXPECT_EQ(free, result.unmatchedTracks);
+  std::vector<ObjectDetection> detections = {person(kBox, {1, 0}), person(boxAt(0.01F, 0), {4, 3}),
+                                             person(kBox, {4, 3}), person(boxAt(0.9F, 0), {})};
+  detections[0].inbetween = true;
+  auto free = addressesOf<ObjectTrack*>(tracks);
+  const reid::ActiveMatchResult result = matchActive(free, detections, params);
+  std::string matches;
+  for (const reid::DetMatch& match : result.matches) {
+    matches += std::to_string(match.track->getId()) + ":" + std::to_string(match.detection - detections.data()) + " ";
+  }
+  EXPECT_EQ(matches, "1:2 3:1 0:0 ");  // equal costs go to the older track
+  EXPECT_TRUE(result.unmatchedTracks == free && free == std::set{&tracks[2]});
   EXPECT_EQ(result.unmatchedDetections, (std::set<const ObjectDetection*>{&detections[3]}));
 }
 
-TEST_F(ReidMatching, RevivesTheCheapestAndCountsEveryComparison) {
-  tracks = {trackIn(TrackState::Inactive, 0)};
-  now += 10 * kSecond;
-  const ObjectDetection near = person(boxAt(0, 0, 0.2F, 0.4F), {4, 1});
+TEST(ReidMatching, RevivesTheCheapestAndCountsEveryComparison) {
+  std::vector<ObjectTrack> tracks = {lostTrack(0, params.params)};
+  const std::uint64_t now = kNow + 10 * kSecond;
+  const ObjectDetection near = person(kBox, {4, 1});
   for (int id = 1; id <= 2; ++id) {
-    tracks.emplace_back(near, id, now - 3 * kSecond, params.params);
-    for (const std::uint64_t then : {now - 2 * kSecond, now}) {
-      tracks.back().predict(then);
-      tracks.back().update(near, then, false);
-    }
-    if (id == 2) tracks.back().addFeature({1, 0});  // comes nearer to the lost one's gallery
+    ObjectTrack& track = tracks.emplace_back(near, id, now - 3 * kSecond, params.params);
+    track.predict(now);
+    track.update(near, now, false);
   }
+  tracks[2].addFeature({1, 0});  // comes nearer to the lost one's gallery
   tracks[0].predict(now);
-  TrackPartition partition = partitionTracks(tracks);
+  reid::TrackPartition partition = partitionTracks(tracks);
   EXPECT_EQ(partition.inactive, (std::set<ObjectTrack*>{&tracks[0]}));
-  EXPECT_EQ(partition.active.size(), 2U);
-  const InactiveMatchResult result = matchInactive(partition.inactive, partition.active, params);
+  EXPECT_EQ(partition.active, (std::set<ObjectTrack*>{&tracks[1], &tracks[2]}));
+  const reid::InactiveMatchResult result = matchInactive(partition.inactive, partition.active, params);
   ASSERT_EQ(result.matches.size(), 1U);
   EXPECT_EQ(result.matches[0].pending, &tracks[2]);
   EXPECT_EQ(result.unmatchedPending, (std::set<ObjectTrack*>{&tracks[1]}));
@@ -121,7 +74,7 @@ TEST_F(ReidMatching, RevivesTheCheapestAndCountsEveryComparison) {
   qualifyPending(result.unmatchedPending, now);
   EXPECT_EQ(tracks[1].getState(), TrackState::ConfidentId);
   testing::internal::CaptureStderr();
-  qualifyPending({&tracks[1]}, now);
+  qualifyPending(result.unmatchedPending, now);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Cannot make non-eligible track ConfidentID: 1\n");
 
   // With the two comparisons made, three more use up what is allowed, and the shorter age applies.
@@ -130,24 +83,21 @@ TEST_F(ReidMatching, RevivesTheCheapestAndCountsEveryComparison) {
   EXPECT_TRUE(tracks[0].isExpired());
 }
 
-TEST_F(ReidMatching, ComparesOnlyTracksThatCanBeOne) {
-  ObjectTrack lost = trackIn(TrackState::Inactive, 0);
-  const std::uint64_t lostAt = now;
-  const auto revival = [&](std::uint64_t bornAt, const char* label, float x) {
-    ObjectDetection detection = person(boxAt(x, 0, 0.2F, 0.4F), {1, 0});
+TEST(ReidMatching, ComparesOnlyTracksThatCanBeOne) {
+  ObjectTrack lost = lostTrack(0, params.params);
+  const auto canBe = [&](std::uint64_t bornAt, const char* label, float x, std::vector<float> feature) {
+    ObjectDetection detection = person(boxAt(x, 0), feature);
     detection.label = label;
     ObjectTrack pending(detection, 1, bornAt, params.params);
     return tryAssociateTrack(lost, pending, params).has_value();
   };
-  EXPECT_TRUE(revival(lostAt + 1, "human", 0));
-  EXPECT_FALSE(revival(lostAt, "human", 0));
-  EXPECT_FALSE(revival(lostAt + 1, "car", 0));
-  EXPECT_FALSE(revival(lostAt + 1, "human", 30));
-
-  ObjectTrack without = trackIn(TrackState::Tentative, 7);
-  without.releaseDetection();
+  EXPECT_TRUE(canBe(kNow + 1, "human", 0, {1, 0}));
+  EXPECT_FALSE(canBe(kNow, "human", 0, {1, 0}));
+  EXPECT_FALSE(canBe(kNow + 1, "car", 0, {1, 0}));
+  EXPECT_FALSE(canBe(kNow + 1, "human", 30, {1, 0}));
+  EXPECT_FALSE(canBe(kNow + 1, "human", 0, {0, 1}));
+  ObjectTrack without = trackAged(kFrame, 7, params.params);
   EXPECT_THROW(tryAssociateTrack(lost, without, params), std::runtime_error);
 }
 
-}  // namespace
-}  // namespace nivra::reid
+}  // namespace nivra::test

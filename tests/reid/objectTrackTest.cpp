@@ -3,204 +3,129 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 #include <stdexcept>
 
 #include "support/detections.h"
 
-namespace nivra::reid {
-namespace {
+namespace nivra::test {
 
-using test::boxAt;
-using test::kSecond;
+using reid::ObjectTrack;
+using reid::TrackerParams;
 
-const Box kBox = boxAt(0, 0, 0.2F, 0.4F);
+const Box kBox = boxAt(0, 0);
 
-TrackerParams reidParams(ParameterMap params = {}) { return parseParameters(params, parseReidParameters, 1.0F); }
-
-ObjectDetection person(std::vector<float> feature, const Box& box = kBox) {
-  ObjectDetection detection = test::detectionOf(box, "human", 5);
-  if (!feature.empty()) detection.feature = feature;
-  return detection;
-}
-
-TrackState stateOf(const ObjectTrack& track) { return track.getState(); }
-
-/// Updates a track that was created at 0 in steps, up to and including `until`.
-void follow(ObjectTrack& track, std::uint64_t until, const ObjectDetection& detection) {
-  for (std::uint64_t now = until % (kSecond / 10); now <= until; now += kSecond / 10) {
-    if (now == 0) continue;
-    track.predict(now);
-    track.update(detection, now, true);
-  }
-}
-
-void miss(ObjectTrack& track, std::uint64_t now) {
-  track.predict(now);
-  track.emptyUpdate(now);
-}
-
-TEST(ReidTrack, WalksThroughItsLifeByTime) {
+/// The number of a track's state after each event, with a plus while it is confident. An event is a sign and the
+/// seconds since the track's first detection: + a detection, - a frame without one, ! a confident identity if the track
+/// may have one, ? a comparison for revival.
+static std::string livesThrough(const std::string& events) {
   const TrackerParams params = reidParams();
-  const ObjectDetection detection = person({1, 0});
+  const ObjectDetection detection = person(kBox, {1, 0});
   ObjectTrack track(detection, 3, 0, params);
-  follow(track, 400'000'000, detection);
-  EXPECT_EQ(stateOf(track), TrackState::Tentative);
-  EXPECT_FALSE(track.reportTrack().confident);
-  track.predict(400'000'001);
-  track.update(detection, 400'000'001, true);
-  EXPECT_EQ(stateOf(track), TrackState::Confident);
-  EXPECT_TRUE(track.reportTrack().confident);
-  EXPECT_EQ(track.getConfidentTrackExpiryAge(), 300'000'000U);
-
-  follow(track, 2'000'000'000, detection);
-  EXPECT_FALSE(track.canGetConfidentId(2'000'000'000));
-  EXPECT_THROW(track.makeConfidentId(2'000'000'000), std::runtime_error);
-  track.predict(2'000'000'001);
-  track.update(detection, 2'000'000'001, true);
-  EXPECT_EQ(track.getConfidentTrackExpiryAge(), 5'000'000'000U);
-  EXPECT_FALSE(track.canGetConfidentId(2'000'000'002));
-  track.makeConfidentId(2'000'000'001);
-  EXPECT_EQ(stateOf(track), TrackState::ConfidentId);
-
-  miss(track, 3'000'000'001);
-  EXPECT_EQ(stateOf(track), TrackState::ConfidentId);
-  miss(track, 3'000'000'002);
-  EXPECT_EQ(stateOf(track), TrackState::Inactive);
-  EXPECT_FALSE(track.reportTrack().confident);
-  miss(track, 22'000'000'001);
-  EXPECT_EQ(stateOf(track), TrackState::Inactive);
-  miss(track, 22'000'000'002);
-  EXPECT_EQ(stateOf(track), TrackState::Expired);
+  std::istringstream text(events);
+  std::string states;
+  char event;
+  for (double seconds; text >> event >> seconds;) {
+    const auto now = static_cast<std::uint64_t>(std::llround(seconds * 1e9));
+    if (event == '+' || event == '-') track.predict(now);
+    if (event == '+') track.update(detection, now, true);
+    if (event == '-') track.emptyUpdate(now);
+    if (event == '!' && track.canGetConfidentId(now)) track.makeConfidentId(now);
+    if (event == '?') track.registerReviveAttempt();
+    states += std::to_string(track.reportDebugTrack().state) + (track.reportTrack().confident ? "+" : "");
+  }
+  return states;
 }
 
-TEST(ReidTrack, ExpiresByStateAndTimeSinceItsLastDetection) {
-  const struct {
-    std::uint64_t followedUntil;
-    bool makeConfidentId;
-    int reviveAttempts;
-    std::uint64_t expiryAge;  // the largest age at which the track still lives
-  } cases[] = {
-      {0, false, 0, 300'000'000},            // tentative
-      {500'000'000, false, 0, 300'000'000},  // confident, young
-      {2'500'000'000, false, 0, 5'000'000'000},
-      {2'500'000'000, true, 4, 20'000'000'000},
-      {2'500'000'000, true, 5, 5'000'000'000},
+TEST(ReidTrack, LivesByTheTimeSinceItsFirstAndItsLastDetection) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"-0.3 -0.300000001", "14"},                          // tentative
+      {"+0.4 !0.4 +0.400000001", "112+"},                   // becomes confident
+      {"+2.0 !2.0 -2.3 -2.300000001", "2+2+2+4"},           // too young for an identity
+      {"+2.000000001 !2.000000001", "2+3+"},                // just old enough
+      {"+2.000000001 -7.000000001 -7.000000002", "2+2+4"},  // confident, and old enough for an identity
+      {"+2.5 !2.500000001", "2+2+"},                        // not seen in this frame
+      {"+2.5 !2.5 -3.5 -3.500000001", "2+3+3+0"},           // becomes inactive
+      {"+2.5 !2.5 -7.500000001", "2+3+4"},
+      {"+2.5 !2.5 -4.5 -22.5 -22.500000001", "2+3+004"},
+      {"+2.5 !2.5 -4.5 ?0 ?0 ?0 ?0 -11.5", "2+3+000000"},
+      {"+2.5 !2.5 -4.5 ?0 ?0 ?0 ?0 ?0 -7.5 -7.500000001", "2+3+00000004"},
+      {"+2.5 !2.5 -4.5 ?0 ?0 ?0 ?0 ?0 +5.0 -7.0 -14.0", "2+3+0000003+00"},  // found and lost again
   };
-  const TrackerParams params = reidParams();
-  for (const auto& c : cases) {
-    const ObjectDetection detection = person({1, 0});
-    ObjectTrack track(detection, 0, 0, params);
-    follow(track, c.followedUntil, detection);
-    if (c.makeConfidentId) {
-      track.makeConfidentId(c.followedUntil);
-      miss(track, c.followedUntil + 2 * kSecond);
-      ASSERT_EQ(stateOf(track), TrackState::Inactive);
-      for (int i = 0; i < c.reviveAttempts; ++i) track.registerReviveAttempt();
-    }
-    miss(track, c.followedUntil + c.expiryAge);
-    EXPECT_FALSE(track.isExpired()) << c.expiryAge;
-    miss(track, c.followedUntil + c.expiryAge + 1);
-    EXPECT_TRUE(track.isExpired()) << c.expiryAge;
-  }
-  // A track with a confident identity that nobody saw for longer than expiryAge ends at once.
-  const ObjectDetection detection = person({1, 0});
-  ObjectTrack track(detection, 0, 0, params);
-  follow(track, 2'500'000'000, detection);
-  track.makeConfidentId(2'500'000'000);
-  miss(track, 7'500'000'001);
-  EXPECT_TRUE(track.isExpired());
+  for (const auto& [events, states] : cases) EXPECT_EQ(livesThrough(events), states) << events;
 }
 
 TEST(ReidTrack, BlendsScoresAndKeepsItsLabel) {
   const TrackerParams params = reidParams({{"reid.scoreAbsorption", "0.5"}});
-  ObjectDetection detection = person({});
-  detection.attributes = {{1, 1, 0.8F}};
-  ObjectTrack track(detection, 0, kSecond, params);
+  ObjectDetection detection = detectionOf({-1.3F, 0.5F, 0.25F, -0.25F}, "human", 5);
+  detection.attributes = {{1, 1, 0.75F}};
+  ObjectTrack track(detection, 7, kSecond, params);
+  EXPECT_EQ(textOf(track), "7 human 90, state 1, took 5, classes human 90, attributes 1=1 0.75");
+  EXPECT_EQ(track.createStateString(), "{bottom=-0.250000, left=-1.000000, top=0.500000, right=0.250000}");
   track.predict(2 * kSecond);
-  EXPECT_EQ(track.reportDebugTrack().lastDetectionId, -1);
   EXPECT_EQ(track.getDetection(), nullptr);
-  detection.score = 50;
-  detection.label = "car";
-  detection.id = 9;
-  track.update(detection, 2 * kSecond, false);
-  EXPECT_EQ(track.getDetection(), &detection);
-  const internal::DebugTrack debug = track.reportDebugTrack();
-  EXPECT_EQ(debug.lastDetectionId, 9);
-  EXPECT_EQ(debug.maxPositionDifferenceX, 0.0F);
-  EXPECT_EQ(debug.track.label, "human");
-  EXPECT_EQ(debug.track.score, 70.0F);
-  ASSERT_EQ(debug.track.classifications.size(), 1U);
-  EXPECT_EQ(debug.track.classifications[0].score, 70.0F);
-  EXPECT_EQ(debug.track.attributes.at(0).score, 0.8F);
-  miss(track, 3 * kSecond);
-  EXPECT_EQ(track.reportTrack().score, 35.0F);
-  EXPECT_EQ(track.reportTrack().attributes.at(0).score, 0.4F);
+  ObjectDetection other = detectionOf(detection.box, "car", 9);
+  other.score = 50;
+  other.attributes = {{1, 1, 0.25F}};
+  track.update(other, 2 * kSecond, false);
+  EXPECT_EQ(textOf(track), "7 confident human 70, state 2, took 9, classes human 70, attributes 1=1 0.5");
+  EXPECT_EQ(track.reportDebugTrack().maxPositionDifferenceX, 0.0F);
+  track.predict(3 * kSecond);
+  track.emptyUpdate(3 * kSecond);
+  EXPECT_EQ(textOf(track), "7 human 35, state 4, took -1, classes human 35, attributes 1=1 0.25");
   EXPECT_THROW(track.observationLikelihood(detection), std::logic_error);
 }
 
 TEST(ReidTrack, ComparesFeatures) {
-  EXPECT_FLOAT_EQ(cosineDistance({1, 0}, {0, 2}), 1.0F);
-  EXPECT_FLOAT_EQ(cosineDistance({1, 1}, {-2, -2}), 2.0F);
-  EXPECT_NEAR(cosineDistance({3, 4}, {4, 3}), 0.04F, 1e-6);
-  for (const auto& [a, b] : std::vector<std::pair<std::vector<float>, std::vector<float>>>{
-           {{}, {}}, {{1}, {}}, {{}, {1}}, {{1, 2}, {1}}, {{1}, {1, 2}}, {{0, 0}, {1, 2}}, {{1, 2}, {0, 0}}}) {
-    EXPECT_EQ(cosineDistance(a, b), 2.0F);
+  EXPECT_FLOAT_EQ(reid::cosineDistance({1, 0}, {0, 2}), 1);
+  EXPECT_FLOAT_EQ(reid::cosineDistance({1, 1}, {-2, -2}), 2);
+  EXPECT_NEAR(reid::cosineDistance({3, 4}, {4, 3}), 0.04F, 1e-6);
+  EXPECT_EQ(reid::cosineDistance({1e-12F, 0}, {1e-12F, 0}), 2);  // the product of the norms underflows
+  const std::vector<float> one = {1}, two = {1, 2}, zero = {0, 0}, none;
+  for (const auto& [a, b] : {std::pair(none, none), {one, none}, {two, one}, {two, zero}}) {
+    EXPECT_TRUE(reid::cosineDistance(a, b) == 2 && reid::cosineDistance(b, a) == 2) << a.size() << b.size();
   }
   const TrackerParams params = reidParams();
-  ObjectTrack track(person({}), 0, 0, params);
+  ObjectTrack track(person(kBox, {}), 0, 0, params);
   EXPECT_EQ(track.computeMinDistance({1, 0}), 0.4F);
-  track.addFeature({0, 0});
-  EXPECT_EQ(track.computeMinDistance({1, 0}), 2.0F);
-  track.addFeature({0, 1});
-  track.addFeature({3, 4});
+  for (const auto& feature : std::vector<std::vector<float>>{{0, 0}, {0, 1}, {3, 4}}) track.addFeature(feature);
   EXPECT_FLOAT_EQ(track.computeMinDistance({1, 0}), 0.4F);
   EXPECT_EQ(track.computeMinDistance({1, 0, 0}), 2.0F);
-
-  ObjectTrack full(person({1, 0}), 0, 0, params);
-  for (int i = 0; i < 49; ++i) full.addFeature({0, 1});
+  ObjectTrack full(person(kBox, {1, 0}), 0, 0, params);
+  for (int i = 1; i < 50; ++i) full.addFeature({0, 1});
   EXPECT_EQ(full.computeMinDistance({1, 0}), 0.0F);
   full.addFeature({0, 1});  // the 51st
   EXPECT_EQ(full.computeMinDistance({1, 0}), 1.0F);
 }
 
 TEST(ReidTrack, TakesAQuantileAsTheDistanceOfTwoGalleries) {
-  const float nan = std::nanf("");
-  const struct {
-    float quantile;
-    float expected;
-  } cases[] = {{0.3F, 5}, {0, 0}, {1, 19}, {0.999F, 18}, {-1, 0}, {2, 19}, {nan, 0}, {INFINITY, 19}};
-  for (const auto& c : cases) {
-    TrackerParams params = reidParams();
-    params.reviveQuantile = c.quantile;
-    ObjectTrack a(person({}), 0, 0, params);
-    ObjectTrack b(person({}), 1, 0, params);
-    const auto product = [](const auto& x, const auto& y) { return 19.0F - (x[0] * 5 + y[0]); };
-    EXPECT_EQ(a.computeTrackTrackDistance(b, product), 0.4F);
-    for (const float x : {2.0F, 0.0F, 3.0F, 1.0F}) a.addFeature({x});
-    EXPECT_EQ(a.computeTrackTrackDistance(b, product), 0.4F);
-    for (const float y : {4.0F, 0.0F, 2.0F, 3.0F, 1.0F}) b.addFeature({y});
-    EXPECT_EQ(a.computeTrackTrackDistance(b, product), c.expected) << c.quantile;
+  TrackerParams params = reidParams();
+  ObjectTrack a(person(kBox, {}), 0, 0, params), b = a;
+  const auto distance = [](const auto& x, const auto& y) { return 19.0F - (x[0] * 5 + y[0]); };
+  for (const float x : {2.0F, 0.0F, 3.0F, 1.0F}) a.addFeature({x});
+  EXPECT_EQ(a.computeTrackTrackDistance(b, distance), 0.4F);
+  EXPECT_EQ(b.computeTrackTrackDistance(a, distance), 0.4F);
+  for (const float y : {4.0F, 0.0F, 2.0F, 3.0F, 1.0F}) b.addFeature({y});
+  const std::pair<float, float> expected[] = {{0.3F, 5}, {0, 0},  {1, 19},  {0.999F, 18},
+                                              {-1, 0},   {2, 19}, {NAN, 0}, {INFINITY, 19}};
+  for (const auto& [quantile, value] : expected) {
+    params.reviveQuantile = quantile;
+    EXPECT_EQ(a.computeTrackTrackDistance(b, distance), value) << quantile;
   }
 }
 
 TEST(ReidTrack, GatesByAppearanceIfBothSidesHaveOneElseByOverlap) {
   const TrackerParams params = reidParams();
-  const ObjectTrack bare(person({}), 0, 0, params);
-  const ObjectTrack seen(person({1, 0}), 0, 0, params);
-  const struct {
-    const ObjectTrack& track;
-    std::vector<float> feature;
-    float iouDistance, featureDistance;
-    bool passes;
-  } cases[] = {
-      {seen, {1, 0}, 0.9F, 0.4F, true}, {seen, {1, 0}, 0.1F, 0.41F, false}, {seen, {}, 0.8F, 9, true},
-      {seen, {}, 0.81F, 0, false},      {bare, {1, 0}, 0.8F, 9, true},      {bare, {1, 0}, 0.81F, 0, false},
-      {seen, {1, 0}, 0, NAN, false},    {bare, {}, NAN, 0, false},
+  const ObjectTrack bare(person(kBox, {}), 0, 0, params);
+  const ObjectTrack seen(person(kBox, {1, 0}), 0, 0, params);
+  const auto passes = [](const ObjectTrack& track, std::vector<float> feature, float iouDistance, float distance) {
+    return track.canAssociateCosts(person(kBox, std::move(feature)), iouDistance, distance);
   };
-  for (const auto& c : cases)
-    EXPECT_EQ(c.track.canAssociateCosts(person(c.feature), c.iouDistance, c.featureDistance), c.passes);
-  EXPECT_FLOAT_EQ(bare.computeIouDistance(boxAt(0.1F, 0, 0.2F, 0.4F)), 1 - 1.0F / 3);
-  EXPECT_EQ(bare.computeIouDistance(boxAt(0.2F, 0, 0.2F, 0.4F)), 1.0F);
+  EXPECT_TRUE(passes(seen, {1, 0}, 0.9F, 0.4F) && passes(seen, {}, 0.8F, 9) && passes(bare, {1, 0}, 0.8F, 9));
+  EXPECT_FALSE(passes(seen, {1, 0}, 0.1F, 0.41F) || passes(seen, {1, 0}, 0, NAN));
+  EXPECT_FALSE(passes(seen, {}, 0.81F, 0) || passes(bare, {1, 0}, 0.81F, 0) || passes(bare, {}, NAN, 0));
+  EXPECT_FLOAT_EQ(bare.computeIouDistance(boxAt(0.1F, 0)), 1 - 1.0F / 3);
+  EXPECT_EQ(bare.computeIouDistance(boxAt(0.2F, 0)), 1.0F);
   EXPECT_EQ(bare.computeIouDistance({NAN, 0, 0, 0}), 1.0F);
   EXPECT_TRUE(bare.canReviveCost(0.225F));
   EXPECT_FALSE(bare.canReviveCost(0.2251F) || bare.canReviveCost(NAN));
@@ -208,27 +133,22 @@ TEST(ReidTrack, GatesByAppearanceIfBothSidesHaveOneElseByOverlap) {
 
 TEST(ReidTrack, GoesOnWithWhatARevivingTrackGathered) {
   const TrackerParams params = reidParams();
-  const ObjectDetection before = person({1, 0});
-  ObjectTrack lost(before, 1, 0, params);
-  follow(lost, 2'500'000'000, before);
-  lost.makeConfidentId(2'500'000'000);
-  miss(lost, 4 * kSecond);
-
-  ObjectDetection back = person({0, 1}, boxAt(0.5F, 0, 0.2F, 0.4F));
-  ObjectTrack young(back, 2, 5 * kSecond, params);
-  young.predict(6 * kSecond);
-  lost.predict(6 * kSecond);
-  EXPECT_THROW(lost.revive(young, 6 * kSecond), std::runtime_error);
-  EXPECT_EQ(stateOf(lost), TrackState::Inactive);
-  young.update(back, 6 * kSecond, true);
-  lost.revive(young, 6 * kSecond);
+  const std::uint64_t now = kNow + 6 * kSecond;
+  ObjectTrack lost = lostTrack(1, params);
+  const ObjectDetection back = person(boxAt(0.5F, 0), {0, 1});
+  ObjectTrack young(back, 2, now - kSecond, params);
+  young.predict(now);
+  lost.predict(now);
+  EXPECT_THROW(lost.revive(young, now), std::runtime_error);
+  const ObjectDetection unclear = person(boxAt(0.5F, 0), {-1, 0});
+  young.update(unclear, now, false);
+  lost.revive(young, now);
   EXPECT_TRUE(young.isExpired());
-  EXPECT_EQ(stateOf(lost), TrackState::ConfidentId);
-  EXPECT_EQ(lost.getUpdateTimestamp(), 6 * kSecond);
+  EXPECT_EQ(lost.getState(), reid::TrackState::ConfidentId);
+  EXPECT_EQ(lost.getUpdateTimestamp(), now);
   EXPECT_EQ(lost.getBox().left, young.getBox().left);
-  EXPECT_EQ(lost.computeMinDistance({0, 1}), 0.0F);
-  EXPECT_EQ(lost.computeMinDistance({1, 0}), 0.0F);
+  EXPECT_EQ(lost.computeMinDistance({-1, 0}), 1.0F);  // was not to be stored
+  EXPECT_EQ(lost.computeMinDistance({0, 1}) + lost.computeMinDistance({1, 0}), 0.0F);
 }
 
-}  // namespace
-}  // namespace nivra::reid
+}  // namespace nivra::test

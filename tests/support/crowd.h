@@ -30,10 +30,10 @@ class Crowd {
       const Box box = boxAt(object.x + noise(), object.y + noise(), 0.1F + noise(), 0.2F + noise());
       detections.push_back(detectionOf(box, isCar ? "car" : "human", static_cast<int>(i)));
       detections.back().attributes = {{1, static_cast<int>(i) % 4, uniform(0.0F, 1.0F)}};
+      detections.back().feature = {1.0F, static_cast<float>(i)};
     }
-    if (uniform(0.0F, 1.0F) < 0.2F) {
-      detections.push_back(detectionOf(boxAt(uniform(-1.0F, 1.0F), uniform(-1.0F, 1.0F), 0.1F, 0.1F), "human", -2));
-    }
+    const Box clutter = boxAt(uniform(-1.0F, 1.0F), uniform(-1.0F, 1.0F), 0.1F, 0.1F);
+    if (uniform(0.0F, 1.0F) < 0.2F) detections.push_back(detectionOf(clutter, "human", -2));
     return detections;
   }
 

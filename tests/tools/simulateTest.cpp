@@ -34,10 +34,6 @@ TEST_F(Simulate, FollowsItsOptions) {
   EXPECT_GT(people.size(), 20U);
   EXPECT_LE(*people.rbegin(), 25.0);
   EXPECT_TRUE(hidden) << "nobody passes behind anybody";
-
-  EXPECT_EQ(nivra({"track", path("crowd")}).code, 0);
-  ASSERT_EQ(nivra({"simulate", "-o", path("crowd2"), "--seed", "3"}).code, 0);
-  EXPECT_TRUE(contentOf(path("crowd2/det/det.txt")) != contentOf(kPlaza + "/det/det.txt"));
 }
 
 }  // namespace nivra::tool::test

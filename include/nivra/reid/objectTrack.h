@@ -92,7 +92,7 @@ class NIVRA_EXPORT ObjectTrack {
   float computeTrackTrackDistance(const ObjectTrack& other) const;
 
   /// Lets this lost track go on with what `other`, a younger track of the same object, has gathered; `other`
-  /// expires.
+  /// expires. Both must be predicted to `timestamp`.
   /// @throws std::runtime_error naming both tracks if `other` took no detection in this frame.
   void revive(ObjectTrack& other, unsigned long long timestamp);
 
@@ -118,6 +118,8 @@ class NIVRA_EXPORT ObjectTrack {
   bool isExpired() const { return state == TrackState::Expired; }
   /// Whether `getTracks` shows the track: all but inactive and expired ones.
   bool isReported() const;
+  /// Whether the latest prediction was to `timestamp`; after a refused one it was to a later time.
+  bool isPredictedTo(unsigned long long timestamp) const { return predictionTimestamp == timestamp; }
   unsigned long long getCreationTimestamp() const { return creationTimestamp; }
   unsigned long long getUpdateTimestamp() const { return updateTimestamp; }
   /// The filtered box, not clamped.
