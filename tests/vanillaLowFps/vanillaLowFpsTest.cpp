@@ -81,6 +81,14 @@ TEST(LowFpsTracker, PredictsPeopleAndOverlappingTracksWithoutVelocityNoise) {
   // The earlier track's associations alone decide.
   EXPECT_NEAR(radiusOfFast("car", "truck", 0.4F, carsTakeTrucks), plain, 1e-6);
   EXPECT_NEAR(radiusOfFast("truck", "car", 0.4F, carsTakeTrucks), inflated, 1e-6);
+
+  // Judged by the predictions, so tracks that start in a frame don't count in it.
+  VanillaLowFpsTracker tracker(lowFpsParams(), own);
+  const std::vector<ObjectDetection> pair(2, detectionOf(boxAt(0, 0), "car"));
+  feed(tracker, kFrame, pair);
+  EXPECT_TRUE(tracker.getOverlappingTrackIds().empty());
+  feed(tracker, 2 * kFrame, pair);
+  EXPECT_EQ(tracker.getOverlappingTrackIds(), (std::set<int>{0, 1}));
 }
 
 TEST(LowFpsTracker, ReportsLabelsWithoutAssociations) {
