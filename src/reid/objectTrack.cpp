@@ -9,6 +9,7 @@
 #include "core/frameTime.h"
 #include "core/labels.h"
 #include "core/scoreOrder.h"
+#include "core/trackReport.h"
 
 namespace nivra::reid {
 
@@ -198,15 +199,7 @@ void ObjectTrack::addFeature(const std::vector<float>& feature) {
 }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
-  TrackedObjectDetection report;
-  report.id = id;
-  report.box = getClampedBox();
-  const Point velocity = boxFilter.getVelocity();
-  report.velocityX = velocity.x;
-  report.velocityY = velocity.y;
-  report.score = score;
-  report.label = label;
-  report.attributes = attributeFilter.report();
+  TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);
   report.classifications = {{label, score}};
   report.confident = state == TrackState::Confident || state == TrackState::ConfidentId;
   return report;

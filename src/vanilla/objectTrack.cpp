@@ -7,6 +7,7 @@
 #include "core/frameTime.h"
 #include "core/labels.h"
 #include "core/scoreOrder.h"
+#include "core/trackReport.h"
 
 namespace nivra::vanilla {
 
@@ -144,15 +145,7 @@ void ObjectTrack::finishUpdate(const ObjectDetection& detection) {
 std::string ObjectTrack::createStateString() const { return stateString(getClampedBox()); }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
-  TrackedObjectDetection report;
-  report.id = id;
-  report.box = getClampedBox();
-  const Point velocity = boxFilter.getVelocity();
-  report.velocityX = velocity.x;
-  report.velocityY = velocity.y;
-  report.score = score;
-  report.label = label;
-  report.attributes = attributeFilter.report();
+  TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);
   for (const auto& [classLabel, classScore] : classScores) report.classifications.push_back({classLabel, classScore});
   // Stable, so that equal scores keep the ascending order of their labels.
   std::stable_sort(report.classifications.begin(), report.classifications.end(),
