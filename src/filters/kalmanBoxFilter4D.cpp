@@ -104,7 +104,7 @@ KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
   const float dt4 = std::pow(dt, 4.0F);
   const Eigen::Matrix2f step{{dt4 * 0.25F, dt3 * 0.5F}, {dt3 * 0.5F, dt * dt}};
   StateMatrix q = StateMatrix::Zero();
-  for (int i = 0; i < 4; ++i) q.block<2, 2>(2 * i, 2 * i) = processNoise[i] * step;
+  for (Eigen::Index i = 0; i < 4; ++i) q.block<2, 2>(2 * i, 2 * i) = processNoise[i] * step;
   return sizeScalingFactor() * q;
 }
 

@@ -174,13 +174,13 @@ constexpr ParameterTable tableOf(const ParameterDescription (&entries)[Count]) {
 
 }  // namespace
 
-const ParameterTable kalmanTable = tableOf(kalmanEntries);
-const ParameterTable kalman4DTable = tableOf(kalman4DEntries);
-const ParameterTable vanillaTable = tableOf(vanillaEntries.entries);
-const ParameterTable vanillaLowFpsTable = tableOf(vanillaLowFpsEntries.entries);
-const ParameterTable reidTable = tableOf(reidEntries);
+constexpr ParameterTable kalmanTable = tableOf(kalmanEntries);
+constexpr ParameterTable kalman4DTable = tableOf(kalman4DEntries);
+constexpr ParameterTable vanillaTable = tableOf(vanillaEntries.entries);
+constexpr ParameterTable vanillaLowFpsTable = tableOf(vanillaLowFpsEntries.entries);
+constexpr ParameterTable reidTable = tableOf(reidEntries);
 
-const std::array<ParameterSection, 6> parameterSections = {{
+constexpr std::array<ParameterSection, 6> parameterSections = {{
     {names::kVanillaSection, &vanillaTable},
     {names::kVanillaKalmanSection, &kalmanTable},
     {names::kVanillaLowFpsSection, &vanillaLowFpsTable},
