@@ -3,6 +3,7 @@
 /// @file
 /// Smoothing of a track's attribute scores.
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <vector>
@@ -41,8 +42,21 @@ class NIVRA_EXPORT AttributeFilter {
   std::vector<AttributeClassification> report() const { return attributes; }
 
  private:
+  struct Score {
+    std::int32_t attributeType;
+    std::int32_t attributeValue;
+    float score;
+    bool seen;  // in the latest detection
+  };
+
+  /// The score of a pair, 0 if it is new.
+  Score& scoreOf(const AttributeClassification& attribute);
+  void blend(const std::vector<AttributeClassification>& newAttributes, float gain);
+  template <class IsReported>
+  void rebuildReport(IsReported isReported);
+
   std::vector<AttributeClassification> attributes;
-  std::map<int, std::map<int, float>> attributeScores;  // attribute, value -> smoothed score
+  std::vector<Score> scores;  // ascending by attribute, then value
 };
 
 }  // namespace nivra

@@ -25,4 +25,8 @@ struct Box {
   float bottom = 0.0F;  ///< y of the bottom edge.
 };
 
+inline float width(const Box& box) { return box.right - box.left; }
+inline float height(const Box& box) { return box.top - box.bottom; }
+inline Point center(const Box& box) { return {box.left + width(box) * 0.5F, box.bottom + height(box) * 0.5F}; }
+
 }  // namespace nivra

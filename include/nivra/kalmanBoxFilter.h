@@ -3,6 +3,8 @@
 /// @file
 /// Kalman filter of a box, axis by axis.
 
+#include <array>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 #include "nivra/geometry.h"
 #include "nivra/kalmanFilter1D.h"
 #include "nivra/kalmanParams.h"
+#include "nivra/timeStep.h"
 
 namespace nivra {
 
@@ -17,8 +20,18 @@ namespace nivra {
 /// height. Times are seconds, coordinates those of the normalised picture.
 class NIVRA_EXPORT KalmanBoxFilter {
  public:
+  /// What the four axes measure of a box: centre x, centre y, width, height.
+  using Measurement = std::array<float, 4>;
+  static Measurement measure(const Box& box) {
+    const Point boxCenter = center(box);
+    return {boxCenter.x, boxCenter.y, width(box), height(box)};
+  }
+
   /// Starts at `box`, at rest.
-  KalmanBoxFilter(const Box& box, const KalmanBoxParams& params);
+  KalmanBoxFilter(const Box& box, const KalmanBoxParams& ownParams);
+
+  /// The same with parameters that several filters share.
+  KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams);
 
   /// Advances all axes by `dt` seconds.
   void predict(float dt);
@@ -28,15 +41,20 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// @throws std::invalid_argument for fewer than four factors; nothing has changed then.
   void predict(float dt, const std::vector<float>& processNoiseScales);
 
+  /// The same for a step whose powers are known already, and exactly four factors.
+  void predict(const TimeStep& step, const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
+
   /// Whether `box` lies within the 0.9995 chi-square quantile of the prediction, all four axes together.
-  bool canAssociate(const Box& box) const;
+  bool canAssociate(const Box& box) const { return accepts(measure(box)); }
+  bool accepts(const Measurement& measurement) const;
 
   /// Whether the centre of `box` lies within the 0.9995 chi-square quantile on each axis, with offsets
   /// measured in units of `scale` times the filtered width.
   bool canAssociateScaledDistance(const Box& box, float scale) const;
 
   /// Density of `box` under the prediction: the product over the four axes.
-  float observationLikelihood(const Box& box) const;
+  float observationLikelihood(const Box& box) const { return likelihoodOf(measure(box)); }
+  float likelihoodOf(const Measurement& measurement) const;
 
   /// Natural logarithm of that density, summed over the axes; finite where the density underflows.
   float observationLogLikelihood(const Box& box) const;
@@ -60,7 +78,13 @@ class NIVRA_EXPORT KalmanBoxFilter {
   void emptyUpdate();
 
   /// The filtered box, at least 1e-6 wide and high; not clamped to the picture.
-  Box getBox() const;
+  Box getBox() const {
+    constexpr float kMinimumSize = 1e-6F;
+    const auto [x, y, filteredWidth, filteredHeight] = state.value;
+    const float w = filteredWidth < kMinimumSize ? kMinimumSize : filteredWidth;
+    const float h = filteredHeight < kMinimumSize ? kMinimumSize : filteredHeight;
+    return {x - w * 0.5F, y + h * 0.5F, x + w * 0.5F, y - h * 0.5F};
+  }
 
   /// Velocity of the centre, picture units per second.
   Point getVelocity() const;
@@ -72,10 +96,8 @@ class NIVRA_EXPORT KalmanBoxFilter {
   Point getMaxPositionDifferenceScaled(float scale) const;
 
  private:
-  KalmanFilter1D filterX;
-  KalmanFilter1D filterY;
-  KalmanFilter1D filterW;
-  KalmanFilter1D filterH;
+  internal::AxisStates<4> state;
+  std::shared_ptr<const KalmanBoxParams> params;
 };
 
 }  // namespace nivra

@@ -8,6 +8,7 @@
 #include "nivra/export.h"
 #include "nivra/geometry.h"
 #include "nivra/kalmanParams.h"
+#include "nivra/timeStep.h"
 
 namespace nivra {
 
@@ -27,15 +28,16 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   using StateMatrix = Eigen::Matrix<float, 8, 8, Eigen::DontAlign>;
   using EdgeVector = Eigen::Matrix<float, 4, 1, Eigen::DontAlign>;
   using EdgeMatrix = Eigen::Matrix<float, 4, 4, Eigen::DontAlign>;
-  using StateToEdges = Eigen::Matrix<float, 4, 8, Eigen::DontAlign>;
-  using EdgesToState = Eigen::Matrix<float, 8, 4, Eigen::DontAlign>;
 
   /// Starts at `box`, at rest.
   KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams);
 
   /// Advances the state by `dt` seconds and fixes the innovation covariance that the distances and the next
   /// `update` use.
-  void predict(float dt);
+  void predict(float dt) { predict(TimeStep(dt)); }
+
+  /// The same for a step whose powers are known already.
+  void predict(const TimeStep& step);
 
   /// Takes a detected box in.
   void update(const Box& box);
@@ -51,6 +53,10 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
 
   /// Whether that distance is within `mahalanobisLimit`.
   bool canAssociate(const Box& box) const;
+
+  /// Offsets of the left (x) and the bottom (y) edge that no box accepted by `canAssociate` exceeds; infinite where the
+  /// innovation covariance is too near to a singular one to tell.
+  Point getMaxEdgeOffset() const;
 
   /// The filtered box; neither clamped to the picture nor kept from inverting.
   Box getBox() const;
@@ -71,17 +77,32 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   EdgeMatrix getInnovationCovariance() const;
 
  private:
-  EdgeVector residualOf(const Box& box) const;
+  /// One direction of the box. Neither the motion nor the edges couple the horizontal direction with the vertical one,
+  /// so the filter over eight coordinates falls apart into two over four: those entries of its matrices that would join
+  /// the two are 0 and stay 0.
+  struct Direction {
+    using State = Eigen::Matrix<float, 4, 1, Eigen::DontAlign>;
+    using Covariance = Eigen::Matrix<float, 4, 4, Eigen::DontAlign>;
+    using Edges = Eigen::Matrix<float, 2, 1, Eigen::DontAlign>;
+    using EdgeCovariance = Eigen::Matrix<float, 2, 2, Eigen::DontAlign>;
+
+    void predict(float dt);
+    void addProcessNoise(const TimeStep& step, float centerNoise, float sizeNoise);
+    void update(const Edges& residual);
+    Edges edges() const;
+    EdgeCovariance predictedEdgeCovariance() const;
+
+    State state;  // centre, its velocity, size, its velocity
+    Covariance covariance;
+    EdgeCovariance innovationCovarianceInverse;  // of the lower and the higher edge, as of the latest prediction
+  };
+
+  EdgeVector scaledEdgeVariances() const;
+  float squaredMahalanobisDistance(const Box& box) const;
 
   KalmanBoxParams4D params;
-  StateVector stateVector;
-  StateMatrix stateCovariance;
-  StateMatrix transition;
-  EdgesToState kalmanGain;
-  StateToEdges observationModel;
-  EdgeMatrix observationNoise;             // for a box 0.2 wide, away from the border
-  EdgeMatrix innovationCovarianceInverse;  // as of the latest prediction
-  EdgeVector processNoise;                 // of x, y, w, h
+  Direction horizontal;  // its lower edge is the left one
+  Direction vertical;    // its lower edge is the bottom one
 };
 
 }  // namespace nivra

@@ -3,12 +3,33 @@
 /// @file
 /// Kalman filter of one coordinate.
 
+#include <array>
+#include <cstddef>
 #include <string>
 
 #include "nivra/export.h"
 #include "nivra/kalmanParams.h"
+#include "nivra/timeStep.h"
 
 namespace nivra {
+
+namespace internal {
+
+/// States of independent filters side by side, so that one instruction can serve several of them.
+template <std::size_t Axes>
+struct AxisStates {
+  using Values = std::array<float, Axes>;
+
+  Values value{};
+  Values velocity{};
+  Values processNoiseVariance{};
+  Values observationNoiseVariance{};
+  Values variance{};          // P00
+  Values velocityVariance{};  // P11
+  Values covariance{};        // P01
+};
+
+}  // namespace internal
 
 /// Constant-velocity Kalman filter of one scalar coordinate.
 ///
@@ -37,7 +58,7 @@ class NIVRA_EXPORT KalmanFilter1D {
   void updateNoFilter(float measurement);
 
   /// Variance of the measurement expected next, P00 + R.
-  float getInnovationCovariance() const { return variance + observationNoiseVariance; }
+  float getInnovationCovariance() const { return state.variance[0] + state.observationNoiseVariance[0]; }
 
   /// Gaussian density of the measurement under the prediction.
   float observationLikelihood(float measurement) const;
@@ -52,15 +73,7 @@ class NIVRA_EXPORT KalmanFilter1D {
   void setObservationNoiseVariance(float iou, float classScore, const std::string& label);
 
  private:
-  friend class KalmanBoxFilter;
-
-  float value;
-  float velocity = 0.0F;
-  float processNoiseVariance;
-  float observationNoiseVariance;
-  float variance;           // P00
-  float velocityVariance;   // P11
-  float covariance = 0.0F;  // P01
+  internal::AxisStates<1> state;
   ObjectnessParams objectnessParams;
 };
 

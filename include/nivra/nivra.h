@@ -20,6 +20,7 @@
 #include "nivra/reid/matching.h"
 #include "nivra/reid/objectTrack.h"
 #include "nivra/reid/reidTracker.h"
+#include "nivra/timeStep.h"
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerFactory.h"
 #include "nivra/trackerLogger.h"

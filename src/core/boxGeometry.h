@@ -7,11 +7,7 @@
 
 namespace nivra {
 
-inline float width(const Box& box) { return box.right - box.left; }
-inline float height(const Box& box) { return box.top - box.bottom; }
 inline float area(const Box& box) { return width(box) * height(box); }
-
-inline Point center(const Box& box) { return {box.left + width(box) * 0.5F, box.bottom + height(box) * 0.5F}; }
 
 inline Box shifted(const Box& box, float dx, float dy) {
   return {box.left + dx, box.top + dy, box.right + dx, box.bottom + dy};

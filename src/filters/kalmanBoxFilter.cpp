@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 
 #include "core/boxGeometry.h"
+#include "filters/axisFilter.h"
 
 namespace nivra {
 
@@ -14,119 +16,91 @@ namespace {
 constexpr float kChiSquareQuantile4Axes = 19.997355F;
 constexpr float kChiSquareQuantile1Axis = 12.115665F;
 
-constexpr float kMinimumSize = 1e-6F;
-constexpr std::size_t kAxes = 4;
+// The axes in their order.
+enum Axis : std::size_t { kX, kY, kWidth, kHeight, kAxes };
 
 float squared(float x) { return x * x; }
 
+std::array<const KalmanParams1d*, kAxes> axesOf(const KalmanBoxParams& boxParams) {
+  return {&boxParams.xParams, &boxParams.yParams, &boxParams.wParams, &boxParams.hParams};
+}
+
 }  // namespace
 
-KalmanBoxFilter::KalmanBoxFilter(const Box& box, const KalmanBoxParams& params)
-    : filterX(center(box).x, params.xParams),
-      filterY(center(box).y, params.yParams),
-      filterW(width(box), params.wParams),
-      filterH(height(box), params.hParams) {}
+KalmanBoxFilter::KalmanBoxFilter(const Box& box, const KalmanBoxParams& ownParams)
+    : KalmanBoxFilter(box, std::make_shared<const KalmanBoxParams>(ownParams)) {}
 
-void KalmanBoxFilter::predict(float dt) {
-  filterX.predict(dt);
-  filterY.predict(dt);
-  filterW.predict(dt);
-  filterH.predict(dt);
-}
+KalmanBoxFilter::KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams)
+    : state(internal::startAxes(axesOf(*sharedParams), measure(box))), params(std::move(sharedParams)) {}
+
+void KalmanBoxFilter::predict(float dt) { predict(TimeStep(dt)); }
 
 void KalmanBoxFilter::predict(float dt, const std::vector<float>& processNoiseScales) {
   if (processNoiseScales.size() < kAxes) {
     throw std::invalid_argument("KalmanBoxFilter::predict needs 4 process noise scales, got " +
                                 std::to_string(processNoiseScales.size()));
   }
-  filterX.predict(dt, processNoiseScales[0]);
-  filterY.predict(dt, processNoiseScales[1]);
-  filterW.predict(dt, processNoiseScales[2]);
-  filterH.predict(dt, processNoiseScales[3]);
+  std::array<float, kAxes> scales;
+  std::copy_n(processNoiseScales.begin(), kAxes, scales.begin());
+  predict(TimeStep(dt), scales);
 }
 
-bool KalmanBoxFilter::canAssociate(const Box& box) const {
-  const Point boxCenter = center(box);
-  const auto distance = [](const KalmanFilter1D& filter, float measurement) {
-    return squared(filter.value - measurement) / filter.getInnovationCovariance();
-  };
-  const float total = distance(filterX, boxCenter.x) + distance(filterY, boxCenter.y) + distance(filterW, width(box)) +
-                      distance(filterH, height(box));
-  return total <= kChiSquareQuantile4Axes;
+void KalmanBoxFilter::predict(const TimeStep& step, const std::array<float, 4>& processNoiseScales) {
+  internal::predictAxes(state, step, processNoiseScales);
+}
+
+bool KalmanBoxFilter::accepts(const Measurement& measurement) const {
+  const auto distances = internal::squaredDistances(state, measurement);
+  return distances[kX] + distances[kY] + distances[kWidth] + distances[kHeight] <= kChiSquareQuantile4Axes;
 }
 
 bool KalmanBoxFilter::canAssociateScaledDistance(const Box& box, float scale) const {
-  const Point boxCenter = center(box);
-  const float unit = scale * filterW.value;
-  const auto accepts = [unit](const KalmanFilter1D& filter, float measurement) {
-    return squared((filter.value - measurement) / unit) / filter.getInnovationCovariance() <= kChiSquareQuantile1Axis;
+  const Measurement measurement = measure(box);
+  const Measurement s = internal::innovationCovariances(state);
+  const float unit = scale * state.value[kWidth];
+  const auto accepts = [&](Axis axis) {
+    return squared((state.value[axis] - measurement[axis]) / unit) / s[axis] <= kChiSquareQuantile1Axis;
   };
-  return accepts(filterX, boxCenter.x) && accepts(filterY, boxCenter.y);
+  return accepts(kX) && accepts(kY);
 }
 
-float KalmanBoxFilter::observationLikelihood(const Box& box) const {
-  const Point boxCenter = center(box);
-  return filterX.observationLikelihood(boxCenter.x) * filterY.observationLikelihood(boxCenter.y) *
-         filterW.observationLikelihood(width(box)) * filterH.observationLikelihood(height(box));
+float KalmanBoxFilter::likelihoodOf(const Measurement& measurement) const {
+  return internal::axesLikelihood(state, measurement);
 }
 
 float KalmanBoxFilter::observationLogLikelihood(const Box& box) const {
-  const Point boxCenter = center(box);
-  return filterX.observationLogLikelihood(boxCenter.x) + filterY.observationLogLikelihood(boxCenter.y) +
-         filterW.observationLogLikelihood(width(box)) + filterH.observationLogLikelihood(height(box));
+  return internal::axesLogLikelihood(state, measure(box));
 }
 
 void KalmanBoxFilter::setObservationNoise(float iou, float classScore, const std::string& label) {
-  filterX.setObservationNoiseVariance(iou, classScore, label);
-  filterY.setObservationNoiseVariance(iou, classScore, label);
-  filterW.setObservationNoiseVariance(iou, classScore, label);
-  filterH.setObservationNoiseVariance(iou, classScore, label);
+  const auto axes = axesOf(*params);
+  for (std::size_t i = 0; i < kAxes; ++i) {
+    state.observationNoiseVariance[i] = calculateObservationNoise(iou, classScore, axes[i]->objectnessParams, label);
+  }
 }
 
 bool KalmanBoxFilter::hasObjectnessSettings(const std::string& label) const {
-  const auto knows = [&label](const KalmanFilter1D& filter) {
-    return filter.objectnessParams.classSigmoids.count(label) != 0;
-  };
-  return knows(filterX) && knows(filterY) && knows(filterW) && knows(filterH);
+  const auto axes = axesOf(*params);
+  return std::all_of(axes.begin(), axes.end(),
+                     [&](const auto* axis) { return axis->objectnessParams.classSigmoids.count(label) != 0; });
 }
 
-void KalmanBoxFilter::update(const Box& box) {
-  const Point boxCenter = center(box);
-  filterX.update(boxCenter.x);
-  filterY.update(boxCenter.y);
-  filterW.update(width(box));
-  filterH.update(height(box));
-}
+void KalmanBoxFilter::update(const Box& box) { internal::updateAxes(state, measure(box)); }
 
-void KalmanBoxFilter::updateNoFilter(const Box& box) {
-  const Point boxCenter = center(box);
-  filterX.updateNoFilter(boxCenter.x);
-  filterY.updateNoFilter(boxCenter.y);
-  filterW.updateNoFilter(width(box));
-  filterH.updateNoFilter(height(box));
-}
+void KalmanBoxFilter::updateNoFilter(const Box& box) { state.value = measure(box); }
 
-void KalmanBoxFilter::emptyUpdate() {
-  filterW.velocity = 0.0F;
-  filterH.velocity = 0.0F;
-}
+void KalmanBoxFilter::emptyUpdate() { state.velocity[kWidth] = state.velocity[kHeight] = 0.0F; }
 
-Box KalmanBoxFilter::getBox() const {
-  const float w = std::max(filterW.value, kMinimumSize);
-  const float h = std::max(filterH.value, kMinimumSize);
-  return {filterX.value - w * 0.5F, filterY.value + h * 0.5F, filterX.value + w * 0.5F, filterY.value - h * 0.5F};
-}
-
-Point KalmanBoxFilter::getVelocity() const { return {filterX.velocity, filterY.velocity}; }
+Point KalmanBoxFilter::getVelocity() const { return {state.velocity[kX], state.velocity[kY]}; }
 
 Point KalmanBoxFilter::getMaxPositionDifference() const {
-  return {std::sqrt(filterX.getInnovationCovariance() * kChiSquareQuantile1Axis),
-          std::sqrt(filterY.getInnovationCovariance() * kChiSquareQuantile1Axis)};
+  const Measurement s = internal::innovationCovariances(state);
+  return {std::sqrt(s[kX] * kChiSquareQuantile1Axis), std::sqrt(s[kY] * kChiSquareQuantile1Axis)};
 }
 
 Point KalmanBoxFilter::getMaxPositionDifferenceScaled(float scale) const {
   const Point difference = getMaxPositionDifference();
-  const float unit = scale * filterW.value;
+  const float unit = scale * state.value[kWidth];
   return {difference.x * unit, difference.y * unit};
 }
 

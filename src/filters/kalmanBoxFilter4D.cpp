@@ -1,8 +1,8 @@
 #include "nivra/kalmanBoxFilter4D.h"
 
 #include <Eigen/LU>
-#include <array>
 #include <cmath>
+#include <limits>
 
 #include "core/boxGeometry.h"
 
@@ -10,127 +10,195 @@ namespace nivra {
 
 namespace {
 
-// Positions in the state; each is followed by its velocity.
-enum State { kX = 0, kY = 2, kW = 4, kH = 6 };
-constexpr std::array<int, 4> kCoordinates = {kX, kY, kW, kH};
+// Positions in the state of a direction; each is followed by its velocity.
+enum State { kCenter = 0, kSize = 2 };
+
+// Positions in a pair of edges, and in the edges of a box.
+enum Edge { kLow, kHigh };
+enum BoxEdge { kLeft, kTop, kRight, kBottom };
 
 constexpr float kReferenceWidth = 0.2F;  // the width for which the parameters hold, a tenth of the picture
 constexpr float kBorderMargin = 0.04F;   // an edge nearer than this to its side of the picture is at the border
 
-KalmanBoxFilter4D::EdgeVector edgesOf(const Box& box) { return {box.left, box.top, box.right, box.bottom}; }
+/// Covariance that a white acceleration of variance 1 gives a coordinate and its velocity.
+Eigen::Matrix2f accelerationNoise(const TimeStep& step) {
+  return Eigen::Matrix2f{{step.dt4 * 0.25F, step.dt3 * 0.5F}, {step.dt3 * 0.5F, step.dt2}};
+}
 
 }  // namespace
 
-KalmanBoxFilter4D::KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams)
-    : params(filterParams),
-      stateVector(StateVector::Zero()),
-      stateCovariance(StateMatrix::Zero()),
-      transition(StateMatrix::Identity()),
-      kalmanGain(EdgesToState::Zero()),
-      observationModel{
-          {1, 0, 0, 0, -0.5F, 0, 0, 0},  // left
-          {0, 0, 1, 0, 0, 0, 0.5F, 0},   // top
-          {1, 0, 0, 0, 0.5F, 0, 0, 0},   // right
-          {0, 0, 1, 0, 0, 0, -0.5F, 0},  // bottom
-      },
-      observationNoise(EdgeMatrix::Zero()),
-      innovationCovarianceInverse(EdgeMatrix::Identity()),
-      processNoise(params.processNoiseVarianceX, params.processNoiseVarianceY, params.processNoiseVarianceW,
-                   params.processNoiseVarianceH) {
-  updateNoFilter(box);
-  StateVector initialVariances;
-  initialVariances << params.initialVarianceX, params.initialVelocityVarianceX, params.initialVarianceY,
-      params.initialVelocityVarianceY, params.initialVarianceW, params.initialVelocityVarianceX,
-      params.initialVarianceH, params.initialVelocityVarianceY;
-  stateCovariance.diagonal() = sizeScalingFactor() * initialVariances;
-  for (const int coordinate : kCoordinates) transition(coordinate, coordinate + 1) = 1.0F;
-
-  const float horizontal = params.defaultObservationNoise;
-  const float vertical = horizontal * params.aspectRatioSquared;
-  observationNoise.diagonal() << horizontal, vertical * params.observationNoiseTopDeviation, horizontal,
-      vertical * params.observationNoiseBottomDeviation;
+// Motion: centre and size each move by their velocities.
+void KalmanBoxFilter4D::Direction::predict(float dt) {
+  for (const int coordinate : {kCenter, kSize}) {
+    state[coordinate] += dt * state[coordinate + 1];
+    covariance.row(coordinate) += dt * covariance.row(coordinate + 1);
+  }
+  for (const int coordinate : {kCenter, kSize}) covariance.col(coordinate) += dt * covariance.col(coordinate + 1);
 }
 
-void KalmanBoxFilter4D::predict(float dt) {
-  for (const int coordinate : kCoordinates) transition(coordinate, coordinate + 1) = dt;
-  stateVector = transition * stateVector;
-  stateCovariance = transition * stateCovariance * transition.transpose() + getScaledQ(dt);
-  innovationCovarianceInverse = getInnovationCovariance().inverse();
+void KalmanBoxFilter4D::Direction::addProcessNoise(const TimeStep& step, float centerNoise, float sizeNoise) {
+  const Eigen::Matrix2f unit = accelerationNoise(step);
+  covariance.block<2, 2>(kCenter, kCenter) += centerNoise * unit;
+  covariance.block<2, 2>(kSize, kSize) += sizeNoise * unit;
+}
+
+// Observation: the edges lie half a size below and above the centre.
+KalmanBoxFilter4D::Direction::Edges KalmanBoxFilter4D::Direction::edges() const {
+  return {state[kCenter] - 0.5F * state[kSize], state[kCenter] + 0.5F * state[kSize]};
+}
+
+KalmanBoxFilter4D::Direction::EdgeCovariance KalmanBoxFilter4D::Direction::predictedEdgeCovariance() const {
+  const float centerTerm = covariance(kCenter, kCenter) + 0.25F * covariance(kSize, kSize);
+  const float mixedTerm = covariance(kCenter, kSize);
+  const float between = covariance(kCenter, kCenter) - 0.25F * covariance(kSize, kSize);
+  return EdgeCovariance{{centerTerm - mixedTerm, between}, {between, centerTerm + mixedTerm}};
+}
+
+void KalmanBoxFilter4D::Direction::update(const Edges& residual) {
+  Eigen::Matrix<float, 4, 2> withEdges;  // covariance of the state with the edges
+  withEdges.col(kLow) = covariance.col(kCenter) - 0.5F * covariance.col(kSize);
+  withEdges.col(kHigh) = covariance.col(kCenter) + 0.5F * covariance.col(kSize);
+  const Eigen::Matrix<float, 4, 2> gain = withEdges.lazyProduct(innovationCovarianceInverse);
+  state += gain.lazyProduct(residual);
+  covariance -= gain.lazyProduct(withEdges.transpose());
+}
+
+KalmanBoxFilter4D::KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams) : params(filterParams) {
+  for (Direction* direction : {&horizontal, &vertical}) {
+    direction->state.setZero();
+    direction->covariance.setZero();
+    direction->innovationCovarianceInverse.setIdentity();
+  }
+  updateNoFilter(box);
+  const float s = sizeScalingFactor();
+  horizontal.covariance.diagonal() << s * params.initialVarianceX, s * params.initialVelocityVarianceX,
+      s * params.initialVarianceW, s * params.initialVelocityVarianceX;
+  vertical.covariance.diagonal() << s * params.initialVarianceY, s * params.initialVelocityVarianceY,
+      s * params.initialVarianceH, s * params.initialVelocityVarianceY;
+}
+
+void KalmanBoxFilter4D::predict(const TimeStep& step) {
+  horizontal.predict(step.dt);
+  vertical.predict(step.dt);
+  const float s = sizeScalingFactor();
+  horizontal.addProcessNoise(step, s * params.processNoiseVarianceX, s * params.processNoiseVarianceW);
+  vertical.addProcessNoise(step, s * params.processNoiseVarianceY, s * params.processNoiseVarianceH);
+
+  const EdgeVector variances = scaledEdgeVariances();
+  const auto invertInnovation = [](Direction& direction, float lowVariance, float highVariance) {
+    auto innovationCovariance = direction.predictedEdgeCovariance();
+    innovationCovariance.diagonal() += Direction::Edges(lowVariance, highVariance);
+    direction.innovationCovarianceInverse = innovationCovariance.inverse();
+  };
+  invertInnovation(horizontal, variances[kLeft], variances[kRight]);
+  invertInnovation(vertical, variances[kBottom], variances[kTop]);
 }
 
 void KalmanBoxFilter4D::update(const Box& box) {
-  const EdgeVector residual = residualOf(box);
-  kalmanGain = stateCovariance * observationModel.transpose() * innovationCovarianceInverse;
-  stateVector += kalmanGain * residual;
-  stateCovariance -= kalmanGain * (observationModel * stateCovariance).eval();
+  horizontal.update(Direction::Edges(box.left, box.right) - horizontal.edges());
+  vertical.update(Direction::Edges(box.bottom, box.top) - vertical.edges());
 }
 
 void KalmanBoxFilter4D::updateNoFilter(const Box& box) {
   const Point boxCenter = center(box);
-  stateVector[kX] = boxCenter.x;
-  stateVector[kY] = boxCenter.y;
-  stateVector[kW] = width(box);
-  stateVector[kH] = height(box);
+  horizontal.state[kCenter] = boxCenter.x;
+  horizontal.state[kSize] = width(box);
+  vertical.state[kCenter] = boxCenter.y;
+  vertical.state[kSize] = height(box);
 }
 
 void KalmanBoxFilter4D::emptyUpdate() {
-  stateVector[kW + 1] = 0.0F;
-  stateVector[kH + 1] = 0.0F;
+  horizontal.state[kSize + 1] = 0.0F;
+  vertical.state[kSize + 1] = 0.0F;
+}
+
+float KalmanBoxFilter4D::squaredMahalanobisDistance(const Box& box) const {
+  const auto squaredDistance = [](const Direction& direction, float low, float high) {
+    const Direction::Edges residual = Direction::Edges(low, high) - direction.edges();
+    return residual.dot(direction.innovationCovarianceInverse.lazyProduct(residual));
+  };
+  return squaredDistance(horizontal, box.left, box.right) + squaredDistance(vertical, box.bottom, box.top);
 }
 
 float KalmanBoxFilter4D::mahalanobisDistance(const Box& box) const {
-  const EdgeVector residual = residualOf(box);
-  return std::sqrt(residual.dot(innovationCovarianceInverse * residual));
+  return std::sqrt(squaredMahalanobisDistance(box));
 }
 
 bool KalmanBoxFilter4D::canAssociate(const Box& box) const {
   return params.mahalanobisLimit >= mahalanobisDistance(box);
 }
 
-Box KalmanBoxFilter4D::getBox() const {
-  const EdgeVector edges = observationModel * stateVector;
-  return {edges[0], edges[1], edges[2], edges[3]};
+Point KalmanBoxFilter4D::getMaxEdgeOffset() const {
+  // Of all residuals with a given lower edge, one whose higher edge makes up for it best has the least distance. With
+  // the inverse [[a, b], [b, c]] its square is the lower residual's times (a c - b^2) / c.
+  constexpr float kLeastIndependence = 1e-3F;  // below it, rounding could make a distance too small by a per cent
+  constexpr float kMargin = 1.01F;
+  const auto reachOf = [this](const Direction& direction) {
+    const float a = direction.innovationCovarianceInverse(kLow, kLow);
+    const float b = direction.innovationCovarianceInverse(kLow, kHigh);
+    const float c = direction.innovationCovarianceInverse(kHigh, kHigh);
+    const float determinant = a * c - b * b;
+    if (!(a > 0.0F && c > 0.0F && determinant > kLeastIndependence * (a * c))) return -1.0F;
+    return params.mahalanobisLimit * std::sqrt(c / determinant) * kMargin;
+  };
+  const Point reach = {reachOf(horizontal), reachOf(vertical)};
+  // If one direction's distance could come out negative, it would let the other go farther.
+  if (reach.x >= 0.0F && reach.y >= 0.0F) return reach;
+  return {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity()};
 }
 
-Point KalmanBoxFilter4D::getVelocity() const { return {stateVector[kX + 1], stateVector[kY + 1]}; }
+Box KalmanBoxFilter4D::getBox() const {
+  const Direction::Edges x = horizontal.edges();
+  const Direction::Edges y = vertical.edges();
+  return {x[kLow], y[kHigh], x[kHigh], y[kLow]};
+}
+
+Point KalmanBoxFilter4D::getVelocity() const { return {horizontal.state[kCenter + 1], vertical.state[kCenter + 1]}; }
 
 float KalmanBoxFilter4D::sizeScalingFactor() const {
-  const float relativeWidth = stateVector[kW] / kReferenceWidth;
+  const float relativeWidth = horizontal.state[kSize] / kReferenceWidth;
   return relativeWidth * relativeWidth;
 }
 
-KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
-  const float dt3 = std::pow(dt, 3.0F);
-  const float dt4 = std::pow(dt, 4.0F);
-  const Eigen::Matrix2f step{{dt4 * 0.25F, dt3 * 0.5F}, {dt3 * 0.5F, dt * dt}};
-  StateMatrix q = StateMatrix::Zero();
-  for (Eigen::Index i = 0; i < 4; ++i) q.block<2, 2>(2 * i, 2 * i) = processNoise[i] * step;
-  return sizeScalingFactor() * q;
+KalmanBoxFilter4D::EdgeVector KalmanBoxFilter4D::scaledEdgeVariances() const {
+  const Box box = getBox();
+  const bool isAtBorder[] = {std::abs(box.left + 1.0F) < kBorderMargin, std::abs(box.top - 1.0F) < kBorderMargin,
+                             std::abs(box.right - 1.0F) < kBorderMargin, std::abs(box.bottom + 1.0F) < kBorderMargin};
+  EdgeVector factors;
+  if (isAtBorder[kLeft] || isAtBorder[kTop] || isAtBorder[kRight] || isAtBorder[kBottom]) {
+    for (const int edge : {kLeft, kTop, kRight, kBottom}) {
+      factors[edge] = isAtBorder[edge] ? params.borderNoiseScaleFactor1 : params.borderNoiseScaleFactor2;
+    }
+  } else {
+    factors << 1.0F, params.observationNoiseTopDeviation, 1.0F, params.observationNoiseBottomDeviation;
+  }
+  const float unit = params.defaultObservationNoise;
+  const float verticalUnit = unit * params.aspectRatioSquared;
+  return sizeScalingFactor() * EdgeVector(unit, verticalUnit, unit, verticalUnit).cwiseProduct(factors);
 }
 
-KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getScaledR() const {
-  const EdgeVector borders = {-1.0F, 1.0F, 1.0F, -1.0F};
-  const EdgeVector distances = (observationModel * stateVector - borders).cwiseAbs();
-  const auto isAtBorder = [&](int edge) { return distances[edge] < kBorderMargin; };
-  if (!(isAtBorder(0) || isAtBorder(1) || isAtBorder(2) || isAtBorder(3))) {
-    return sizeScalingFactor() * observationNoise;
-  }
-  const auto factor = [&](int edge) {
-    return isAtBorder(edge) ? params.borderNoiseScaleFactor1 : params.borderNoiseScaleFactor2;
-  };
-  const float horizontal = params.defaultObservationNoise;
-  const float vertical = horizontal * params.aspectRatioSquared;
-  EdgeMatrix noise = EdgeMatrix::Zero();
-  noise.diagonal() << horizontal * factor(0), vertical * factor(1), horizontal * factor(2), vertical * factor(3);
-  return sizeScalingFactor() * noise;
+KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
+  const Eigen::Matrix2f unit = accelerationNoise(TimeStep(dt));
+  const float variances[] = {params.processNoiseVarianceX, params.processNoiseVarianceY, params.processNoiseVarianceW,
+                             params.processNoiseVarianceH};
+  StateMatrix q = StateMatrix::Zero();
+  for (Eigen::Index i = 0; i < 4; ++i) q.block<2, 2>(2 * i, 2 * i) = sizeScalingFactor() * variances[i] * unit;
+  return q;
 }
+
+KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getScaledR() const { return scaledEdgeVariances().asDiagonal(); }
 
 KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getInnovationCovariance() const {
-  return observationModel * stateCovariance * observationModel.transpose() + getScaledR();
-}
-
-KalmanBoxFilter4D::EdgeVector KalmanBoxFilter4D::residualOf(const Box& box) const {
-  return edgesOf(box) - observationModel * stateVector;
+  const auto x = horizontal.predictedEdgeCovariance();
+  const auto y = vertical.predictedEdgeCovariance();
+  EdgeMatrix s = getScaledR();
+  s(kLeft, kLeft) += x(kLow, kLow);
+  s(kRight, kRight) += x(kHigh, kHigh);
+  s(kLeft, kRight) = s(kRight, kLeft) = x(kLow, kHigh);
+  s(kBottom, kBottom) += y(kLow, kLow);
+  s(kTop, kTop) += y(kHigh, kHigh);
+  s(kBottom, kTop) = s(kTop, kBottom) = y(kLow, kHigh);
+  return s;
 }
 
 }  // namespace nivra

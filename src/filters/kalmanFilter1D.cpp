@@ -2,66 +2,37 @@
 
 #include <cmath>
 
+#include "filters/axisFilter.h"
+
 namespace nivra {
 
 namespace {
 
-constexpr double kTwoPi = 6.283185307179586;
 constexpr float kTwoLn19 = 5.888878F;
 
 }  // namespace
 
 KalmanFilter1D::KalmanFilter1D(float initialValue, const KalmanParams1d& params)
-    : value(initialValue),
-      processNoiseVariance(params.processNoiseVariance),
-      observationNoiseVariance(params.observationNoiseVariance),
-      variance(params.initialVariance),
-      velocityVariance(params.initialVelocityVariance),
-      objectnessParams(params.objectnessParams) {}
+    : state(internal::startAxes<1>({&params}, {initialValue})), objectnessParams(params.objectnessParams) {}
 
 void KalmanFilter1D::predict(float dt, float processNoiseScale) {
-  value += dt * velocity;
-
-  const float q = processNoiseScale * processNoiseVariance;
-  const float dt2 = dt * dt;
-  const float dt3 = std::pow(dt, 3.0F);
-  const float dt4 = std::pow(dt, 4.0F);
-  variance += dt2 * velocityVariance + 2.0F * dt * covariance + (dt4 * 0.25F) * q;
-  covariance = (dt * velocityVariance + (dt3 * 0.5F) * q) + covariance;
-  velocityVariance += dt2 * q;
+  internal::predictAxes(state, TimeStep(dt), {processNoiseScale});
 }
 
-void KalmanFilter1D::update(float measurement) {
-  const float innovationCovariance = getInnovationCovariance();
-  const float valueGain = variance / innovationCovariance;
-  const float velocityGain = covariance / innovationCovariance;
-  const float residual = measurement - value;
+void KalmanFilter1D::update(float measurement) { internal::updateAxes(state, {measurement}); }
 
-  value += valueGain * residual;
-  velocity += velocityGain * residual;
-  velocityVariance -= covariance * velocityGain;
-  variance -= variance * valueGain;
-  covariance -= covariance * valueGain;
-}
-
-void KalmanFilter1D::updateNoFilter(float measurement) { value = measurement; }
+void KalmanFilter1D::updateNoFilter(float measurement) { state.value[0] = measurement; }
 
 float KalmanFilter1D::observationLikelihood(float measurement) const {
-  const float residual = measurement - value;
-  const float s = getInnovationCovariance();
-  const auto normalizer = static_cast<float>(std::sqrt(static_cast<double>(s) * kTwoPi));
-  return (1.0F / normalizer) * std::exp(-(residual * residual) / (2.0F * s));
+  return internal::axesLikelihood(state, {measurement});
 }
 
 float KalmanFilter1D::observationLogLikelihood(float measurement) const {
-  const float residual = measurement - value;
-  const float s = getInnovationCovariance();
-  const auto logNormalizer = static_cast<float>(std::log(static_cast<double>(s) * kTwoPi));
-  return -(residual * residual) / (2.0F * s) - 0.5F * logNormalizer;
+  return internal::axesLogLikelihood(state, {measurement});
 }
 
 void KalmanFilter1D::setObservationNoiseVariance(float iou, float classScore, const std::string& label) {
-  observationNoiseVariance = calculateObservationNoise(iou, classScore, objectnessParams, label);
+  state.observationNoiseVariance[0] = calculateObservationNoise(iou, classScore, objectnessParams, label);
 }
 
 float calculateSigmoid(float x, const SigmoidParams& params) {
