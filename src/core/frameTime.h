@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "core/faultReport.h"
+#include "nivra/timeStep.h"
 
 /// How tracks keep to the order of frames.
 namespace nivra {
@@ -24,6 +25,12 @@ inline bool isOfLatestPrediction(std::uint64_t timestamp, std::uint64_t predicti
 inline float secondsBetween(std::uint64_t earlier, std::uint64_t later) {
   constexpr double kNanosecondsPerSecond = 1e9;
   return static_cast<float>(static_cast<double>(later - earlier) / kNanosecondsPerSecond);
+}
+
+/// The step of `dt` seconds, made anew only if `step` is another one: most tracks of a frame take the same.
+inline const TimeStep& stepOf(float dt, TimeStep& step) {
+  if (step.dt != dt) step = TimeStep(dt);
+  return step;
 }
 
 }  // namespace nivra

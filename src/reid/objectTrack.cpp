@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <stdexcept>
 
 #include "core/boxGeometry.h"
@@ -15,9 +14,6 @@ namespace nivra::reid {
 
 namespace {
 
-constexpr std::size_t kGalleryCapacity = 50;
-constexpr float kIncomparableDistance = 2.0F;
-
 /// Position of a quantile among `count` sorted values. A quantile that is not a number counts as 0, one beyond
 /// the values as the nearest of them.
 std::size_t quantileIndex(std::size_t count, float quantile) {
@@ -28,21 +24,6 @@ std::size_t quantileIndex(std::size_t count, float quantile) {
 }
 
 }  // namespace
-
-float cosineDistance(const std::vector<float>& a, const std::vector<float>& b) {
-  if (a.size() != b.size()) return kIncomparableDistance;
-  float dot = 0.0F;
-  float normA = 0.0F;
-  float normB = 0.0F;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    dot += a[i] * b[i];
-    normA += a[i] * a[i];
-    normB += b[i] * b[i];
-  }
-  // Also 0 when the norms are so small that their product underflows.
-  const float product = normA * normB;
-  return product == 0.0F ? kIncomparableDistance : 1.0F - dot / std::sqrt(product);
-}
 
 ObjectTrack::ObjectTrack(const ObjectDetection& firstDetection, int trackId, unsigned long long timestamp,
                          const TrackerParams& trackerParams)
@@ -61,10 +42,15 @@ ObjectTrack::ObjectTrack(const ObjectDetection& firstDetection, int trackId, uns
 }
 
 void ObjectTrack::predict(unsigned long long timestamp) {
+  TimeStep step;
+  predict(timestamp, step);
+}
+
+void ObjectTrack::predict(unsigned long long timestamp, TimeStep& step) {
   if (!isNewer(timestamp, predictionTimestamp)) return;
   const float dt = secondsBetween(predictionTimestamp, timestamp);
   predictionTimestamp = timestamp;
-  boxFilter.predict(dt);
+  boxFilter.predict(stepOf(dt, step));
   detection = nullptr;
   lastDetectionId = -1;
 }
@@ -154,30 +140,41 @@ void ObjectTrack::makeConfidentId(unsigned long long timestamp) {
   state = TrackState::ConfidentId;
 }
 
-float ObjectTrack::computeMinDistance(const std::vector<float>& feature) const {
-  if (features.empty()) return params->defaultCosineDistance;
-  float minimum = std::numeric_limits<float>::infinity();
-  for (const std::vector<float>& stored : features) minimum = std::min(minimum, cosineDistance(feature, stored));
-  return minimum;
+float ObjectTrack::minDistanceOf(const Feature& feature) const {
+  return features.empty() ? params->defaultCosineDistance : features.computeMinDistance(feature);
 }
 
 float ObjectTrack::computeIouDistance(const Box& box) const { return 1.0F - intersectionOverUnion(getBox(), box); }
 
 float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other, const Distance& distance) const {
-  if (features.empty() || other.features.empty()) return params->defaultCosineDistance;
+  const auto vectorAt = [](const FeatureGallery& gallery, std::size_t i) {
+    const Feature feature = gallery[i];
+    return std::vector<float>(feature.values, feature.values + feature.size);
+  };
   std::vector<float> distances;
   distances.reserve(features.size() * other.features.size());
-  for (const std::vector<float>& own : features) {
-    for (const std::vector<float>& others : other.features) distances.push_back(distance(own, others));
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    for (std::size_t j = 0; j < other.features.size(); ++j) {
+      distances.push_back(distance(vectorAt(features, i), vectorAt(other.features, j)));
+    }
   }
+  return reviveDistance(distances);
+}
+
+float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other) const {
+  std::vector<float> distances(features.size() * other.features.size());
+  for (std::size_t i = 0; i < features.size(); ++i) {
+    other.features.computeDistances(features[i], distances.data() + i * other.features.size());
+  }
+  return reviveDistance(distances);
+}
+
+float ObjectTrack::reviveDistance(std::vector<float>& distances) const {
+  if (distances.empty()) return params->defaultCosineDistance;
   const auto selected =
       distances.begin() + static_cast<std::ptrdiff_t>(quantileIndex(distances.size(), params->reviveQuantile));
   std::nth_element(distances.begin(), selected, distances.end(), ascending);
   return *selected;
-}
-
-float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other) const {
-  return computeTrackTrackDistance(other, cosineDistance);
 }
 
 void ObjectTrack::revive(ObjectTrack& other, unsigned long long timestamp) {
@@ -188,15 +185,12 @@ void ObjectTrack::revive(ObjectTrack& other, unsigned long long timestamp) {
   other.state = TrackState::Expired;
   update(*other.detection, timestamp, false);
   boxFilter = other.boxFilter;
-  for (const std::vector<float>& feature : other.features) addFeature(feature);
+  for (std::size_t i = 0; i < other.features.size(); ++i) features.add(other.features[i]);
 }
 
 void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
 
-void ObjectTrack::addFeature(const std::vector<float>& feature) {
-  while (features.size() >= kGalleryCapacity) features.pop_front();
-  features.push_back(feature);
-}
+void ObjectTrack::addFeature(const std::vector<float>& feature) { features.add(Feature(feature)); }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
   TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);

@@ -4,7 +4,6 @@
 /// One object followed by the re-identification tracker.
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <string>
 #include <vector>
@@ -14,6 +13,8 @@
 #include "nivra/kalmanBoxFilter4D.h"
 #include "nivra/objectDetection.h"
 #include "nivra/objectTracker.h"
+#include "nivra/reid/featureGallery.h"
+#include "nivra/timeStep.h"
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerParams.h"
 
@@ -27,10 +28,6 @@ enum class TrackState : std::int32_t {
   ConfidentId = 3,  ///< Confirmed with an identity of its own, or revived.
   Expired = 4,      ///< To be removed at the end of the frame.
 };
-
-/// Cosine distance of two feature vectors, 0 (same direction) to 2; 2 when they can't be compared: different
-/// lengths, empty, or a zero vector among them.
-NIVRA_EXPORT float cosineDistance(const std::vector<float>& a, const std::vector<float>& b);
 
 /// A joint box filter, attribute scores, a gallery of at most 50 appearance feature vectors, and a life cycle
 /// that the tracker drives once per frame.
@@ -48,6 +45,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
   /// nothing.
   void predict(unsigned long long timestamp);
+
+  /// The same for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
+  void predict(unsigned long long timestamp, TimeStep& step);
 
   /// Takes the frame's detection in; the label stays. A timestamp other than the latest prediction's is
   /// reported as a fault and changes nothing.
@@ -80,7 +80,8 @@ class NIVRA_EXPORT ObjectTrack {
   void makeConfidentId(unsigned long long timestamp);
 
   /// Smallest cosine distance from the gallery; `defaultCosineDistance` while the gallery is empty.
-  float computeMinDistance(const std::vector<float>& feature) const;
+  float computeMinDistance(const std::vector<float>& feature) const { return minDistanceOf(Feature(feature)); }
+  float minDistanceOf(const Feature& feature) const;
 
   /// 1 - IoU of the filtered box and `box`.
   float computeIouDistance(const Box& box) const;
@@ -124,6 +125,7 @@ class NIVRA_EXPORT ObjectTrack {
   unsigned long long getUpdateTimestamp() const { return updateTimestamp; }
   /// The filtered box, not clamped.
   Box getBox() const { return boxFilter.getBox(); }
+  const KalmanBoxFilter4D& getBoxFilter() const { return boxFilter; }
   /// The filtered box, each coordinate clamped to [-1, 1].
   Box getClampedBox() const;
 
@@ -133,6 +135,9 @@ class NIVRA_EXPORT ObjectTrack {
   void releaseDetection() { detection = nullptr; }
 
  private:
+  /// The quantile of the pairwise distances that decides on a revival.
+  float reviveDistance(std::vector<float>& distances) const;
+
   std::int32_t id;
   const ObjectDetection* detection;
   std::int32_t lastDetectionId;
@@ -146,7 +151,7 @@ class NIVRA_EXPORT ObjectTrack {
   const TrackerParams* params;
   AttributeFilter attributeFilter;
   TrackState state = TrackState::Tentative;
-  std::deque<std::vector<float>> features;  // the gallery, oldest first
+  FeatureGallery features;
 };
 
 }  // namespace nivra::reid
