@@ -1,41 +1,94 @@
 #pragma once
 
-#include <set>
-#include <utility>
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <tuple>
 #include <vector>
-
-#include "core/scoreOrder.h"
 
 namespace nivra {
 
-/// The two sides that a candidate would pair: a track and a detection, unless its type says otherwise.
-template <class Candidate>
-auto sides(const Candidate& candidate) -> decltype(std::pair(candidate.track, candidate.detection)) {
-  return {candidate.track, candidate.detection};
-}
+/// Pairs the elements of two sequences one to one, best pairs first: of all pairs proposed, in their order, each is
+/// accepted whose two elements are both still free. Keeps its memory from frame to frame.
+class GreedyMatching {
+ public:
+  /// Position of a partner that doesn't exist.
+  static constexpr std::uint32_t kNone = UINT32_MAX;
 
-/// Total order of candidates: ascending cost, then the order of the one side, then of the other. Each side's
-/// elements stand in one vector, so the order of their addresses is theirs.
-template <class Candidate>
-bool cheaper(const Candidate& a, const Candidate& b) {
-  if (ascending(a.cost, b.cost)) return true;
-  if (ascending(b.cost, a.cost)) return false;
-  return sides(a) < sides(b);
-}
+  struct Pair {
+    std::uint32_t first;
+    std::uint32_t second;
+    float cost;
+  };
 
-/// Accepts every candidate, in the given order, whose two sides are both still free, and takes them out of
-/// their sets.
-template <class Candidate, class One, class Other, class Accept>
-void matchGreedily(const std::vector<Candidate>& candidates, std::set<One*>& free, std::set<Other*>& otherFree,
-                   Accept accept) {
-  for (const Candidate& candidate : candidates) {
-    if (free.empty() || otherFree.empty()) return;
-    const auto [one, other] = sides(candidate);
-    if (free.count(one) == 0 || otherFree.count(other) == 0) continue;
-    free.erase(one);
-    otherFree.erase(other);
-    accept(candidate);
+  /// Forgets all pairs; all elements are free.
+  void reset(std::size_t firsts, std::size_t seconds) {
+    pairs.clear();
+    proposalsOfFirst.assign(firsts, 0);
+    proposalsOfSecond.assign(seconds, 0);
+    partners.assign(firsts, kNone);
+    taken.assign(seconds, 0);
   }
-}
+
+  void propose(std::uint32_t first, std::uint32_t second, float cost = 0.0F) {
+    pairs.push_back({first, second, cost});
+    ++proposalsOfFirst[first];
+    ++proposalsOfSecond[second];
+  }
+
+  /// Accepts what is possible.
+  /// @param orderOf Gives a pair's place in the order, see `matchingOrder`; equal places are settled by the first
+  ///   element's position, then the second's, so the order is total. Not asked for a pair without a rival for either
+  ///   element, whose turn makes no difference.
+  template <class OrderOf>
+  void match(OrderOf orderOf) {
+    rivals.clear();
+    for (const Pair& pair : pairs) {
+      if (proposalsOfFirst[pair.first] == 1 && proposalsOfSecond[pair.second] == 1) {
+        accept(pair);
+      } else {
+        rivals.push_back({orderOf(pair), pair});
+      }
+    }
+    std::sort(rivals.begin(), rivals.end());
+    for (const Rival& rival : rivals) {
+      if (partners[rival.pair.first] == kNone && isFree(rival.pair.second)) accept(rival.pair);
+    }
+  }
+
+  /// The pairs proposed, in the order in which they were.
+  const std::vector<Pair>& getPairs() const { return pairs; }
+
+  std::uint32_t partnerOf(std::uint32_t first) const { return partners[first]; }
+  bool isFree(std::uint32_t second) const { return taken[second] == 0; }
+  bool isAccepted(const Pair& pair) const { return partners[pair.first] == pair.second; }
+
+ private:
+  struct Rival {
+    std::uint64_t order;
+    Pair pair;
+
+    bool operator<(const Rival& other) const {
+      if (order != other.order) return order < other.order;
+      return std::tie(pair.first, pair.second) < std::tie(other.pair.first, other.pair.second);
+    }
+  };
+
+  void accept(const Pair& pair) {
+    partners[pair.first] = pair.second;
+    taken[pair.second] = 1;
+  }
+
+  std::vector<Pair> pairs;
+  std::vector<std::uint32_t> proposalsOfFirst;
+  std::vector<std::uint32_t> proposalsOfSecond;
+  std::vector<Rival> rivals;
+  std::vector<std::uint32_t> partners;  // of the firsts
+  std::vector<char> taken;              // whether each of the seconds is
+};
+
+/// Place in the order of matching, as one number: lower ranks first, within a rank lower costs, costs that are not a
+/// number last.
+std::uint64_t matchingOrder(unsigned rank, float cost);
 
 }  // namespace nivra

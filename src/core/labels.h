@@ -1,13 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "nivra/objectTracker.h"
 
 namespace nivra {
 
 /// The label of people, whom some trackers treat differently from everything else.
-inline constexpr char kPersonLabel[] = "human";
+inline constexpr std::string_view kPersonLabel = "human";
 
 /// Whether a track of one label may take a detection of another. A label without an entry takes nothing.
 inline bool isAdmissible(const LabelAssociations& labelAssociations, const std::string& trackLabel,

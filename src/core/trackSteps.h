@@ -29,8 +29,8 @@ std::set<int> eraseExpired(std::vector<Track>& tracks) {
     if (track.isExpired()) removed.insert(track.getId());
   }
   if (removed.empty()) return removed;
-  const auto isRemoved = [&](const Track& track) { return removed.count(track.getId()) != 0; };
-  tracks.erase(std::remove_if(tracks.begin(), tracks.end(), isRemoved), tracks.end());
+  const auto isExpired = [](const Track& track) { return track.isExpired(); };
+  tracks.erase(std::remove_if(tracks.begin(), tracks.end(), isExpired), tracks.end());
   return removed;
 }
 
@@ -48,14 +48,6 @@ void shiftByCameraMotion(std::vector<Track>& tracks, MotionTrackerServer& server
     if (!server.recalculatePosition(to) || owner.expired()) return;
     track.updateBox(shifted(box, to.x - from.x, to.y - from.y));
   }
-}
-
-/// The addresses of all elements; their order is that of the vector.
-template <class Pointer, class Vector>
-std::set<Pointer> addressesOf(Vector& elements) {
-  std::set<Pointer> addresses;
-  for (auto& element : elements) addresses.insert(addresses.end(), &element);
-  return addresses;
 }
 
 /// The reports of all tracks, in their order.

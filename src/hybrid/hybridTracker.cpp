@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "core/detectionRange.h"
 #include "core/labels.h"
 #include "nivra/reid/reidTracker.h"
 #include "nivra/vanilla/vanillaTracker.h"
@@ -32,11 +33,11 @@ TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections
   const auto firstOther = std::partition(detections.begin(), detections.end(), [](const ObjectDetection& detection) {
     return detection.label == kPersonLabel;
   });
-  // Copies, so that flags set by the re-identification tracker don't reach the host.
-  std::vector<ObjectDetection> others(firstOther, detections.end());
-  const TrackUpdateResult vanillaResult = vanillaTracker->update(others, timestamp);
-  std::vector<ObjectDetection> humans(detections.begin(), firstOther);
-  const TrackUpdateResult reidResult = reidTracker->update(humans, timestamp);
+  const auto humanCount = static_cast<std::size_t>(firstOther - detections.begin());
+  const DetectionRange humans(detections.data(), humanCount);
+  const DetectionRange others(detections.data() + humanCount, detections.size() - humanCount);
+  const TrackUpdateResult vanillaResult = vanillaTracker->updateFrame(others, timestamp);
+  const TrackUpdateResult reidResult = reidTracker->updateFrame(humans, timestamp);
 
   TrackUpdateResult result;
   for (const int id : vanillaResult.removedIds) result.removedIds.insert(vanillaId(id));

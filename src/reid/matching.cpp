@@ -3,20 +3,17 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 #include "core/faultReport.h"
-#include "core/greedyMatching.h"
-#include "core/trackSteps.h"
+#include "reid/frameMatching.h"
 
 namespace nivra::reid {
-
-// Beside TrackMatch, where the greedy matching finds it.
-static std::pair<ObjectTrack*, ObjectTrack*> sides(const TrackMatch& match) { return {match.inactive, match.pending}; }
 
 namespace {
 
 /// Position of a track's state in the order of matching.
-int rankOf(const ObjectTrack& track) {
+unsigned rankOf(const ObjectTrack& track) {
   switch (track.getState()) {
     case TrackState::ConfidentId:
       return 0;
@@ -27,58 +24,126 @@ int rankOf(const ObjectTrack& track) {
   }
 }
 
+constexpr unsigned kRanks = 3;
+
+std::pair<float, float> distances(const ObjectTrack& track, const ObjectDetection& detection,
+                                  const std::optional<Feature>& feature, const TrackerParams& params) {
+  return {track.computeIouDistance(detection.box),
+          feature ? track.minDistanceOf(*feature) : params.defaultCosineDistance};
+}
+
+std::optional<Feature> featureOf(const ObjectDetection& detection) {
+  return detection.feature ? std::optional<Feature>(*detection.feature) : std::nullopt;
+}
+
+/// The cost of a pair of admissible labels, if it passes the gates of box filter and distances.
+std::optional<float> gatedCost(const ObjectTrack& track, const ObjectDetection& detection,
+                               const std::optional<Feature>& feature, const TrackerParams& params) {
+  if (!track.canAssociateKalman(detection)) return std::nullopt;
+  const auto [iouDistance, featureDistance] = distances(track, detection, feature, params);
+  if (!track.canAssociateCosts(detection, iouDistance, featureDistance)) return std::nullopt;
+  return iouDistance * params.lambda + (1.0F - params.lambda) * featureDistance;
+}
+
+// ---- Between sets of pointers, which the public functions take, and positions ----
+
+template <class Element>
+std::vector<Element*> listOf(const std::set<Element*>& elements) {
+  return {elements.begin(), elements.end()};
+}
+
+DetMatch matchOf(const GreedyMatching::Pair& pair, const std::vector<ObjectTrack*>& tracks,
+                 const std::vector<ObjectDetection>& detections) {
+  return {tracks[pair.first], &detections[pair.second], pair.cost};
+}
+
 }  // namespace
+
+// ---- Detections ----
+
+void DetectionMatching::findPairs(const std::vector<ObjectTrack*>& tracks, DetectionRange detections) {
+  matching.reset(tracks.size(), detections.size());
+  features.clear();
+  for (const ObjectDetection& detection : detections) features.push_back(featureOf(detection));
+  index.fill(detections, [detections](std::uint32_t i) {
+    const Box& box = detections[i].box;
+    return std::optional(Point{box.left, box.bottom});
+  });
+
+  for (std::uint32_t position = 0; position < tracks.size(); ++position) {
+    const ObjectTrack& track = *tracks[position];
+    const Box box = track.getBox();
+    const Point reach = track.getBoxFilter().getMaxEdgeOffset();
+    const Window window = {{box.left, box.bottom}, reach.x, reach.y};
+    index.visitAdmissible(track.getLabel(), window, [&](std::uint32_t i) {
+      const std::optional<float> cost = gatedCost(track, detections[i], features[i], params);
+      if (cost) matching.propose(position, i, *cost);
+    });
+  }
+}
+
+void DetectionMatching::match(const std::vector<ObjectTrack*>& tracks, const std::vector<char>& isInbetween) {
+  matching.match([&](const GreedyMatching::Pair& pair) {
+    const unsigned rank = rankOf(*tracks[pair.first]);
+    return matchingOrder(isInbetween[pair.second] != 0 ? rank + kRanks : rank, pair.cost);
+  });
+}
 
 std::pair<float, float> detAssociationCost(const ObjectTrack& track, const ObjectDetection& detection,
                                            const TrackerParams& params) {
-  const float iouDistance = track.computeIouDistance(detection.box);
-  if (!detection.feature) return {iouDistance, params.defaultCosineDistance};
-  return {iouDistance, track.computeMinDistance(*detection.feature)};
+  return distances(track, detection, featureOf(detection), params);
 }
 
 std::optional<DetMatch> tryAssociateDetection(ObjectTrack& track, const ObjectDetection& detection,
                                               const MatchParams& params) {
   if (!track.hasAdmissibleLabel(detection, params.labelAssociations)) return std::nullopt;
-  if (!track.canAssociateKalman(detection)) return std::nullopt;
-  const auto [iouDistance, featureDistance] = detAssociationCost(track, detection, params.params);
-  if (!track.canAssociateCosts(detection, iouDistance, featureDistance)) return std::nullopt;
-  const float lambda = params.params.lambda;
-  return DetMatch{&track, &detection, iouDistance * lambda + (1.0F - lambda) * featureDistance};
+  const std::optional<float> cost = gatedCost(track, detection, featureOf(detection), params.params);
+  return cost ? std::optional(DetMatch{&track, &detection, *cost}) : std::nullopt;
 }
 
 std::vector<DetMatch> getDetectionMatchCandidates(const std::set<ObjectTrack*>& tracks,
                                                   const std::vector<ObjectDetection>& detections,
                                                   const MatchParams& params) {
+  const std::vector<ObjectTrack*> list = listOf(tracks);
+  DetectionMatching matching(params.params, params.labelAssociations);
+  matching.findPairs(list, DetectionRange(detections));
   std::vector<DetMatch> candidates;
-  for (ObjectTrack* track : tracks) {
-    for (const ObjectDetection& detection : detections) {
-      if (const auto match = tryAssociateDetection(*track, detection, params)) candidates.push_back(*match);
-    }
-  }
+  for (const auto& pair : matching.getPairs()) candidates.push_back(matchOf(pair, list, detections));
+  std::sort(candidates.begin(), candidates.end(), [](const DetMatch& a, const DetMatch& b) {
+    return std::pair(a.track, a.detection) < std::pair(b.track, b.detection);
+  });
   return candidates;
 }
 
 void sortInner(std::vector<DetMatch>::iterator first, std::vector<DetMatch>::iterator last) {
-  std::sort(first, last, [](const DetMatch& a, const DetMatch& b) {
-    const int rankA = rankOf(*a.track);
-    const int rankB = rankOf(*b.track);
-    return rankA != rankB ? rankA < rankB : cheaper(a, b);
-  });
+  const auto placeOf = [](const DetMatch& match) {
+    return std::tuple(matchingOrder(rankOf(*match.track), match.cost), match.track, match.detection);
+  };
+  std::sort(first, last, [&](const DetMatch& a, const DetMatch& b) { return placeOf(a) < placeOf(b); });
 }
 
 ActiveMatchResult matchActive(std::set<ObjectTrack*>& tracks, const std::vector<ObjectDetection>& detections,
                               const MatchParams& params) {
-  std::vector<DetMatch> candidates = getDetectionMatchCandidates(tracks, detections, params);
-  const auto firstInbetween = std::partition(candidates.begin(), candidates.end(),
-                                             [](const DetMatch& match) { return !match.detection->inbetween; });
-  sortInner(candidates.begin(), firstInbetween);
-  sortInner(firstInbetween, candidates.end());
+  const std::vector<ObjectTrack*> list = listOf(tracks);
+  std::vector<char> isInbetween;
+  for (const ObjectDetection& detection : detections) isInbetween.push_back(detection.inbetween ? 1 : 0);
+  DetectionMatching matching(params.params, params.labelAssociations);
+  matching.findPairs(list, DetectionRange(detections));
+  matching.match(list, isInbetween);
 
   ActiveMatchResult result;
-  result.unmatchedDetections = addressesOf<const ObjectDetection*>(detections);
-  matchGreedily(candidates, tracks, result.unmatchedDetections,
-                [&](const DetMatch& match) { result.matches.push_back(match); });
+  for (const auto& pair : matching.getPairs()) {
+    if (matching.isAccepted(pair)) result.matches.push_back(matchOf(pair, list, detections));
+  }
+  const auto firstInbetween = std::partition(result.matches.begin(), result.matches.end(),
+                                             [](const DetMatch& match) { return !match.detection->inbetween; });
+  sortInner(result.matches.begin(), firstInbetween);
+  sortInner(firstInbetween, result.matches.end());
+  for (const DetMatch& match : result.matches) tracks.erase(match.track);
   result.unmatchedTracks = tracks;
+  for (std::uint32_t i = 0; i < detections.size(); ++i) {
+    if (matching.isLeft(i)) result.unmatchedDetections.insert(&detections[i]);
+  }
   return result;
 }
 
@@ -90,8 +155,9 @@ TrackPartition partitionTracks(std::vector<ObjectTrack>& tracks) {
   return partition;
 }
 
-std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& pending,
-                                            const MatchParams& /*params*/) {
+// ---- Revivals ----
+
+static std::optional<TrackMatch> revivalOf(ObjectTrack& inactive, ObjectTrack& pending) {
   if (pending.getDetection() == nullptr) {
     throw std::runtime_error("Tried to associate track " + std::to_string(inactive.getId()) +
                              " with track without associated detection " + std::to_string(pending.getId()));
@@ -103,6 +169,22 @@ std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& 
   inactive.registerReviveAttempt();
   if (!inactive.canReviveCost(distance)) return std::nullopt;
   return TrackMatch{&inactive, &pending, distance};
+}
+
+std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& pending,
+                                            const MatchParams& /*params*/) {
+  return revivalOf(inactive, pending);
+}
+
+void matchRevivals(const std::vector<ObjectTrack*>& inactive, const std::vector<ObjectTrack*>& pending,
+                   GreedyMatching& matching) {
+  matching.reset(inactive.size(), pending.size());
+  for (std::uint32_t i = 0; i < inactive.size(); ++i) {
+    for (std::uint32_t j = 0; j < pending.size(); ++j) {
+      if (const auto match = revivalOf(*inactive[i], *pending[j])) matching.propose(i, j, match->cost);
+    }
+  }
+  matching.match([](const GreedyMatching::Pair& pair) { return matchingOrder(0, pair.cost); });
 }
 
 std::vector<TrackMatch> getTrackMatchCandidates(const std::set<ObjectTrack*>& inactive,
@@ -117,25 +199,38 @@ std::vector<TrackMatch> getTrackMatchCandidates(const std::set<ObjectTrack*>& in
 }
 
 InactiveMatchResult matchInactive(std::set<ObjectTrack*>& inactive, std::set<ObjectTrack*>& pending,
-                                  const MatchParams& params) {
-  std::vector<TrackMatch> candidates = getTrackMatchCandidates(inactive, pending, params);
-  std::sort(candidates.begin(), candidates.end(), cheaper<TrackMatch>);
+                                  const MatchParams& /*params*/) {
+  const std::vector<ObjectTrack*> lost = listOf(inactive);
+  const std::vector<ObjectTrack*> found = listOf(pending);
+  GreedyMatching matching;
+  matchRevivals(lost, found, matching);
 
   InactiveMatchResult result;
-  matchGreedily(candidates, inactive, pending, [&](const TrackMatch& match) { result.matches.push_back(match); });
+  for (const auto& pair : matching.getPairs()) {
+    if (!matching.isAccepted(pair)) continue;
+    result.matches.push_back({lost[pair.first], found[pair.second], pair.cost});
+    inactive.erase(lost[pair.first]);
+    pending.erase(found[pair.second]);
+  }
+  // Pairs stand in the order of the lost tracks, which settles equal costs.
+  std::stable_sort(result.matches.begin(), result.matches.end(), [](const TrackMatch& a, const TrackMatch& b) {
+    return matchingOrder(0, a.cost) < matchingOrder(0, b.cost);
+  });
   result.unmatchedInactive = inactive;
   result.unmatchedPending = pending;
   return result;
 }
 
-void qualifyPending(const std::set<ObjectTrack*>& pending, unsigned long long timestamp) {
-  for (ObjectTrack* track : pending) {
-    try {
-      track->makeConfidentId(timestamp);
-    } catch (const std::runtime_error& error) {
-      reportFault(error.what());
-    }
+void qualify(ObjectTrack& track, unsigned long long timestamp) {
+  try {
+    track.makeConfidentId(timestamp);
+  } catch (const std::runtime_error& error) {
+    reportFault(error.what());
   }
+}
+
+void qualifyPending(const std::set<ObjectTrack*>& pending, unsigned long long timestamp) {
+  for (ObjectTrack* track : pending) qualify(*track, timestamp);
 }
 
 }  // namespace nivra::reid

@@ -1,13 +1,11 @@
 #include "nivra/reid/reidTracker.h"
 
-#include <iterator>
-#include <utility>
-
-#include "core/boxGeometry.h"
+#include "core/detectionRange.h"
+#include "core/overlapSearch.h"
 #include "core/trackSteps.h"
-#include "nivra/reid/inBetween.h"
-#include "nivra/reid/matching.h"
 #include "nivra/trackerLogger.h"
+#include "reid/frameMatching.h"
+#include "reid/inbetweenSearch.h"
 
 namespace nivra::reid {
 
@@ -30,21 +28,46 @@ class DetectionsOfFrame {
   std::vector<ObjectTrack>& tracks;
 };
 
-/// Takes out the tracks that the frame didn't move because it is older than they are.
-std::set<ObjectTrack*> takeUnmoved(std::set<ObjectTrack*>& tracks, unsigned long long timestamp) {
-  std::set<ObjectTrack*> unmoved;
-  for (auto track = tracks.begin(); track != tracks.end();) {
-    const auto next = std::next(track);
-    if (!(*track)->isPredictedTo(timestamp)) unmoved.insert(tracks.extract(track));
-    track = next;
+/// Calls visit(a, b) with the positions of every two tracks of one label that overlap and are not lost for long.
+template <class Visit>
+void visitOverlapping(const std::vector<ObjectTrack>& tracks, std::uint64_t timestamp, const TrackerParams& params,
+                      OverlapSearch& search, std::vector<std::uint32_t>& considered, Visit visit) {
+  const std::uint64_t lostRecently = timestamp - (params.inactiveOverlapExtraTime + params.inactiveAge);
+  search.clear();
+  considered.clear();
+  for (std::uint32_t i = 0; i < tracks.size(); ++i) {
+    if (!tracks[i].isReported() && tracks[i].getUpdateTimestamp() < lostRecently) continue;
+    search.add(tracks[i].getBox());
+    considered.push_back(i);
   }
-  return unmoved;
+  search.visitOverlapping(params.maxStoreFeaturesIou, [&](std::uint32_t a, std::uint32_t b) {
+    if (tracks[considered[a]].getLabel() == tracks[considered[b]].getLabel()) visit(considered[a], considered[b]);
+  });
 }
 
 }  // namespace
 
+/// What a frame's steps hand on to each other; kept from frame to frame for its memory alone.
+struct ReidTracker::FrameMemory {
+  FrameMemory(const TrackerParams& params, const LabelAssociations& associations) : matching(params, associations) {}
+
+  OverlapSearch overlaps;
+  std::vector<std::uint32_t> considered;  // tracks in the search
+  std::vector<char> isOverlapping;        // by track
+  InbetweenSearch inbetweenSearch;
+  std::vector<char> isInbetween;  // by detection
+  std::vector<ObjectTrack*> active;
+  std::vector<ObjectTrack*> inactive;
+  std::vector<ObjectTrack*> unmoved;  // lost ones that can't take a detection of a frame older than they are
+  std::vector<ObjectTrack*> pending;
+  DetectionMatching matching;
+  GreedyMatching revivals;
+};
+
 ReidTracker::ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
-    : params(trackerParams), labelAssociations(associations), cameraMotion(cameraMovedCallback, this) {}
+    : params(trackerParams),
+      memory(std::make_unique<FrameMemory>(params, associations)),
+      cameraMotion(cameraMovedCallback, this) {}
 
 ReidTracker::~ReidTracker() = default;
 
@@ -54,54 +77,119 @@ TrackUpdateResult ReidTracker::update(std::vector<ObjectDetection>& detections, 
   return updateTracks(detections, timestamp);
 }
 
+TrackUpdateResult ReidTracker::updateFrame(DetectionRange detections, unsigned long long timestamp) {
+  TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
+  predict(timestamp);
+  return matchReviveAndStart(detections, timestamp);
+}
+
 void ReidTracker::predict(unsigned long long timestamp) {
-  for (ObjectTrack& track : tracks) track.predict(timestamp);
+  TimeStep step;
+  for (ObjectTrack& track : tracks) track.predict(timestamp, step);
 }
 
 TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  const DetectionsOfFrame detectionsOfFrame(tracks);
-  const MatchParams matchParams{params, labelAssociations};
-  const std::set<int> overlapping = getOverlappingTracks(tracks, timestamp, params);
-  TrackPartition partition = partitionTracks(tracks);
-
-  markInbetweenDetections(detections, params.inBetween, kInbetweenAspect);
-  const ActiveMatchResult active = matchActive(partition.active, detections, matchParams);
-  for (const DetMatch& match : active.matches) {
-    const bool storeFeature = overlapping.count(match.track->getId()) == 0;
-    match.track->update(*match.detection, timestamp, storeFeature);
+  TrackUpdateResult result = matchReviveAndStart(DetectionRange(detections), timestamp);
+  for (std::size_t i = 0; i < detections.size(); ++i) {
+    if (memory->isInbetween[i] != 0) detections[i].inbetween = true;
   }
-  for (ObjectTrack* track : active.unmatchedTracks) track->emptyUpdate(timestamp);
-
-  const std::set<ObjectTrack*> unmoved = takeUnmoved(partition.inactive, timestamp);
-  std::set<ObjectTrack*> pending = findPending(timestamp);
-  const InactiveMatchResult revival = matchInactive(partition.inactive, pending, matchParams);
-  TrackUpdateResult result;
-  for (const TrackMatch& match : revival.matches) {
-    match.inactive->revive(*match.pending, timestamp);
-    result.mergedIds.emplace(match.pending->getId(), match.inactive->getId());
-  }
-  for (ObjectTrack* track : revival.unmatchedInactive) track->emptyUpdate(timestamp);
-  for (ObjectTrack* track : unmoved) track->emptyUpdate(timestamp);
-  qualifyPending(revival.unmatchedPending, timestamp);
-
-  // From here on tracks move within their vector, and no pointer to one is used any more.
-  result.removedIds = pruneExpiredTracks();
-  addNewTracks(active.unmatchedDetections, timestamp);
   return result;
 }
 
-std::set<ObjectTrack*> ReidTracker::findPending(unsigned long long timestamp) {
-  std::set<ObjectTrack*> pending;
+TrackUpdateResult ReidTracker::matchReviveAndStart(DetectionRange detections, unsigned long long timestamp) {
+  const DetectionsOfFrame detectionsOfFrame(tracks);
+  markOverlapping(timestamp);
+  partitionByLoss(timestamp);
+  markInbetween(detections);
+  memory->matching.findPairs(memory->active, detections);
+  memory->matching.match(memory->active, memory->isInbetween);
+  updateActive(detections, timestamp);
+
+  TrackUpdateResult result;
+  result.mergedIds = reviveInactive(timestamp);
+  // From here on tracks move within their vector, and no pointer to one is used any more.
+  result.removedIds = pruneExpiredTracks();
+  for (std::uint32_t i = 0; i < detections.size(); ++i) {
+    if (memory->matching.isLeft(i) && memory->isInbetween[i] == 0) startTrack(detections[i], timestamp);
+  }
+  return result;
+}
+
+void ReidTracker::markOverlapping(unsigned long long timestamp) {
+  std::vector<char>& isOverlapping = memory->isOverlapping;
+  isOverlapping.assign(tracks.size(), 0);
+  visitOverlapping(tracks, timestamp, params, memory->overlaps, memory->considered,
+                   [&](std::uint32_t a, std::uint32_t b) { isOverlapping[a] = isOverlapping[b] = 1; });
+}
+
+void ReidTracker::partitionByLoss(unsigned long long timestamp) {
+  memory->active.clear();
+  memory->inactive.clear();
+  memory->unmoved.clear();
+  for (ObjectTrack& track : tracks) {
+    const bool isLost = track.getState() == TrackState::Inactive;
+    auto& part = !isLost ? memory->active : track.isPredictedTo(timestamp) ? memory->inactive : memory->unmoved;
+    part.push_back(&track);
+  }
+}
+
+void ReidTracker::markInbetween(DetectionRange detections) {
+  std::vector<char>& isInbetween = memory->isInbetween;
+  isInbetween.clear();
+  for (const ObjectDetection& detection : detections) isInbetween.push_back(detection.inbetween ? 1 : 0);
+  memory->inbetweenSearch.search(detections, params.inBetween, kInbetweenAspect,
+                                 [&](std::uint32_t middle, std::uint32_t, std::uint32_t, float) {
+                                   isInbetween[middle] = 1;
+                                   return false;
+                                 });
+}
+
+void ReidTracker::updateActive(DetectionRange detections, unsigned long long timestamp) {
+  for (std::uint32_t i = 0; i < memory->active.size(); ++i) {
+    ObjectTrack& track = *memory->active[i];
+    const std::uint32_t detection = memory->matching.detectionOf(i);
+    if (detection == GreedyMatching::kNone) {
+      track.emptyUpdate(timestamp);
+    } else {
+      const bool storeFeature = memory->isOverlapping[static_cast<std::size_t>(&track - tracks.data())] == 0;
+      track.update(detections[detection], timestamp, storeFeature);
+    }
+  }
+}
+
+std::set<std::pair<int, int>> ReidTracker::reviveInactive(unsigned long long timestamp) {
+  memory->pending.clear();
   for (ObjectTrack& track : tracks) {
     // When a timestamp is repeated, tracks updated in the frame before still bear it.
-    if (track.getDetection() != nullptr && track.canGetConfidentId(timestamp)) pending.insert(&track);
+    if (track.getDetection() != nullptr && track.canGetConfidentId(timestamp)) memory->pending.push_back(&track);
   }
-  return pending;
+
+  matchRevivals(memory->inactive, memory->pending, memory->revivals);
+  std::set<std::pair<int, int>> mergedIds;
+  for (std::uint32_t i = 0; i < memory->inactive.size(); ++i) {
+    ObjectTrack& lost = *memory->inactive[i];
+    const std::uint32_t match = memory->revivals.partnerOf(i);
+    if (match == GreedyMatching::kNone) {
+      lost.emptyUpdate(timestamp);
+    } else {
+      lost.revive(*memory->pending[match], timestamp);
+      mergedIds.emplace(memory->pending[match]->getId(), lost.getId());
+    }
+  }
+  for (ObjectTrack* lost : memory->unmoved) lost->emptyUpdate(timestamp);
+  for (std::uint32_t i = 0; i < memory->pending.size(); ++i) {
+    if (memory->revivals.isFree(i)) qualify(*memory->pending[i], timestamp);
+  }
+  return mergedIds;
+}
+
+void ReidTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
+  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
 }
 
 void ReidTracker::addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp) {
   for (const ObjectDetection* detection : detections) {
-    if (!detection->inbetween) tracks.emplace_back(*detection, takeNextId(nextId), timestamp, params);
+    if (!detection->inbetween) startTrack(*detection, timestamp);
   }
 }
 
@@ -109,22 +197,12 @@ std::set<int> ReidTracker::pruneExpiredTracks() { return eraseExpired(tracks); }
 
 std::set<int> ReidTracker::getOverlappingTracks(const std::vector<ObjectTrack>& tracks, unsigned long long timestamp,
                                                 const TrackerParams& params) {
-  const std::uint64_t lostRecently = timestamp - (params.inactiveOverlapExtraTime + params.inactiveAge);
-  std::vector<const ObjectTrack*> considered;
-  for (const ObjectTrack& track : tracks) {
-    if (track.isReported() || track.getUpdateTimestamp() >= lostRecently) considered.push_back(&track);
-  }
-
+  OverlapSearch search;
+  std::vector<std::uint32_t> considered;
   std::set<int> overlapping;
-  for (auto a = considered.begin(); a != considered.end(); ++a) {
-    for (auto b = a + 1; b != considered.end(); ++b) {
-      if ((*a)->getLabel() != (*b)->getLabel()) continue;
-      if (intersectionOverUnion((*a)->getBox(), (*b)->getBox()) > params.maxStoreFeaturesIou) {
-        overlapping.insert((*a)->getId());
-        overlapping.insert((*b)->getId());
-      }
-    }
-  }
+  visitOverlapping(tracks, timestamp, params, search, considered, [&](std::uint32_t a, std::uint32_t b) {
+    overlapping.insert({tracks[a].getId(), tracks[b].getId()});
+  });
   return overlapping;
 }
 

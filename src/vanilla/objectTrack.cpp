@@ -1,13 +1,15 @@
 #include "nivra/vanilla/objectTrack.h"
 
 #include <algorithm>
-#include <cmath>
+#include <memory>
+#include <utility>
 
 #include "core/boxGeometry.h"
 #include "core/frameTime.h"
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
+#include "vanilla/boxGate.h"
 
 namespace nivra::vanilla {
 
@@ -20,27 +22,47 @@ constexpr float kSmoothingTimeConstant = 0.45454544F;      // seconds
 constexpr int kNotConfident = 1;
 constexpr int kConfident = 2;
 
+/// Refers to the parameters without owning them, as the track itself does.
+std::shared_ptr<const KalmanBoxParams> referTo(const KalmanBoxParams& params) {
+  return {std::shared_ptr<const KalmanBoxParams>(), &params};
+}
+
+/// The score of a class, and whether it is new to the track and starts with this.
+std::pair<float*, bool> scoreOf(const Classification& classification, std::vector<Classification>& classScores) {
+  for (Classification& known : classScores) {  // few, and telling equal from different is cheaper than ordering
+    if (known.label == classification.label) return {&known.score, false};
+  }
+  const auto isBefore = [](const Classification& a, const Classification& b) { return a.label < b.label; };
+  const auto place = std::upper_bound(classScores.begin(), classScores.end(), classification, isBefore);
+  return {&classScores.insert(place, classification)->score, true};
+}
+
 }  // namespace
 
 ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
                          const TrackerParams& trackerParams)
     : id(trackId),
       lastDetectionId(-1),
-      boxFilter(detection.box, trackerParams.kalmanParams),
+      boxFilter(detection.box, referTo(trackerParams.kalmanParams)),
       score(detection.score),
       label(detection.label),
       predictionTimestamp(timestamp),
       params(&trackerParams),
       attributeFilter(detection.attributes) {
   for (const Classification& classification : detection.classifications) {
-    classScores[classification.label] = classification.score;
+    *scoreOf(classification, classScores).first = classification.score;
   }
   updateObjectnessScaling(detection);
   lastDetectionId = detection.id;
 }
 
 void ObjectTrack::predict(unsigned long long timestamp) {
-  if (advanceTime(timestamp)) boxFilter.predict(predictionInterval);
+  TimeStep step;
+  predict(timestamp, step);
+}
+
+void ObjectTrack::predict(unsigned long long timestamp, TimeStep& step) {
+  if (advanceTime(timestamp)) boxFilter.predict(stepOf(predictionInterval, step));
 }
 
 bool ObjectTrack::advanceTime(unsigned long long timestamp) {
@@ -66,7 +88,7 @@ void ObjectTrack::emptyUpdate() {
   const float decay = 1.0F - params->scoreAbsorption;
   score *= decay;
   attributeFilter.emptyUpdate(decay);
-  for (auto& [classLabel, classScore] : classScores) classScore *= decay;
+  for (Classification& entry : classScores) entry.score *= decay;
   boxFilter.emptyUpdate();
 }
 
@@ -78,41 +100,32 @@ bool ObjectTrack::isConfident() const {
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   for (const Classification& classification : detection.classifications) {
-    const auto [entry, isNew] = classScores.try_emplace(classification.label, classification.score);
-    if (!isNew) entry->second += (classification.score - entry->second) * params->scoreAbsorption;
+    const auto [classScore, isNew] = scoreOf(classification, classScores);
+    if (!isNew) *classScore += (classification.score - *classScore) * params->scoreAbsorption;
   }
   const auto best = std::max_element(classScores.begin(), classScores.end(),
-                                     [](const auto& a, const auto& b) { return a.second < b.second; });
+                                     [](const auto& a, const auto& b) { return a.score < b.score; });
   if (best == classScores.end()) return;
-  label = best->first;
-  score = best->second;
+  if (label != best->label) label = best->label;
+  score = best->score;
 }
 
 void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  return passesGates(detection, labelAssociations, params->widthFactorGating);
+  return passesGates(detection, labelAssociations, widthFactorLimit(*params, detection.label));
+}
+
+float ObjectTrack::widthFactorLimit(const TrackerParams& params, const std::string& /*detectionLabel*/) {
+  return params.widthFactorGating;
 }
 
 bool ObjectTrack::passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
                               float widthFactorLimit) const {
   if (!isAdmissible(labelAssociations, label, detection.label)) return false;
 
-  // Each gate is written so that a value that is not a number passes; the filter's gate refuses it.
-  const Box box = getClampedBox();
-  const Point offsetFrom = center(box);
-  const Point offsetTo = center(detection.box);
-  const float trackWidth = width(box);
-  const float trackHeight = height(box);
-  const float detectionWidth = width(detection.box);
-  const float detectionHeight = height(detection.box);
-  const float offsetX = std::abs(offsetTo.x - offsetFrom.x) / std::min(trackWidth, detectionWidth);
-  const float offsetY = std::abs(offsetTo.y - offsetFrom.y) / std::min(trackHeight, detectionHeight);
-  if (widthFactorLimit < offsetX) return false;
-  if (params->heightFactorGating < offsetY) return false;
-  if (params->widthRelativeDiffGating < std::abs(detectionWidth / trackWidth - 1.0F)) return false;
-  if (params->heightRelativeDiffGating < std::abs(detectionHeight / trackHeight - 1.0F)) return false;
-  return boxFilter.canAssociate(detection.box);
+  const auto measurement = KalmanBoxFilter::measure(detection.box);
+  return BoxGate(boxFilter, *params).accepts(measurement, widthFactorLimit) && boxFilter.accepts(measurement);
 }
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
@@ -146,7 +159,7 @@ std::string ObjectTrack::createStateString() const { return stateString(getClamp
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
   TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);
-  for (const auto& [classLabel, classScore] : classScores) report.classifications.push_back({classLabel, classScore});
+  report.classifications = classScores;
   // Stable, so that equal scores keep the ascending order of their labels.
   std::stable_sort(report.classifications.begin(), report.classifications.end(),
                    [](const auto& a, const auto& b) { return descending(a.score, b.score); });

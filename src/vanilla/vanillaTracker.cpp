@@ -1,5 +1,6 @@
 #include "nivra/vanilla/vanillaTracker.h"
 
+#include "core/detectionRange.h"
 #include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodMatching.h"
@@ -7,27 +8,43 @@
 namespace nivra::vanilla {
 
 VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
-    : params(trackerParams), labelAssociations(associations), cameraMotion(cameraMovedCallback, this) {}
+    : params(trackerParams),
+      matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
+      cameraMotion(cameraMovedCallback, this) {}
 
 VanillaTracker::~VanillaTracker() = default;
 
 TrackUpdateResult VanillaTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
+  return updateFrame(DetectionRange(detections), timestamp);
+}
+
+TrackUpdateResult VanillaTracker::updateFrame(DetectionRange detections, unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  updateTracks(detections, timestamp);
+  matchAndStart(detections, timestamp);
   return {pruneExpiredTracks(), {}};
 }
 
 void VanillaTracker::predict(unsigned long long timestamp) {
-  for (ObjectTrack& track : tracks) track.predict(timestamp);
+  TimeStep step;
+  for (ObjectTrack& track : tracks) track.predict(timestamp, step);
 }
 
 void VanillaTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  updateTracksByLikelihood(*this, tracks, detections, timestamp);
+  matchAndStart(DetectionRange(detections), timestamp);
+}
+
+void VanillaTracker::matchAndStart(DetectionRange detections, unsigned long long timestamp) {
+  updateTracksByLikelihood(tracks, detections, timestamp, *matching,
+                           [&](const ObjectDetection& detection) { startTrack(detection, timestamp); });
 }
 
 std::vector<AssociationCandidate> VanillaTracker::associate(const std::vector<ObjectDetection>& detections) {
-  return associateByLikelihood<AssociationCandidate>(tracks, detections, labelAssociations);
+  return associateByLikelihood<AssociationCandidate>(tracks, detections, *matching);
+}
+
+void VanillaTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
+  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
 }
 
 void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {
@@ -35,9 +52,7 @@ void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatc
 }
 
 void VanillaTracker::addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp) {
-  for (const ObjectDetection* detection : detections) {
-    tracks.emplace_back(*detection, takeNextId(nextId), timestamp, params);
-  }
+  for (const ObjectDetection* detection : detections) startTrack(*detection, timestamp);
 }
 
 std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(tracks); }

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+#include "core/frameTime.h"
 #include "core/labels.h"
 
 namespace nivra::vanillaLowFps {
@@ -33,12 +34,21 @@ ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned
     : track(detection, trackId, timestamp, trackerParams) {}
 
 void ObjectTrack::predict(unsigned long long timestamp, bool useVelocityNoise) {
-  if (track.advanceTime(timestamp)) {
-    track.boxFilter.predict(track.predictionInterval, getProcessNoiseFactors(useVelocityNoise));
-  }
+  TimeStep step;
+  predict(timestamp, useVelocityNoise, step);
+}
+
+void ObjectTrack::predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step) {
+  if (!track.advanceTime(timestamp)) return;
+  track.boxFilter.predict(stepOf(track.predictionInterval, step), processNoiseFactors(useVelocityNoise));
 }
 
 std::vector<float> ObjectTrack::getProcessNoiseFactors(bool useVelocityNoise) const {
+  const auto factors = processNoiseFactors(useVelocityNoise);
+  return {factors.begin(), factors.end()};
+}
+
+std::array<float, 4> ObjectTrack::processNoiseFactors(bool useVelocityNoise) const {
   if (!useVelocityNoise) return {1.0F, 1.0F, 1.0F, 1.0F};
   const Point velocity = track.boxFilter.getVelocity();
   const float x = std::abs(velocity.x) > kFastHorizontalSpeed ? kFastProcessNoiseFactor : 1.0F;
@@ -47,22 +57,25 @@ std::vector<float> ObjectTrack::getProcessNoiseFactors(bool useVelocityNoise) co
 }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  const float limit = detection.label == kPersonLabel ? kPersonWidthFactorLimit : track.params->widthFactorGating;
-  return track.passesGates(detection, labelAssociations, limit);
+  return track.passesGates(detection, labelAssociations, widthFactorLimit(*track.params, detection.label));
+}
+
+float ObjectTrack::widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel) {
+  return detectionLabel == kPersonLabel ? kPersonWidthFactorLimit : params.widthFactorGating;
 }
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   track.updateClassInfo(detection);
   if (track.classScores.size() < 2 || !isVehicle(track.label)) return;
 
-  const auto best = track.classScores.find(track.label);
-  auto second = track.classScores.end();
-  for (auto entry = track.classScores.begin(); entry != track.classScores.end(); ++entry) {
-    if (entry == best) continue;
-    if (second == track.classScores.end() || entry->second > second->second) second = entry;
+  const float bestScore = track.score;
+  const Classification* second = nullptr;
+  for (const Classification& entry : track.classScores) {
+    if (entry.label == track.label) continue;
+    if (second == nullptr || entry.score > second->score) second = &entry;
   }
-  if (best->second < kSureVehicleScore && isVehicle(second->first)) {
-    track.score = best->second + second->second / kSecondVehicleDivisor;
+  if (bestScore < kSureVehicleScore && isVehicle(second->label)) {
+    track.score = bestScore + second->score / kSecondVehicleDivisor;
   }
 }
 

@@ -1,8 +1,11 @@
 #include "nivra/vanillaLowFps/vanillaLowFpsTracker.h"
 
-#include "core/boxGeometry.h"
+#include <algorithm>
+
+#include "core/detectionRange.h"
 #include "core/faultReport.h"
 #include "core/labels.h"
+#include "core/overlapSearch.h"
 #include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodMatching.h"
@@ -17,50 +20,57 @@ constexpr float kOverlapThreshold = 0.4F;  // intersection over union
 
 VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams,
                                            const LabelAssociations& associations)
-    : params(trackerParams), labelAssociations(associations), cameraMotion(cameraMovedCallback, this) {}
+    : params(trackerParams),
+      matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
+      overlaps(std::make_unique<OverlapSearch>()),
+      cameraMotion(cameraMovedCallback, this) {}
 
 VanillaLowFpsTracker::~VanillaLowFpsTracker() = default;
 
 TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  overlappingTrackIds = findOverlappingTracks();
+  findOverlappingTracks();
   updateTracks(detections, timestamp);
   return {pruneExpiredTracks(), {}};
 }
 
 void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
+  TimeStep step;
   for (ObjectTrack& track : tracks) {
-    const bool isOverlapping = overlappingTrackIds.count(track.getId()) != 0;
-    track.predict(timestamp, track.getLabel() != kPersonLabel && !isOverlapping);
+    const bool isOverlapping =
+        std::binary_search(overlappingTrackIds.begin(), overlappingTrackIds.end(), track.getId());
+    track.predict(timestamp, track.getLabel() != kPersonLabel && !isOverlapping, step);
   }
 }
 
-std::set<int> VanillaLowFpsTracker::findOverlappingTracks() const {
-  std::set<int> found;
-  for (auto a = tracks.begin(); a != tracks.end(); ++a) {
-    const auto admissible = labelAssociations.find(a->getLabel());
-    for (auto b = a + 1; b != tracks.end(); ++b) {
-      if (admissible == labelAssociations.end()) {
-        reportFault("Got class without known associations: " + a->getLabel());
-        continue;
-      }
-      if (admissible->second.count(b->getLabel()) == 0) continue;
-      if (intersectionOverUnion(a->getBox(), b->getBox()) > kOverlapThreshold) {
-        found.insert(a->getId());
-        found.insert(b->getId());
-      }
-    }
+void VanillaLowFpsTracker::findOverlappingTracks() {
+  const LabelTable& labels = matching->getLabels();
+  overlaps->clear();
+  std::size_t later = tracks.size();
+  for (const ObjectTrack& track : tracks) {
+    overlaps->add(track.getBox());
+    --later;
+    if (labels.hasEntry(labels.numberOf(track.getLabel()))) continue;
+    for (std::size_t i = 0; i < later; ++i) reportFault("Got class without known associations: " + track.getLabel());
   }
-  return found;
+
+  overlappingTrackIds.clear();
+  overlaps->visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
+    const std::uint32_t label = labels.numberOf(tracks[a].getLabel());
+    if (!labels.isAdmissible(label, labels.numberOf(tracks[b].getLabel()))) return;
+    overlappingTrackIds.push_back(tracks[a].getId());
+    overlappingTrackIds.push_back(tracks[b].getId());
+  });
+  std::sort(overlappingTrackIds.begin(), overlappingTrackIds.end());
 }
 
 std::vector<AssociationCandidate> VanillaLowFpsTracker::associate(const std::vector<ObjectDetection>& detections) {
-  return associateByLikelihood<AssociationCandidate>(tracks, detections, labelAssociations);
+  return associateByLikelihood<AssociationCandidate>(tracks, detections, *matching);
 }
 
 void VanillaLowFpsTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  updateTracksByLikelihood(*this, tracks, detections, timestamp);
+  matchAndStart(DetectionRange(detections), timestamp);
 }
 
 void VanillaLowFpsTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {
@@ -69,9 +79,16 @@ void VanillaLowFpsTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& 
 
 void VanillaLowFpsTracker::addNewTracks(const std::set<const ObjectDetection*>& detections,
                                         unsigned long long timestamp) {
-  for (const ObjectDetection* detection : detections) {
-    tracks.emplace_back(*detection, takeNextId(nextId), timestamp, params);
-  }
+  for (const ObjectDetection* detection : detections) startTrack(*detection, timestamp);
+}
+
+void VanillaLowFpsTracker::matchAndStart(DetectionRange detections, unsigned long long timestamp) {
+  updateTracksByLikelihood(tracks, detections, timestamp, *matching,
+                           [&](const ObjectDetection& detection) { startTrack(detection, timestamp); });
+}
+
+void VanillaLowFpsTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
+  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
 }
 
 std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(tracks); }

@@ -21,23 +21,30 @@ TEST(Labels, MatchNothingButWhatTheyAreAssociatedWith) {
   EXPECT_FALSE(isAdmissible(associations, "truck", "truck") || isAdmissible(associations, "bus", "Bus"));
 }
 
-struct Candidate {
-  const int* track;
-  const int* detection;
-  float cost;
-};
-
-TEST(GreedyMatching, OrderIsTotalWhateverTheCosts) {
-  const int elements[3] = {};
-  std::vector<Candidate> sorted;
-  for (const float cost : {-INFINITY, -1.0F, 0.0F, INFINITY, NAN}) {
-    for (const int& track : elements) {
-      for (const int& detection : elements) sorted.push_back({&track, &detection, cost});
+TEST(GreedyMatching, OrdersAllCosts) {
+  std::uint64_t last = 0;
+  for (const unsigned rank : {0U, 1U, 5U}) {
+    for (const float cost : {-INFINITY, -2.0F, -1.0F, -1e-45F, 0.0F, 1e-45F, 1.0F, 2.0F, INFINITY, NAN}) {
+      EXPECT_LT(last, matchingOrder(rank, cost)) << rank << ", " << cost;
+      last = matchingOrder(rank, cost);
     }
+    EXPECT_EQ(matchingOrder(rank, -0.0F), matchingOrder(rank, 0.0F));
+    EXPECT_EQ(matchingOrder(rank, std::copysign(NAN, -1.0F)), last);
   }
-  for (std::size_t i = 0; i < sorted.size(); ++i) {
-    for (std::size_t j = 0; j < sorted.size(); ++j) EXPECT_EQ(cheaper(sorted[i], sorted[j]), i < j) << i << ", " << j;
+}
+
+TEST(GreedyMatching, SettlesTiesByPosition) {
+  GreedyMatching matching;
+  matching.reset(4, 4);
+  for (const std::uint32_t first : {2U, 0U, 1U}) {
+    for (const std::uint32_t second : {1U, 0U}) matching.propose(first, second);
   }
+  matching.propose(3, 2);
+  matching.match([](const auto& pair) { return matchingOrder(pair.first == 0 ? 1 : 0, 1.0F); });
+  const auto kNone = GreedyMatching::kNone;
+  const std::uint32_t expected[] = {kNone, 0, 1, 2};
+  for (std::uint32_t first = 0; first < 4; ++first) EXPECT_EQ(matching.partnerOf(first), expected[first]) << first;
+  EXPECT_TRUE(matching.isFree(3) && !matching.isFree(2) && !matching.isFree(0));
 }
 
 }  // namespace nivra

@@ -4,7 +4,6 @@
 
 #include <stdexcept>
 
-#include "core/trackSteps.h"
 #include "support/detections.h"
 
 namespace nivra::test {
@@ -40,7 +39,8 @@ TEST(ReidMatching, ServesCleanDetectionsFirstThenByStateThenByCost) {
   std::vector<ObjectDetection> detections = {person(kBox, {1, 0}), person(boxAt(0.01F, 0), {4, 3}),
                                              person(kBox, {4, 3}), person(boxAt(0.9F, 0), {})};
   detections[0].inbetween = true;
-  auto free = addressesOf<ObjectTrack*>(tracks);
+  std::set<ObjectTrack*> free;
+  for (ObjectTrack& track : tracks) free.insert(&track);
   const reid::ActiveMatchResult result = matchActive(free, detections, params);
   std::string matches;
   for (const reid::DetMatch& match : result.matches) {

@@ -10,6 +10,14 @@
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 
+namespace nivra::vanilla {
+class VanillaTracker;
+}
+
+namespace nivra::reid {
+class ReidTracker;
+}
+
 namespace nivra::hybrid {
 
 /// Runs a vanilla and a re-identification tracker side by side and merges what they report.
@@ -31,8 +39,8 @@ class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
   std::vector<internal::DebugTrack> getDebugTracks() const override;
 
  private:
-  std::unique_ptr<ObjectTracker> vanillaTracker;
-  std::unique_ptr<ObjectTracker> reidTracker;
+  std::unique_ptr<vanilla::VanillaTracker> vanillaTracker;
+  std::unique_ptr<reid::ReidTracker> reidTracker;
 };
 
 /// Identity of a report.

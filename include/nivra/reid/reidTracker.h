@@ -4,7 +4,9 @@
 /// The re-identification tracker: motion, overlap and appearance; people who come back keep their identity.
 
 #include <cstdint>
+#include <memory>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "nivra/export.h"
@@ -12,6 +14,13 @@
 #include "nivra/objectTracker.h"
 #include "nivra/reid/objectTrack.h"
 #include "nivra/trackerParams.h"
+
+namespace nivra {
+class DetectionRange;
+namespace hybrid {
+class HybridTracker;
+}
+}  // namespace nivra
 
 namespace nivra::reid {
 
@@ -53,13 +62,24 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
  private:
-  /// The tracks that took a detection in this frame and may get a confident identity.
-  std::set<ObjectTrack*> findPending(unsigned long long timestamp);
+  // Hands over its own part of the frame's detections, whose flags the host is not to see.
+  friend class hybrid::HybridTracker;
 
-  TrackerParams params;  // every track points at this copy
-  LabelAssociations labelAssociations;
+  struct FrameMemory;
+
+  TrackUpdateResult updateFrame(DetectionRange detections, unsigned long long timestamp);
+  TrackUpdateResult matchReviveAndStart(DetectionRange detections, unsigned long long timestamp);
+  void markOverlapping(unsigned long long timestamp);
+  void partitionByLoss(unsigned long long timestamp);
+  void markInbetween(DetectionRange detections);
+  void updateActive(DetectionRange detections, unsigned long long timestamp);
+  std::set<std::pair<int, int>> reviveInactive(unsigned long long timestamp);
+  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
+
+  TrackerParams params;             // every track points at this copy
   std::vector<ObjectTrack> tracks;  // oldest first
   std::int32_t nextId = 0;
+  std::unique_ptr<FrameMemory> memory;
   CameraMotionSubscription cameraMotion;
 };
 

@@ -4,16 +4,22 @@
 /// One object followed by the vanilla tracker.
 
 #include <cstdint>
-#include <map>
 #include <string>
+#include <vector>
 
 #include "nivra/attributeFilter.h"
 #include "nivra/export.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/objectDetection.h"
 #include "nivra/objectTracker.h"
+#include "nivra/timeStep.h"
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerParams.h"
+
+namespace nivra {
+template <class Track>
+class LikelihoodMatching;
+}
 
 namespace nivra::vanillaLowFps {
 class ObjectTrack;
@@ -37,6 +43,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
   /// nothing.
   void predict(unsigned long long timestamp);
+
+  /// The same for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
+  void predict(unsigned long long timestamp, TimeStep& step);
 
   /// Density of the detection's box under the prediction.
   float observationLikelihood(const ObjectDetection& detection) const;
@@ -80,6 +89,7 @@ class NIVRA_EXPORT ObjectTrack {
   internal::DebugTrack reportDebugTrack() const;
 
   int getId() const { return id; }
+  const std::string& getLabel() const { return label; }
   /// True until an update lifts the smoothed log-likelihood above `confidentLikelihoodThreshold` for the
   /// first time.
   bool isTentative() const { return tentative; }
@@ -89,12 +99,17 @@ class NIVRA_EXPORT ObjectTrack {
  private:
   // Holds a vanilla track and changes the steps below.
   friend class vanillaLowFps::ObjectTrack;
+  template <class Track>
+  friend class nivra::LikelihoodMatching;
 
   /// Sets the time of a newer frame; false if the frame is not newer, and nothing has changed then.
   bool advanceTime(unsigned long long timestamp);
-  /// All gates, with the given limit on the horizontal centre offset.
+  /// Limit on the horizontal offset of a detection of the given label.
+  static float widthFactorLimit(const TrackerParams& params, const std::string& detectionLabel);
+  /// All gates, with the given limit on the horizontal offset.
   bool passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
                    float widthFactorLimit) const;
+  const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
   /// What `update` does before and after it updates the class scores; false if it refuses the detection.
   bool beginUpdate(const ObjectDetection& detection, unsigned long long timestamp);
   void finishUpdate(const ObjectDetection& detection);
@@ -106,8 +121,8 @@ class NIVRA_EXPORT ObjectTrack {
   std::string label;
   std::uint64_t predictionTimestamp;
   const TrackerParams* params;
-  std::map<std::string, float> classScores;  // every label that any detection of this track listed
-  float predictionInterval = 0.0F;           // seconds between the two latest predictions
+  std::vector<Classification> classScores;  // every label that any detection of this track listed, ascending
+  float predictionInterval = 0.0F;          // seconds between the two latest predictions
   float smoothedObservationLogLikelihood = 0.0F;
   bool tentative = true;
   AttributeFilter attributeFilter;

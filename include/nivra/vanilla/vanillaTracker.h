@@ -4,6 +4,7 @@
 /// The vanilla tracker: motion and box size only.
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -12,6 +13,13 @@
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 #include "nivra/vanilla/objectTrack.h"
+
+namespace nivra {
+class DetectionRange;
+namespace hybrid {
+class HybridTracker;
+}
+}  // namespace nivra
 
 namespace nivra::vanilla {
 
@@ -58,10 +66,17 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
  private:
+  // Hands over its own part of the frame's detections.
+  friend class hybrid::HybridTracker;
+
+  TrackUpdateResult updateFrame(DetectionRange detections, unsigned long long timestamp);
+  void matchAndStart(DetectionRange detections, unsigned long long timestamp);
+  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
+
   TrackerParams params;             // every track points at this copy
   std::vector<ObjectTrack> tracks;  // oldest first
   std::int32_t nextId = 0;
-  LabelAssociations labelAssociations;
+  std::unique_ptr<LikelihoodMatching<ObjectTrack>> matching;
   CameraMotionSubscription cameraMotion;
 };
 

@@ -3,6 +3,7 @@
 /// @file
 /// One object followed by the low-frame-rate tracker.
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,7 @@ class NIVRA_EXPORT ObjectTrack {
 
   /// @param useVelocityNoise Whether `getProcessNoiseFactors` may inflate the process noise.
   void predict(unsigned long long timestamp, bool useVelocityNoise);
+  void predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step);
 
   /// Factors on the process noise of centre x, centre y, width and height: 6 for centre x above a horizontal
   /// speed of 0.3 picture units per second, 6 for the others above a vertical speed of 0.2, else 1.
@@ -52,12 +54,19 @@ class NIVRA_EXPORT ObjectTrack {
 
   int getId() const { return track.getId(); }
   bool isTentative() const { return track.isTentative(); }
-  const std::string& getLabel() const { return track.label; }
+  const std::string& getLabel() const { return track.getLabel(); }
   /// The filtered box, not clamped.
   Box getBox() const { return track.boxFilter.getBox(); }
   Box getClampedBox() const { return track.getClampedBox(); }
 
  private:
+  template <class Track>
+  friend class nivra::LikelihoodMatching;
+
+  std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
+  static float widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel);
+  const KalmanBoxFilter& getBoxFilter() const { return track.getBoxFilter(); }
+
   vanilla::ObjectTrack track;
 };
 

@@ -4,6 +4,7 @@
 /// The vanilla tracker for cameras that deliver frames rarely.
 
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <vector>
 
@@ -12,6 +13,11 @@
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 #include "nivra/vanillaLowFps/objectTrack.h"
+
+namespace nivra {
+class DetectionRange;
+class OverlapSearch;
+}  // namespace nivra
 
 namespace nivra::vanillaLowFps {
 
@@ -47,18 +53,21 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
   /// Identities of the tracks found overlapping at the latest `update`.
-  const std::set<int>& getOverlappingTrackIds() const { return overlappingTrackIds; }
+  std::set<int> getOverlappingTrackIds() const { return {overlappingTrackIds.begin(), overlappingTrackIds.end()}; }
 
  private:
-  /// Identities of the tracks whose box overlaps that of a track whose label they may take. A label without
+  void matchAndStart(DetectionRange detections, unsigned long long timestamp);
+  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
+  /// Notes the tracks whose box overlaps that of a track whose label they may take. A label without
   /// associations is reported as a fault, once for every later track.
-  std::set<int> findOverlappingTracks() const;
+  void findOverlappingTracks();
 
   vanilla::TrackerParams params;    // every track points at this copy
   std::vector<ObjectTrack> tracks;  // oldest first
   std::int32_t nextId = 0;
-  LabelAssociations labelAssociations;
-  std::set<int> overlappingTrackIds;
+  std::unique_ptr<LikelihoodMatching<ObjectTrack>> matching;
+  std::unique_ptr<OverlapSearch> overlaps;
+  std::vector<int> overlappingTrackIds;  // ascending
   CameraMotionSubscription cameraMotion;
 };
 

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include "core/boxGeometry.h"
+#include "core/pointGrid.h"
+#include "nivra/geometry.h"
+
+namespace nivra {
+
+/// Finds the pairs of boxes that overlap by more than a threshold. Keeps its memory from frame to frame.
+///
+/// A box looks only for those that are no larger than itself: their lower left corners can't lie farther from its own
+/// box than its own size, so one large box among many small ones widens nobody's search but its own.
+class OverlapSearch {
+ public:
+  void clear() { boxes.clear(); }
+
+  /// Adds a box, which `visitOverlapping` names by its position in the order of adding.
+  void add(const Box& box) { boxes.push_back(box); }
+
+  /// Calls visit(a, b), with a < b, for every pair whose intersection over union exceeds `threshold`, in no particular
+  /// order of the pairs.
+  template <class Visit>
+  void visitOverlapping(float threshold, Visit visit) {
+    const auto visitIfOverlapping = [&](std::uint32_t a, std::uint32_t b) {
+      if (intersectionOverUnion(boxes[a], boxes[b]) > threshold) visit(a, b);
+    };
+    const auto count = static_cast<std::uint32_t>(boxes.size());
+    if (threshold < 0.0F) {  // then boxes that don't touch overlap enough, too
+      for (std::uint32_t a = 0; a < count; ++a) {
+        for (std::uint32_t b = a + 1; b < count; ++b) visitIfOverlapping(a, b);
+      }
+      return;
+    }
+
+    Box largest = {};
+    grid.clear();
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (!canOverlap(boxes[i])) continue;
+      largest.right = std::max(largest.right, width(boxes[i]));
+      largest.top = std::max(largest.top, height(boxes[i]));
+      grid.add(i, boxes[i].left, boxes[i].bottom);
+    }
+    grid.build();
+    for (std::uint32_t a = 0; a < count; ++a) {
+      if (!canOverlap(boxes[a])) continue;
+      const float size = sizeOf(boxes[a]);
+      for (const std::uint32_t b : grid.find(cornersOfSmaller(boxes[a], largest, threshold))) {
+        const float otherSize = sizeOf(boxes[b]);
+        if (otherSize < size || (otherSize == size && b > a)) visitIfOverlapping(std::min(a, b), std::max(a, b));
+      }
+    }
+  }
+
+ private:
+  /// False for a box without a width or height, or with a coordinate that is not a number: nothing overlaps it.
+  static bool canOverlap(const Box& box) { return box.left < box.right && box.bottom < box.top; }
+
+  static float sizeOf(const Box& box) { return std::max(width(box), height(box)); }
+
+  /// Where the lower left corners lie of boxes that overlap `box` enough and are neither larger than it nor wider or
+  /// higher than `largest`.
+  static Window cornersOfSmaller(const Box& box, const Box& largest, float threshold) {
+    // The intersection over union can't exceed that of the sides, o / (w + v - o) for sides w and v and an overlap o.
+    // If this is to exceed t, o must exceed t w and t (w + v) / (1 + t), so the other side begins less than w - t w
+    // after this one, and less than (v - t w) / (1 + t) before it.
+    constexpr float kLeastArea = 1e-25F;  // areas far below lose digits, and the threshold its meaning
+    const float t = area(box) > kLeastArea ? std::min(threshold, 1.0F) * 0.9999F : 0.0F;
+    const float size = sizeOf(box);
+    const auto before = [&](float side, float largestSide) {
+      return std::max((std::min(size, largestSide) - t * side) / (1.0F + t), 0.0F);
+    };
+    const Box corners = {box.left - before(width(box), width(largest)), box.top - t * height(box),
+                         box.right - t * width(box), box.bottom - before(height(box), height(largest))};
+    // What the rounding of sizes, centres and half sizes may take away.
+    constexpr float kRounding = 1e-6F;
+    const auto reach = [](float low, float high, float extent) {
+      return extent * 0.5F + kRounding * (std::abs(low) + std::abs(high));
+    };
+    const Window window = {center(corners), reach(corners.left, corners.right, width(corners)),
+                           reach(corners.bottom, corners.top, height(corners))};
+    // An overflow leaves no number to compare with.
+    return std::isfinite(window.halfWidth + window.halfHeight) ? window : kEverywhere;
+  }
+
+  std::vector<Box> boxes;
+  PointGrid grid;
+};
+
+}  // namespace nivra

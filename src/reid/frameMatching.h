@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "core/detectionIndex.h"
+#include "core/detectionRange.h"
+#include "core/greedyMatching.h"
+#include "nivra/objectTracker.h"
+#include "nivra/reid/featureGallery.h"
+#include "nivra/reid/objectTrack.h"
+#include "nivra/trackerParams.h"
+
+namespace nivra::reid {
+
+/// Which detection of a frame each active track takes.
+///
+/// What a pair must pass is what `tryAssociateDetection` tests, by the same functions; but labels are looked up and norms
+/// of features computed once per detection, and a track meets only the detections within the reach of its filter's gate.
+/// Keeps its memory from frame to frame.
+class DetectionMatching {
+ public:
+  DetectionMatching(const TrackerParams& trackerParams, const LabelAssociations& associations)
+      : params(trackerParams), index(associations) {}
+
+  /// Finds all pairs that pass the gates, track by track.
+  void findPairs(const std::vector<ObjectTrack*>& tracks, DetectionRange detections);
+
+  const std::vector<GreedyMatching::Pair>& getPairs() const { return matching.getPairs(); }
+
+  /// Chooses among the pairs found. Clean detections come before those that lie between others, within each tracks with
+  /// a confident identity before confident ones before tentative ones, then the lower cost.
+  /// @param isInbetween By detection.
+  void match(const std::vector<ObjectTrack*>& tracks, const std::vector<char>& isInbetween);
+
+  /// The detection that a track takes, or `GreedyMatching::kNone`.
+  std::uint32_t detectionOf(std::uint32_t track) const { return matching.partnerOf(track); }
+  bool isLeft(std::uint32_t detection) const { return matching.isFree(detection); }
+  bool isAccepted(const GreedyMatching::Pair& pair) const { return matching.isAccepted(pair); }
+
+ private:
+  const TrackerParams& params;
+  DetectionIndex index;                          // by the lower left corner of the box
+  std::vector<std::optional<Feature>> features;  // by detection
+  GreedyMatching matching;
+};
+
+/// Which lost track each newly confident one revives, cheapest first; see `tryAssociateTrack`.
+void matchRevivals(const std::vector<ObjectTrack*>& inactive, const std::vector<ObjectTrack*>& pending,
+                   GreedyMatching& matching);
+
+/// Gives a track a confident identity; one that may not have it is reported as a fault.
+void qualify(ObjectTrack& track, unsigned long long timestamp);
+
+}  // namespace nivra::reid

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "core/boxGeometry.h"
+#include "core/pointGrid.h"
+#include "nivra/kalmanBoxFilter.h"
+#include "nivra/trackerParams.h"
+
+namespace nivra::vanilla {
+
+/// The gates by which a track compares its box, clamped to the picture, with detections: how far their centres lie
+/// apart, in sizes of the smaller one, and how much their sizes differ.
+///
+/// Each gate is written so that a value that is not a number passes; the box filter's gate, which comes after these,
+/// refuses it.
+class BoxGate {
+ public:
+  BoxGate(const KalmanBoxFilter& filter, const TrackerParams& trackerParams)
+      : box(KalmanBoxFilter::measure(clampedToPicture(filter.getBox()))), params(trackerParams) {}
+
+  /// @param widthFactorLimit Limit on the horizontal offset of the centres.
+  bool accepts(const KalmanBoxFilter::Measurement& detection, float widthFactorLimit) const {
+    const auto [x, y, w, h] = detection;
+    const auto [trackX, trackY, trackWidth, trackHeight] = box;
+    if (widthFactorLimit < std::abs(x - trackX) / std::min(trackWidth, w)) return false;
+    if (params.heightFactorGating < std::abs(y - trackY) / std::min(trackHeight, h)) return false;
+    if (params.widthRelativeDiffGating < std::abs(w / trackWidth - 1.0F)) return false;
+    return !(params.heightRelativeDiffGating < std::abs(h / trackHeight - 1.0F));
+  }
+
+  /// Whether `reach` holds for a detection of this size. A size of 0 or less, which no offset exceeds, has no reach.
+  static bool isInReach(float width, float height) { return width > 0.0F && height > 0.0F; }
+
+  /// Where the centres of accepted detections lie. For positive sizes a gate bounds the offset by the limit times the
+  /// smaller size, and so by the limit times the track's; the rounding of the quotient adds far less than the margin.
+  Window reach(float widthFactorLimit) const {
+    constexpr float kMargin = 1.0001F;
+    constexpr float kLeast = 1e-30F;  // products below this lose digits
+    const auto [x, y, w, h] = box;
+    if (!(isInReach(w, h) && widthFactorLimit >= 0.0F && params.heightFactorGating >= 0.0F)) return kEverywhere;
+    const float horizontal = widthFactorLimit * w * kMargin + kLeast;
+    const float vertical = params.heightFactorGating * h * kMargin + kLeast;
+    return {{x, y}, horizontal, vertical};
+  }
+
+ private:
+  KalmanBoxFilter::Measurement box;
+  const TrackerParams& params;
+};
+
+}  // namespace nivra::vanilla
