@@ -24,8 +24,8 @@ struct Pan {
   void (*onAsked)() = [] {};
 };
 
-static std::unique_ptr<ObjectTracker> trackerAt(float x = 0) {
-  auto tracker = makeTracker(0, {}, kHumansAndCars, 1.0F);
+static std::unique_ptr<ObjectTracker> trackerAt(float x = 0, int selector = 0) {
+  auto tracker = makeTracker(selector, {}, kHumansAndCars, 1.0F);
   feed(*tracker, kFrame, {detectionOf(boxAt(x, 0))});
   return tracker;
 }
@@ -56,11 +56,29 @@ TEST(MotionTrackerServer, CallsEachCallbackOnceInOrderOfSubscription) {
   EXPECT_EQ(calls, "b1a1a1b2");
 }
 
+TEST(MotionTrackerServer, LeavesThoseWhoSubscribeMeanwhileForTheNextTime) {
+  calls.clear();
+  MotionTrackerServer server;
+  const auto bringOthers = [](MotionTrackerServer* running, void*) {
+    running->subscribeToCameraMotion(call<'b'>, one);
+    running->subscribeToCameraMotion(call<'c'>, one);
+    running->unsubscribeFromCameraMotion(call<'c'>, one);  // must not cost the last one its turn
+  };
+  server.subscribeToCameraMotion(bringOthers, nullptr);
+  server.subscribeToCameraMotion(call<'a'>, one);
+  server.updateClients();
+  EXPECT_EQ(calls, "a1");
+  server.updateClients();
+  EXPECT_EQ(calls, "a1a1b1");
+}
+
 TEST(MotionTrackerServer, AsksThePositionFunctionOfTheHost) {
   MotionTrackerServer silent;
   Point point{0.5F, -0.5F};
   EXPECT_FALSE(silent.recalculatePosition(point));
   silent.setCameraMotionTracker(nullptr, 3, Pan::position);
+  EXPECT_FALSE(silent.recalculatePosition(point));
+  silent.setCameraMotionTracker(&silent, 3, nullptr);
   EXPECT_FALSE(silent.recalculatePosition(point));
   Pan pan;
   EXPECT_TRUE(pan.server->recalculatePosition(point) && point.x == 0.75F && point.y == -0.5F);
@@ -86,8 +104,14 @@ TEST(CameraMotion, MovesTheClampedBoxAndKeepsItsVelocity) {
   pan.answers = false;
   pan.server->updateClients();
   EXPECT_EQ(leftOf(tracker), after.box.left);
-  vanilla::VanillaTracker::cameraMovedCallback(nullptr, tracker.get());
-  vanilla::VanillaTracker::cameraMovedCallback(pan.server.get(), nullptr);
+  for (const auto& [selector, callback] : {std::pair(0, vanilla::VanillaTracker::cameraMovedCallback),
+                                           std::pair(1, reid::ReidTracker::cameraMovedCallback),
+                                           std::pair(3, vanillaLowFps::VanillaLowFpsTracker::cameraMovedCallback)}) {
+    const auto still = trackerAt(0, selector);
+    callback(nullptr, still.get());
+    callback(pan.server.get(), nullptr);
+    EXPECT_FLOAT_EQ(leftOf(still), -0.1F);
+  }
 }
 
 TEST(CameraMotion, ReachesOneTrackerOfAKindUntilItIsGone) {

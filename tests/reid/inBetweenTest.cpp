@@ -49,6 +49,8 @@ TEST(InBetween, MarksDetectionsBetweenTwoBetterNeighbours) {
   }
   EXPECT_NEAR(reid::angleBetweenDetections(at(0, 0, 0), at(-1, 1, 0), at(1, 1, 0), 1.0F), 0.0F, 1e-6);
   EXPECT_NEAR(reid::angleBetweenDetections(at(0, 0, 0), at(-1, 1, 0), at(1, 1, 0), kWide), -0.51923F, 1e-4);
+  EXPECT_EQ(reid::angleBetweenDetections(at(0, 0, 0), at(0, 0, 0), at(1, 1, 0), 1.0F), 0.0F);
+  EXPECT_EQ(reid::angleBetweenDetections(at(0, 0, 0), at(1, 1, 0), at(0, 0, 0), 1.0F), 0.0F);
 }
 
 TEST(InBetween, ListsItsFindingsForHosts) {

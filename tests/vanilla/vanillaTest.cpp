@@ -137,8 +137,14 @@ TEST(VanillaTrack, ScalesItsNoiseByObjectnessForKnownLabels) {
 
   // A host may fill the parameters itself, and leave out settings of a label or of an axis.
   params.kalmanParams.objectnessClasses.insert("car");
-  params.kalmanParams.hParams.objectnessParams.classSigmoids.clear();
-  EXPECT_TRUE(radiusAfter("car", "car", 80) == unchanged && radiusAfter("human", "human", 80) == unchanged);
+  EXPECT_EQ(radiusAfter("car", "car", 80), unchanged);
+  const KalmanBoxParams complete = params.kalmanParams;
+  for (const auto axis :
+       {&KalmanBoxParams::xParams, &KalmanBoxParams::yParams, &KalmanBoxParams::wParams, &KalmanBoxParams::hParams}) {
+    params.kalmanParams = complete;
+    (params.kalmanParams.*axis).objectnessParams.classSigmoids.clear();
+    EXPECT_EQ(radiusAfter("human", "human", 80), unchanged);
+  }
 }
 
 TEST(VanillaTracker, ServesConfirmedTracksFirstThenTheBetterDetection) {

@@ -41,6 +41,7 @@ TEST(LowFpsTrack, AddsUpTwoVehicleClasses) {
       {{{"truck", 65}, {"bus", 30}}, "truck 65"},
       {{{"truck", 64}, {"bus", 30}}, "truck 74"},
       {{{"truck", 40}, {"human", 35}, {"car", 30}}, "truck 40"},
+      {{{"truck", 40}, {"bus", 36}, {"car", 30}}, "truck 52"},
       {{{"human", 40}, {"car", 30}}, "human 40"},
       {{{"truck", 45}, {"car", 45}, {"bus", 30}}, "car 60"},
       {{{"bus", 50}}, "bus 50"},
