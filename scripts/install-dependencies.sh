@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs. Does nothing, and needs no network, when all of it is there.
+# that scripts/test.sh runs, `coverage` for scripts/coverage.sh. Does nothing, and needs no network, when all of it
+# is there.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev)
 case "${1:-}" in
   build) ;;
   test) packages+=(clang libclang-rt-14-dev libgtest-dev) ;;
-  *) echo "usage: $0 build|test" >&2; exit 2 ;;
+  coverage) packages+=(libgtest-dev gcovr) ;;
+  *) echo "usage: $0 build|test|coverage" >&2; exit 2 ;;
 esac
 
 is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }
