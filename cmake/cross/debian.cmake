@@ -1,0 +1,11 @@
+# What the cross builds by Debian's compilers have in common; the including file sets `triplet` and `emulator`.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_CXX_COMPILER ${triplet}-g++)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator};-L;/usr/${triplet})
+# GCC notes every call whose parameters its older versions passed otherwise.
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
+
+# Packages that are headers alone serve every target. Of these two the host's libraries are installed, so stand-ins
+# take their place.
+set(fmt_DIR ${CMAKE_CURRENT_LIST_DIR}/packages)
+set(GTest_DIR ${CMAKE_CURRENT_LIST_DIR}/packages)
