@@ -1,0 +1,282 @@
+// The library's trackers against the plain ones, where it is hard to find the same pairs faster.
+
+#include "support/plainTrackers.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <functional>
+#include <iterator>
+
+#include "support/crowd.h"
+
+namespace nivra::test {
+namespace {
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+
+/// What a case does to the frames of a crowd.
+enum Twist : unsigned {
+  kComeAndGo = 1,    // objects stay away for a while
+  kLattice = 2,      // few places and sizes, so that costs tie
+  kScatter = 4,      // no object is where it was, and sizes differ
+  kDegenerate = 8,   // each object has an odd shape of its own
+  kAnyBits = 16,     // numbers of arbitrary bits
+  kAppearance = 32,  // features of differing lengths, empty, zero, absent
+  kLabels = 64,      // labels without associations, and without entry
+  kTimes = 128,      // repeated, earlier, and far apart
+  kCamera = 256,     // the camera moves, and can't always tell where to
+};
+
+struct Case {
+  const char* name;
+  std::size_t size;
+  int frames;
+  unsigned twists;
+  void (*tweak)(Settings&) = [](Settings&) {};
+};
+
+float anyFloat(std::mt19937& random) {
+  constexpr float kOdd[] = {kNan, kInfinity, -kInfinity, 0.0F, -0.0F, 1e-41F, 3e38F, -3e38F, 1e19F};
+  if (random() % 2 == 0) return kOdd[random() % std::size(kOdd)];
+  const auto bits = static_cast<std::uint32_t>(random());
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
+
+/// The box in the shape that belongs to an object.
+Box degenerate(const Box& box, int object) {
+  const auto& [left, top, right, bottom] = box;
+  switch (object % 10) {
+    case 0:
+      return {left, top, left, bottom};
+    case 1:
+      return {right, top, left, bottom};
+    case 2:
+      return {left, bottom, right, top};
+    case 3:
+      return {right, bottom, left, top};
+    case 4:
+      return {left, top, left, top};
+    case 5:
+      return {left + 2.5F, top, right + 2.5F, bottom};
+    case 6:
+      return {left * 40, top * 40, right * 40, bottom * 40};
+    case 7:
+      return {left * 1e-41F, top * 1e-41F, right * 1e-41F, bottom * 1e-41F};
+    case 8:
+      return {left - 1e18F, top + 1e18F, right + 1e18F, bottom - 1e18F};
+    default:
+      return box;
+  }
+}
+
+std::vector<ObjectDetection> nextFrame(Crowd& crowd, unsigned twists, int frame, std::mt19937& random) {
+  std::vector<ObjectDetection> detections;
+  for (ObjectDetection each : crowd.nextFrame()) {
+    if ((twists & kComeAndGo) != 0 && (frame / 8 + each.id) % 3 == 0) continue;
+    each.objectness = static_cast<float>(random() % 101);
+    if ((twists & kScatter) != 0) {
+      each.box = boxAt(crowd.uniform(-1.2F, 1.2F), crowd.uniform(-1, 1), crowd.uniform(0, 0.5F), crowd.uniform(0, 1));
+    }
+    for (float* edge : {&each.box.left, &each.box.top, &each.box.right, &each.box.bottom}) {
+      if ((twists & kLattice) != 0) *edge = std::round(*edge * 8.0F) / 8.0F;
+      if ((twists & kAnyBits) != 0 && random() % 12 == 0) *edge = anyFloat(random);
+    }
+    if ((twists & kDegenerate) != 0) each.box = degenerate(each.box, each.id);
+    if ((twists & kAnyBits) != 0 && random() % 4 == 0) {
+      each.score = each.classifications[0].score = anyFloat(random);
+      each.objectness = anyFloat(random);
+      each.feature = std::vector<float>(2, anyFloat(random));
+    }
+    if ((twists & kAppearance) != 0) {
+      each.feature = std::vector<float>(random() % 3, static_cast<float>(random() % 2));
+      if (random() % 4 == 0) each.feature.reset();
+    }
+    if ((twists & kLabels) != 0) each.label = std::array{"human", "car", "bus", "cat", ""}[random() % 5];
+    detections.push_back(each);
+  }
+  return detections;
+}
+
+std::uint64_t nextTime(std::uint64_t now, unsigned twists, std::mt19937& random) {
+  if ((twists & kTimes) == 0) return now + kFrame;
+  const std::array<std::uint64_t, 7> times = {now, now - kFrame, now + 1,           now + 100 * kSecond,
+                                              0,   now,          now + (1ULL << 60)};
+  const auto choice = random() % 14;
+  return choice < times.size() ? times[choice] : now + kFrame;
+}
+
+struct Camera {
+  float dx, dy;
+  int answers;
+};
+
+bool moveWithCamera(void* tracker, int, Point& point) {
+  auto& camera = *static_cast<Camera*>(tracker);
+  if (camera.answers <= 0) return false;
+  --camera.answers;
+  point.x += camera.dx;
+  point.y += camera.dy;
+  return true;
+}
+
+/// Identity and detection of everything that a frame reported and did, the reports to the last bit.
+std::string outcome(const ObjectTracker& tracker, const TrackUpdateResult& result,
+                    const std::vector<ObjectDetection>& detections) {
+  std::ostringstream text;
+  text << fingerprint(tracker.getDebugTracks()) << "reported";
+  for (const auto& track : tracker.getTracks()) text << ' ' << track.id;
+  text << "\nremoved";
+  for (const int id : result.removedIds) text << ' ' << id;
+  for (const auto& [young, old] : result.mergedIds) text << ", merged " << young << " into " << old;
+  for (const auto& each : detections) text << (each.inbetween ? ", between " : ", ") << each.id;
+  return text.str();
+}
+
+/// Runs a case and returns how many tracks were revived.
+std::size_t compare(int selector, const Case& each, std::uint32_t seed) {
+  Settings settings = defaultSettings({{"human", {"human"}}, {"car", {"car", "bus"}}, {"bus", {}}}, 1.5F);
+  each.tweak(settings);
+  Camera camera{};
+  MotionTrackerServer server;
+  server.setCameraMotionTracker(&camera, 0, moveWithCamera);
+  const auto [tracker, plain] = makeBoth(selector, settings);
+  Crowd crowd(each.size, seed);
+  std::mt19937 random(seed);
+  std::uint64_t now = 0;
+  std::size_t revived = 0;
+  const bool hasFaults = (each.twists & (kLabels | kTimes)) != 0;
+  for (int frame = 1; frame <= each.frames; ++frame) {
+    const auto detections = nextFrame(crowd, each.twists, frame, random);
+    now = nextTime(now, each.twists, random);
+    camera = {crowd.uniform(-0.1F, 0.1F), crowd.uniform(-0.1F, 0.1F), static_cast<int>(random() % (2 * each.size))};
+    const Camera before = camera;
+    const auto take = [&, when = now](ObjectTracker& taker, const std::function<void()>& follow) {
+      if (hasFaults) testing::internal::CaptureStderr();
+      auto own = detections;
+      const TrackUpdateResult result = taker.update(own, when);
+      camera = before;
+      if ((each.twists & kCamera) != 0) follow();
+      revived += result.mergedIds.size();
+      return outcome(taker, result, own) + (hasFaults ? testing::internal::GetCapturedStderr() : "");
+    };
+    const std::string expected = take(*plain, [&, p = plain.get()] { p->followCamera(server); });
+    const std::string actual = take(*tracker, [&] { server.updateClients(); });
+    EXPECT_EQ(actual, expected) << each.name << ", frame " << frame << ", seed " << seed;
+    if (actual != expected) break;
+  }
+  return revived;
+}
+
+/// Lives so short that tracks are lost and revived within seconds.
+void liveFast(Settings& s) {
+  s.reid.minTimeBeforeConfident = kFrame;
+  s.reid.minTimeBeforeConfidentId = 2 * kFrame;
+  s.reid.inactiveAge = s.reid.maxTentativeAge = 2 * kFrame;
+  s.reid.maxReviveFeatureDistance = 2.0F;
+}
+
+template <class Change>
+void changeLikelihood(Settings& s, Change change) {
+  for (vanilla::TrackerParams* params : {&s.vanilla, &s.lowFps}) change(*params);
+}
+
+void openGates(Settings& s, float limit) {
+  liveFast(s);
+  changeLikelihood(s, [limit](auto& p) {
+    p.widthFactorGating = p.heightFactorGating = p.widthRelativeDiffGating = p.heightRelativeDiffGating = limit;
+    p.expirationLikelihoodThreshold = -100;
+  });
+}
+
+void setNoise(Settings& s, float variance) {
+  openGates(s, kInfinity);
+  changeLikelihood(s, [variance](auto& p) {
+    for (auto* axis : {&p.kalmanParams.xParams, &p.kalmanParams.hParams}) axis->observationNoiseVariance = variance;
+  });
+  s.reid.kalmanParams.defaultObservationNoise = variance;
+  s.reid.maxIouDistance = s.reid.maxFeatureDistance = 2;
+}
+
+void setReid(Settings& s, float limit) {
+  liveFast(s);
+  s.reid.kalmanParams.mahalanobisLimit = s.reid.maxIouDistance = s.reid.maxFeatureDistance = limit;
+  s.reid.maxReviveFeatureDistance = limit;
+}
+
+void setOverlaps(Settings& s, float limit) {
+  liveFast(s);
+  s.reid.maxStoreFeaturesIou = s.reid.inBetween.minIou = limit;
+  s.reid.inBetween.maxAngle = 0.9F;
+  s.reid.reviveQuantile = limit;
+}
+
+void setThresholds(Settings& s, float expiration, float confidence, float absorption) {
+  liveFast(s);
+  changeLikelihood(s, [=](auto& p) {
+    p.expirationLikelihoodThreshold = expiration;
+    p.confidentLikelihoodThreshold = confidence;
+    p.scoreAbsorption = absorption;
+  });
+  s.reid.scoreAbsorption = absorption;
+  s.reid.lambda = confidence;
+}
+
+constexpr unsigned kOddities = kLattice | kDegenerate | kComeAndGo | kCamera;
+
+const Case kCases[] = {
+    {"few", 4, 60, kComeAndGo},
+    {"some", 20, 60, kComeAndGo | kCamera, liveFast},
+    {"many", 80, 12, kComeAndGo},
+    {"dense", 300, 3, 0},
+    {"dense lattice", 150, 5, kLattice, liveFast},
+    {"lattice", 30, 40, kLattice | kComeAndGo, liveFast},
+    {"scattered", 30, 30, kScatter},
+    {"scattered over a lattice", 30, 30, kScatter | kLattice, [](Settings& s) { openGates(s, kInfinity); }},
+    {"degenerate", 30, 30, kDegenerate | kComeAndGo},
+    {"any bits", 20, 40, kAnyBits | kCamera, liveFast},
+    {"any bits, open gates", 20, 30, kAnyBits, [](Settings& s) { openGates(s, kInfinity); }},
+    {"features", 15, 60, kAppearance | kComeAndGo, liveFast},
+    {"labels", 8, 20, kLabels | kAppearance, liveFast},
+    {"times", 5, 60, kTimes | kComeAndGo, liveFast},
+    {"times and labels", 5, 40, kTimes | kLabels | kDegenerate | kCamera, [](Settings& s) { openGates(s, kNan); }},
+    {"gates open", 20, 20, kOddities, [](Settings& s) { openGates(s, kInfinity); }},
+    {"gates huge", 20, 20, kOddities, [](Settings& s) { openGates(s, 1e30F); }},
+    {"gates negative", 20, 20, kOddities, [](Settings& s) { openGates(s, -0.5F); }},
+    {"gates not a number", 20, 20, kOddities, [](Settings& s) { openGates(s, kNan); }},
+    {"noise huge", 20, 20, kOddities, [](Settings& s) { setNoise(s, 1e9F); }},
+    {"noise negative", 20, 20, kOddities, [](Settings& s) { setNoise(s, -0.1F); }},
+    {"noise infinite", 20, 20, kOddities, [](Settings& s) { setNoise(s, kInfinity); }},
+    {"everything admitted", 20, 30, kOddities, [](Settings& s) { setReid(s, kInfinity); }},
+    {"nothing admitted", 20, 20, kOddities, [](Settings& s) { setReid(s, kNan); }},
+    {"negative limits", 20, 20, kOddities, [](Settings& s) { setReid(s, -1); }},
+    {"negative overlaps", 15, 30, kOddities, [](Settings& s) { setOverlaps(s, -1); }},
+    {"high overlaps", 30, 30, kOddities, [](Settings& s) { setOverlaps(s, 0.3F); }},
+    {"overlaps not a number", 15, 20, kOddities, [](Settings& s) { setOverlaps(s, kNan); }},
+    {"nobody ends", 10, 40, kOddities, [](Settings& s) { setThresholds(s, -kInfinity, -1, 2); }},
+    {"thresholds not a number", 10, 30, kOddities, [](Settings& s) { setThresholds(s, kNan, kNan, kNan); }},
+    {"objectness", 20, 40, kComeAndGo,
+     [](Settings& s) {
+       s.vanilla = vanillaParams({{"vanilla.kalman.objectnessClasses", "human, 0.5, car, 0.9"}});
+     }},
+};
+
+class PlainTrackers : public testing::TestWithParam<int> {};
+
+TEST_P(PlainTrackers, EqualTheLibrarysBitForBit) {
+  std::size_t revived = 0;
+  for (const Case& each : kCases) {
+    for (const std::uint32_t seed : {1U, 20261123U}) revived += compare(GetParam(), each, seed);
+  }
+  const bool revives = GetParam() == 1 || GetParam() == 2;
+  EXPECT_EQ(revived > 100, revives);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, PlainTrackers, testing::Range(0, 4));
+
+}  // namespace
+}  // namespace nivra::test
