@@ -61,7 +61,8 @@ class View {
     for (int left = data.ConsumeIntegralInRange(0, 6); left > 0; --left) {
       const bool repeats = !last.empty() && data.ConsumeIntegralInRange(0, 3) != 0;
       const bool isWild = !repeats && data.ConsumeIntegralInRange(0, 7) == 0;
-      detections.push_back(repeats ? data.PickValueInArray(last.data(), last.size()) : anyDetection(data, isWild));
+      detections.push_back(repeats ? last[data.ConsumeIntegralInRange<std::size_t>(0, last.size() - 1)]
+                                   : anyDetection(data, isWild));
       if (repeats) shift(detections.back().box, latticeFloat(data) / 16.0F);
       detections.back().id = static_cast<int>(detections.size());
       isTame = isTame && !isWild;

@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs, `arm` and `coverage` for the scripts named after them. Does nothing, and needs no
+# that scripts/test.sh runs, `arm`, `coverage` and `fuzz` for the scripts named after them. Does nothing, and needs no
 # network, when all of it is there.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev)
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev libgtest-dev) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev) ;;
   arm) packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest) ;;
   coverage) packages+=(libgtest-dev gcovr) ;;
-  *) echo "usage: $0 build|test|arm|coverage" >&2; exit 2 ;;
+  fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
+  *) echo "usage: $0 build|test|arm|coverage|fuzz" >&2; exit 2 ;;
 esac
 
 is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }

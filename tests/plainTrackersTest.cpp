@@ -270,10 +270,10 @@ class PlainTrackers : public testing::TestWithParam<int> {};
 TEST_P(PlainTrackers, EqualTheLibrarysBitForBit) {
   std::size_t revived = 0;
   for (const Case& each : kCases) {
-    for (const std::uint32_t seed : {1U, 20261123U}) revived += compare(GetParam(), each, seed);
+    revived += compare(GetParam(), each, 20261123);
   }
   const bool revives = GetParam() == 1 || GetParam() == 2;
-  EXPECT_EQ(revived > 100, revives);
+  EXPECT_EQ(revived > 50, revives);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PlainTrackers, testing::Range(0, 4));

@@ -1,0 +1,139 @@
+// What is left when memory runs out inside a frame. A program of its own, since it replaces the global operator new.
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <set>
+
+#include "support/detections.h"
+
+namespace {
+
+constexpr long kNever = std::numeric_limits<long>::max();
+long untilFailure = kNever;
+long living = 0;
+
+void* allocate(std::size_t size) noexcept {
+  if (untilFailure != kNever && --untilFailure < 0) {
+    untilFailure = kNever;
+    return nullptr;
+  }
+  void* memory = std::malloc(size == 0 ? 1 : size);
+  if (memory != nullptr) ++living;
+  return memory;
+}
+
+void release(void* memory) noexcept {
+  if (memory != nullptr) --living;
+  std::free(memory);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  if (void* memory = allocate(size)) return memory;
+  throw std::bad_alloc();
+}
+void* operator new[](std::size_t size) { return operator new(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
+
+namespace nivra::test {
+namespace {
+
+constexpr std::uint64_t kFrames = 22;
+constexpr std::uint64_t kLastFailure = 19;
+constexpr std::uint64_t kInterval = kSecond / 5;
+
+/// One object stays, one comes back after being lost, one leaves for good, one overlaps the first.
+std::vector<std::vector<ObjectDetection>> recordedFrames() {
+  std::vector<std::vector<ObjectDetection>> frames(kFrames);
+  for (std::uint64_t frame = 0; frame < kFrames; ++frame) {
+    const float x = 0.01F * static_cast<float>(frame);
+    auto& detections = frames[frame];
+    detections.push_back(person(boxAt(x, 0), {1, 0, 0}));
+    if (frame < 7 || frame > 10) detections.push_back(person(boxAt(-0.7F, x), {0, 1, 0}));
+    if (frame < 4) detections.push_back(detectionOf(boxAt(0.7F, x), "car"));
+    if (frame > 5) detections.push_back(person(boxAt(x + 0.05F, 0.3F), {0, 0, 1}));
+    for (std::size_t i = 0; i < detections.size(); ++i) {
+      detections[i].id = static_cast<int>(i);
+      detections[i].objectness = 90.0F - static_cast<float>(i);
+      detections[i].attributes = {{1, static_cast<int>(frame % 3), 50.0F}};
+    }
+  }
+  return frames;
+}
+
+class AllocationFailure : public testing::TestWithParam<int> {};
+
+TEST_P(AllocationFailure, LosesNothingButTheFrame) {
+  auto frames = recordedFrames();
+  const ParameterMap people = {{"reid.minTimeBeforeConfident", "1"},
+                               {"reid.minTimeBeforeConfidentId", "400000000"},
+                               {"reid.inactiveAge", "400000000"},
+                               {"reid.maxTentativeAge", "400000000"},
+                               {"reid.maxStoreFeaturesIou", "0.5"}};
+  const ParameterMap params = GetParam() == 1 || GetParam() == 2 ? people : ParameterMap();
+  bool isWhole = false;
+  for (long allocation = 0; !isWhole; ++allocation) {
+    SCOPED_TRACE("allocation " + std::to_string(allocation));
+    const long livingBefore = living;
+    {
+      const auto tracker = makeTracker(GetParam(), params, kHumansAndCars, 1.0F);
+      std::set<int> removed;
+      std::size_t merged = 0;
+      int thrown = 0;
+      int first = -1;
+      long left = allocation;
+      for (std::uint64_t frame = 0; frame < kFrames; ++frame) {
+        TrackUpdateResult result;
+        std::vector<TrackedObjectDetection> tracks;
+        untilFailure = frame < kLastFailure ? left : kNever;
+        try {
+          result = tracker->update(frames[frame], (frame + 1) * kInterval);
+          tracks = tracker->getTracks();
+          for (const internal::DebugTrack& debug : tracker->getDebugTracks()) {
+            if (first < 0 && debug.lastDetectionId == 0) first = debug.track.id;
+          }
+        } catch (const std::bad_alloc&) {
+          ++thrown;
+        }
+        if (frame < kLastFailure) left = untilFailure;
+        untilFailure = kNever;
+        merged += result.mergedIds.size();
+        for (const int id : result.removedIds) ASSERT_TRUE(removed.insert(id).second) << id << " ended twice";
+        std::set<int> reported;
+        for (const TrackedObjectDetection& track : tracks) {
+          ASSERT_TRUE(reported.insert(track.id).second && removed.count(track.id) == 0) << track.id;
+        }
+      }
+      isWhole = left != kNever;
+      ASSERT_LE(thrown, isWhole ? 0 : 1);  // a sort that gets no buffer does without
+      std::multiset<int> taken;
+      for (const internal::DebugTrack& debug : tracker->getDebugTracks()) {
+        taken.insert(debug.lastDetectionId);
+        ASSERT_EQ(debug.lastDetectionId == 0, debug.track.id == first) << "who stays keeps the identity";
+      }
+      for (const int detection : {0, 1, 2}) ASSERT_EQ(taken.count(detection), 1U) << "detection " << detection;
+      if (isWhole) {
+        EXPECT_EQ(merged > 0, !params.empty());
+        EXPECT_FALSE(removed.empty());
+        EXPECT_GT(allocation, 100);
+      }
+    }
+    ASSERT_EQ(living, livingBefore);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, AllocationFailure, testing::Range(0, 4));
+
+}  // namespace
+}  // namespace nivra::test
