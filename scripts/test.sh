@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every check, as CI does: g++ and clang with warnings as errors, the whole suite plain
-# and under the address and undefined-behaviour sanitizers, and the thread tests under the thread sanitizer.
+# and under the address and undefined-behaviour sanitizers, the thread tests under the thread sanitizer, and a short
+# run of the fuzz targets.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,6 +18,8 @@ build clang
 build asan
 build tsan --target nivra_tests
 
+echo "== Fuzzing"
+scripts/fuzz.sh 12
 echo "== Thread tests under the thread sanitizer"
 ctest --preset tsan -R Threads
 echo "== Tests built by clang"
