@@ -15,7 +15,8 @@ constexpr long kNever = std::numeric_limits<long>::max();
 long untilFailure = kNever;
 long living = 0;
 
-void* allocate(std::size_t size) noexcept {
+// Not inlined, or g++ would see memory of operator new given to free and warn.
+__attribute__((noinline)) void* allocate(std::size_t size) noexcept {
   if (untilFailure != kNever && --untilFailure < 0) {
     untilFailure = kNever;
     return nullptr;
@@ -25,7 +26,7 @@ void* allocate(std::size_t size) noexcept {
   return memory;
 }
 
-void release(void* memory) noexcept {
+__attribute__((noinline)) void release(void* memory) noexcept {
   if (memory != nullptr) --living;
   std::free(memory);
 }
