@@ -30,9 +30,12 @@ class OverlapSearch {
       if (intersectionOverUnion(boxes[a], boxes[b]) > threshold) visit(a, b);
     };
     const auto count = static_cast<std::uint32_t>(boxes.size());
-    if (threshold < 0.0F) {  // then boxes that don't touch overlap enough, too
+    if (threshold < 0.0F || count <= kFew) {
       for (std::uint32_t a = 0; a < count; ++a) {
-        for (std::uint32_t b = a + 1; b < count; ++b) visitIfOverlapping(a, b);
+        for (std::uint32_t b = a + 1; b < count; ++b) {
+          // Below 0, boxes that don't touch overlap enough, too.
+          if (threshold < 0.0F || touch(boxes[a], boxes[b])) visitIfOverlapping(a, b);
+        }
       }
       return;
     }
@@ -57,6 +60,12 @@ class OverlapSearch {
   }
 
  private:
+  static constexpr std::uint32_t kFew = 32;  // so many that comparing all with all takes less than a grid
+
+  static bool touch(const Box& a, const Box& b) {
+    return (a.left < b.right) & (b.left < a.right) & (a.bottom < b.top) & (b.bottom < a.top);
+  }
+
   /// False for a box without a width or height, or with a coordinate that is not a number: nothing overlaps it.
   static bool canOverlap(const Box& box) { return box.left < box.right && box.bottom < box.top; }
 
