@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <utility>
@@ -20,7 +21,7 @@ class InbetweenSearch {
   /// others, in ascending order, until `found` has seen enough of that middle and returns false.
   template <class Found>
   void search(DetectionRange detections, const InBetweenParams& params, float aspect, Found found) {
-    findBetterNeighbours(detections, params);
+    findNeighbours(detections, params);
     for (auto first = neighbours.begin(); first != neighbours.end();) {
       const std::uint32_t middle = first->first;
       const auto last =
@@ -33,32 +34,32 @@ class InbetweenSearch {
  private:
   using Neighbours = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
-  /// Lists each detection with those neighbours that have more objectness by the margin; no others count.
-  void findBetterNeighbours(DetectionRange detections, const InBetweenParams& params) {
+  /// Lists each detection with its neighbours. Those that don't exceed its objectness by the margin can be left out, as
+  /// long as all objectness can be compared.
+  void findNeighbours(DetectionRange detections, const InBetweenParams& params) {
     neighbours.clear();
-    if (!params.useInbetween || !canDiffer(detections, params.iouScoreMargin)) return;
+    if (!params.useInbetween) return;
+    float lowest = std::numeric_limits<float>::infinity();
+    float highest = -lowest;
+    bool isComparable = true;
+    for (const ObjectDetection& detection : detections) {
+      lowest = std::min(lowest, detection.objectness);
+      highest = std::max(highest, detection.objectness);
+      isComparable = isComparable && !std::isnan(detection.objectness);
+    }
+    const auto isBetter = [&](float objectness, float other) {
+      return !isComparable || !(objectness - params.iouScoreMargin < other);
+    };
+    if (!isBetter(highest, lowest)) return;  // always so where the detector gives none
+
     overlaps.clear();
     for (const ObjectDetection& detection : detections) overlaps.add(detection.box);
     overlaps.visitOverlapping(params.minIou, [&](std::uint32_t a, std::uint32_t b) {
       if (detections[a].label != detections[b].label) return;
-      const auto isBetter = [&](std::uint32_t one, std::uint32_t other) {
-        return !(detections[one].objectness - params.iouScoreMargin < detections[other].objectness);
-      };
-      if (isBetter(b, a)) neighbours.emplace_back(a, b);
-      if (isBetter(a, b)) neighbours.emplace_back(b, a);
+      if (isBetter(detections[b].objectness, detections[a].objectness)) neighbours.emplace_back(a, b);
+      if (isBetter(detections[a].objectness, detections[b].objectness)) neighbours.emplace_back(b, a);
     });
     std::sort(neighbours.begin(), neighbours.end());
-  }
-
-  /// Whether any objectness can exceed another by the margin: seldom where the detector gives none.
-  static bool canDiffer(DetectionRange detections, float margin) {
-    float lowest = std::numeric_limits<float>::infinity();
-    float highest = -lowest;
-    for (const ObjectDetection& detection : detections) {
-      if (!(detection.objectness <= highest)) highest = detection.objectness;
-      if (!(detection.objectness >= lowest)) lowest = detection.objectness;
-    }
-    return !(highest - margin < lowest);
   }
 
   template <class Found>
@@ -66,8 +67,11 @@ class InbetweenSearch {
                            Neighbours::const_iterator first, Neighbours::const_iterator last, Found found) {
     for (auto one = first; one != last; ++one) {
       for (auto other = one + 1; other != last; ++other) {
-        const float cosine =
-            angleBetweenDetections(detections[one->first], detections[one->second], detections[other->second], aspect);
+        const ObjectDetection& middle = detections[one->first];
+        const ObjectDetection& b = detections[one->second];
+        const ObjectDetection& c = detections[other->second];
+        if (std::min(b.objectness, c.objectness) - params.iouScoreMargin < middle.objectness) continue;
+        const float cosine = angleBetweenDetections(middle, b, c, aspect);
         if (cosine <= params.maxAngle && !found(one->first, one->second, other->second, cosine)) return;
       }
     }
