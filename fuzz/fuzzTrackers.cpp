@@ -13,21 +13,6 @@ namespace {
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-struct Camera {
-  float dx = 0.0F;
-  float dy = 0.0F;
-  int answers = 0;
-};
-
-bool moveWithCamera(void* tracker, int, Point& point) {
-  auto& camera = *static_cast<Camera*>(tracker);
-  if (camera.answers <= 0) return false;
-  --camera.answers;
-  point.x += camera.dx;
-  point.y += camera.dy;
-  return true;
-}
-
 test::Settings anySettings(FuzzedDataProvider& data) {
   test::Settings settings =
       test::defaultSettings({{"human", {"human"}}, {"car", {"car", "truck"}}, {"truck", {"truck"}}, {"", {""}}}, 1.5F);
@@ -83,7 +68,7 @@ bool isSame(const internal::DebugTrack& a, const internal::DebugTrack& b) {
 class View {
  public:
   View(int selector, const test::Settings& settings) : server(std::make_unique<MotionTrackerServer>()) {
-    server->setCameraMotionTracker(&camera, 0, moveWithCamera);
+    server->setCameraMotionTracker(&camera, 0, test::Camera::move);
     std::tie(tracker, plain) = test::makeBoth(selector, settings);
   }
 
@@ -119,7 +104,7 @@ class View {
     if (!server) return;
     const bool isWild = data.ConsumeIntegralInRange(0, 7) == 0;
     isTame = isTame && !isWild;
-    const Camera moved = {anyNumber(data, isWild), anyNumber(data, isWild), data.ConsumeIntegralInRange(0, 12)};
+    const test::Camera moved = {anyNumber(data, isWild), anyNumber(data, isWild), data.ConsumeIntegralInRange(0, 12)};
     camera = moved;
     server->updateClients();
     camera = moved;
@@ -189,7 +174,7 @@ class View {
     }
   }
 
-  Camera camera;
+  test::Camera camera;
   std::unique_ptr<MotionTrackerServer> server;
   std::unique_ptr<ObjectTracker> tracker;
   std::unique_ptr<test::PlainTracker> plain;

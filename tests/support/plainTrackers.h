@@ -33,6 +33,18 @@ inline Settings defaultSettings(const LabelAssociations& labels, float aspectRat
           parseReidParameters(none, aspectRatio), labels};
 }
 
+/// A camera that moves by (dx, dy), and can't tell where to when it is asked for the time after `answers` times.
+struct Camera {
+  float dx = 0.0F, dy = 0.0F;
+  int answers = 0;
+
+  static bool move(void* camera, int, Point& point) {
+    auto& [dx, dy, answers] = *static_cast<Camera*>(camera);
+    point = {point.x + dx, point.y + dy};
+    return answers-- != 0;
+  }
+};
+
 class PlainTracker : public ObjectTracker {
  public:
   std::vector<TrackedObjectDetection> getTracks() const override {
