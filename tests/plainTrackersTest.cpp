@@ -105,8 +105,8 @@ std::vector<ObjectDetection> nextFrame(Crowd& crowd, unsigned twists, int frame,
 
 std::uint64_t nextTime(std::uint64_t now, unsigned twists, std::mt19937& random) {
   if ((twists & kTimes) == 0) return now + kFrame;
-  const std::array<std::uint64_t, 7> times = {now, now - 6 * kFrame,  now + 1, now + 100 * kSecond, 0,
-                                              now, now + (1ULL << 60)};
+  const std::array<std::uint64_t, 7> times = {
+      now, now, now - 4 * kFrame, now + 1, now + 100 * kSecond, 0, now + (1ULL << 60)};
   const auto choice = random() % 35;
   return choice < times.size() ? times[choice] : now + kFrame;
 }
@@ -229,7 +229,12 @@ const Case kCases[] = {
     {"any bits", 20, 40, kAnyBits | kCamera, liveFast},
     {"any bits, open gates", 20, 30, kAnyBits, [](Settings& s) { openGates(s, kInfinity); }},
     {"labels", 8, 20, kLabels | kAppearance, liveFast},
-    {"times", 8, 150, kTimes | kComeAndGo, liveFast},
+    {"times", 8, 200, kTimes | kComeAndGo,
+     [](Settings& s) {
+       liveFast(s);
+       s.reid.maxFeatureDistance = 0.0005F;
+       s.reid.kalmanParams.mahalanobisLimit = kInfinity;
+     }},
     {"times and labels", 5, 40, kTimes | kLabels | kDegenerate | kCamera, [](Settings& s) { openGates(s, kNan); }},
     {"gates open", 20, 20, kOddities, [](Settings& s) { openGates(s, kInfinity); }},
     {"gates huge", 20, 20, kOddities, [](Settings& s) { openGates(s, 1e30F); }},
@@ -238,7 +243,12 @@ const Case kCases[] = {
     {"noise negative", 20, 20, kOddities, [](Settings& s) { setNoise(s, -0.1F, &KalmanBoxParams::yParams); }},
     {"noise partly negative", 20, 20, kDegenerate, [](Settings& s) { setNoise(s, -0.02F, &KalmanBoxParams::xParams); }},
     {"noise infinite", 20, 20, kOddities, [](Settings& s) { setNoise(s, kInfinity, &KalmanBoxParams::wParams); }},
-    {"galleries decide", 5, 120, kAppearance, [](Settings& s) { setReid(s, kInfinity); }},
+    {"galleries decide", 8, 120, kAppearance,
+     [](Settings& s) {
+       setReid(s, kInfinity);
+       s.reid.lambda = 0;
+       s.reid.maxStoreFeaturesIou = 1;
+     }},
     {"everything admitted", 20, 30, kOddities | kAnyBits, [](Settings& s) { setReid(s, kInfinity); }},
     {"not a number", 20, 20, kOddities, [](Settings& s) { setReid(s, kNan); }},
     {"negative limits", 20, 20, kOddities, [](Settings& s) { setReid(s, -1); }},
