@@ -1,5 +1,6 @@
 // Arbitrary frames through all trackers, whose promises hold whatever comes; each beside its plain oracle.
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -67,7 +68,9 @@ bool isSame(const internal::DebugTrack& a, const internal::DebugTrack& b) {
 /// One camera: a tracker, its oracle, and what is known of its identities.
 class View {
  public:
-  View(int selector, const test::Settings& settings) : server(std::make_unique<MotionTrackerServer>()) {
+  /// @param takesAnything Whether numbers and times of arbitrary bits come, too.
+  View(int selector, const test::Settings& settings, bool takesAnything)
+      : isTame(!takesAnything), server(std::make_unique<MotionTrackerServer>()) {
     server->setCameraMotionTracker(&camera, 0, test::Camera::move);
     std::tie(tracker, plain) = test::makeBoth(selector, settings);
   }
@@ -76,12 +79,11 @@ class View {
     std::vector<ObjectDetection> detections;
     for (int left = data.ConsumeIntegralInRange(0, 6); left > 0; --left) {
       const bool repeats = !last.empty() && data.ConsumeIntegralInRange(0, 3) != 0;
-      const bool isWild = !repeats && data.ConsumeIntegralInRange(0, 7) == 0;
+      const bool isWild = !isTame && !repeats && data.ConsumeIntegralInRange(0, 7) == 0;
       detections.push_back(repeats ? last[data.ConsumeIntegralInRange<std::size_t>(0, last.size() - 1)]
                                    : anyDetection(data, isWild));
       if (repeats) shift(detections.back().box, latticeFloat(data) / 16.0F);
       detections.back().id = static_cast<int>(detections.size());
-      isTame = isTame && !isWild;
     }
     last = detections;
     advance(data);
@@ -102,8 +104,7 @@ class View {
 
   void moveCamera(FuzzedDataProvider& data) {
     if (!server) return;
-    const bool isWild = data.ConsumeIntegralInRange(0, 7) == 0;
-    isTame = isTame && !isWild;
+    const bool isWild = !isTame && data.ConsumeIntegralInRange(0, 7) == 0;
     const test::Camera moved = {anyNumber(data, isWild), anyNumber(data, isWild), data.ConsumeIntegralInRange(0, 12)};
     camera = moved;
     server->updateClients();
@@ -126,14 +127,13 @@ class View {
       case 0:
         break;
       case 1:
-        now -= data.ConsumeIntegralInRange<std::uint64_t>(0, 10 * test::kFrame);
+        now -= std::min(now, data.ConsumeIntegralInRange<std::uint64_t>(0, 10 * test::kFrame));
         break;
       case 2:
         now += data.ConsumeIntegralInRange<std::uint64_t>(0, 30 * test::kSecond);
         break;
       case 3:
-        now = data.ConsumeIntegral<std::uint64_t>();
-        isTame = false;
+        now = isTame ? now + 1 : data.ConsumeIntegral<std::uint64_t>();
         break;
       default:
         now += test::kFrame;
@@ -174,6 +174,7 @@ class View {
     }
   }
 
+  bool isTame;  // all numbers are of ordinary size
   test::Camera camera;
   std::unique_ptr<MotionTrackerServer> server;
   std::unique_ptr<ObjectTracker> tracker;
@@ -181,7 +182,6 @@ class View {
   std::vector<ObjectDetection> last;
   std::uint64_t now = test::kSecond;
   std::set<int> known, ended;
-  bool isTame = true;  // nothing so far was infinite, not a number, or so large that its square is
 };
 
 void run(FuzzedDataProvider& data) {
@@ -191,7 +191,8 @@ void run(FuzzedDataProvider& data) {
     const int action = data.ConsumeIntegralInRange(0, 31);
     if (!view || action == 31) {
       const int selector = data.ConsumeIntegralInRange(0, 3);
-      view = std::make_unique<View>(selector, anySettings(data));
+      const test::Settings settings = anySettings(data);
+      view = std::make_unique<View>(selector, settings, data.ConsumeBool());
     }
     if (action < 26)
       view->takeFrame(data);

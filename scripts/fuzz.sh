@@ -18,13 +18,12 @@ scripts/install-dependencies.sh fuzz
 
 mkdir -p "$findings"
 run() { # target, then options and folders of the fuzzer
-  local target=$1 finding
+  local target=$1
   # The library's fault reports go nowhere; what the fuzzer and the sanitizers say comes through.
   "$build/fuzz/$target" -close_fd_mask=2 -timeout=10 -rss_limit_mb=2048 -artifact_prefix="$findings/$target-" "${@:2}" \
     >"$log" 2>&1 && return
   cat "$log" >&2
-  finding=$(sed -n 's/.*Test unit written to //p' "$log" | tail -1)
-  echo "$target: found a fault, reproduced by: $build/fuzz/$target ${finding:-$(sed -n 's/^Running: //p' "$log" | tail -1)}" >&2
+  echo "$target: found a fault, reproduced by: $build/fuzz/$target $(sed -n 's/.*Test unit written to //p' "$log")" >&2
   exit 1
 }
 
