@@ -17,6 +17,7 @@ build release
 build clang
 build asan
 build tsan --target nivra_tests
+build fuzz
 
 echo "== Fuzzing"
 scripts/fuzz.sh 12

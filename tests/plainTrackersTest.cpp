@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iterator>
@@ -50,28 +51,17 @@ float anyFloat(std::mt19937& random) {
 /// The box in the shape that belongs to an object.
 Box degenerate(const Box& box, int object) {
   const auto& [left, top, right, bottom] = box;
-  switch (object % 10) {
-    case 0:
-      return {left, top, left, bottom};
-    case 1:
-      return {right, top, left, bottom};
-    case 2:
-      return {left, bottom, right, top};
-    case 3:
-      return {right, bottom, left, top};
-    case 4:
-      return {left, top, left, top};
-    case 5:
-      return {left + 2.5F, top, right + 2.5F, bottom};
-    case 6:
-      return {left * 40, top * 40, right * 40, bottom * 40};
-    case 7:
-      return {left * 1e-41F, top * 1e-41F, right * 1e-41F, bottom * 1e-41F};
-    case 8:
-      return {left - 1e18F, top + 1e18F, right + 1e18F, bottom - 1e18F};
-    default:
-      return box;
-  }
+  const Box shapes[] = {box,
+                        {left, top, left, bottom},                       // no width
+                        {left, top, left, top},                          // no size
+                        {right, top, left, bottom},                      // negative width
+                        {left, bottom, right, top},                      // negative height
+                        {right, bottom, left, top},                      // both negative
+                        {left + 2.5F, top, right + 2.5F, bottom},        // outside of the picture
+                        {left * 40, top * 40, right * 40, bottom * 40},  // far outside, or larger than the picture
+                        {left - 1e18F, top + 1e18F, right + 1e18F, bottom - 1e18F},       // of hardly finite area
+                        {left * 1e-41F, top * 1e-41F, right * 1e-41F, bottom * 1e-41F}};  // denormal
+  return shapes[std::abs(object) % 10];
 }
 
 std::vector<ObjectDetection> nextFrame(Crowd& crowd, unsigned twists, int frame, std::mt19937& random) {
