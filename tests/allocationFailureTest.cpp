@@ -15,8 +15,7 @@ constexpr long kNever = std::numeric_limits<long>::max();
 long untilFailure = kNever;
 long living = 0;
 
-// Not inlined, or g++ would see memory of operator new given to free and warn.
-__attribute__((noinline)) void* allocate(std::size_t size) noexcept {
+void* allocate(std::size_t size) noexcept {
   if (untilFailure != kNever && --untilFailure < 0) {
     untilFailure = kNever;
     return nullptr;
@@ -26,7 +25,8 @@ __attribute__((noinline)) void* allocate(std::size_t size) noexcept {
   return memory;
 }
 
-__attribute__((noinline)) void release(void* memory) noexcept {
+// Inlined, it lets GCC take free for a mismatch with a new that it sees only from outside.
+[[gnu::noinline]] void release(void* memory) noexcept {
   if (memory != nullptr) --living;
   std::free(memory);
 }
