@@ -49,6 +49,9 @@ class NIVRA_EXPORT ObjectTracker {
   /// Bad boxes and bad times are never thrown. A timestamp that is not newer is reported on the system log and on
   /// standard error, and no track moves to it; an older one takes no track's detection in either. Tracks without a
   /// detection still age, and detections left over still start tracks.
+  ///
+  /// @throws std::bad_alloc when memory runs out. The tracker stays usable and `getTracks` tells what lives on; which
+  ///   identities such a frame ended or merged is not told again.
   virtual TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) = 0;
 
   /// The current tracks, oldest first.

@@ -41,11 +41,11 @@ class LabelTable {
     return (label.size() + first * 5U + last * 17U) & (firstOfBucket.size() - 1);
   }
 
-  std::vector<std::string> labels;            // by number; the first stands for all unknown ones
-  std::vector<std::uint32_t> firstOfBucket;   // a power of two of them
-  std::vector<std::uint32_t> nextOfBucket;    // by number
-  std::vector<char> entries;                  // by number
-  std::vector<char> admissible;               // by track label, then detection label
+  std::vector<std::string> labels;           // by number; the first stands for all unknown ones
+  std::vector<std::uint32_t> firstOfBucket;  // a power of two of them
+  std::vector<std::uint32_t> nextOfBucket;   // by number
+  std::vector<char> entries;                 // by number
+  std::vector<char> admissible;              // by track label, then detection label
 };
 
 }  // namespace nivra

@@ -19,12 +19,13 @@ struct Window {
 inline constexpr Window kEverywhere = {
     {0.0F, 0.0F}, std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity()};
 
-/// Finds the points of a frame that lie in a window without looking at all of them. Keeps its memory from frame to frame.
+/// Finds the points of a frame that lie in a window without looking at all of them. Keeps its memory from frame to
+/// frame.
 ///
 /// Points are sorted into the cells of a square grid over that part of the picture where there are any, about one to a
-/// cell. A coordinate's row or column never decreases when the coordinate grows, rounding included, so the cells between
-/// those of a window's borders hold every point of the window, wherever it lies; points beyond the picture belong to the
-/// cells at its border.
+/// cell. A coordinate's row or column never decreases when the coordinate grows, rounding included, so the cells
+/// between those of a window's borders hold every point of the window, wherever it lies; points beyond the picture
+/// belong to the cells at its border.
 class PointGrid {
  public:
   /// Forgets all points.

@@ -16,9 +16,9 @@ namespace nivra::reid {
 
 /// Which detection of a frame each active track takes.
 ///
-/// What a pair must pass is what `tryAssociateDetection` tests, by the same functions; but labels are looked up and norms
-/// of features computed once per detection, and a track meets only the detections within the reach of its filter's gate.
-/// Keeps its memory from frame to frame.
+/// What a pair must pass is what `tryAssociateDetection` tests, by the same functions; but labels are looked up and
+/// norms of features computed once per detection, and a track meets only the detections within the reach of its
+/// filter's gate. Keeps its memory from frame to frame.
 class DetectionMatching {
  public:
   DetectionMatching(const TrackerParams& trackerParams, const LabelAssociations& associations)

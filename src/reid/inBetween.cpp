@@ -46,12 +46,11 @@ std::vector<std::pair<int, std::tuple<int, int, float>>> getInBetweenDetections(
   parsed.minIou = std::stof(params.at("minIou"));
 
   std::vector<std::pair<int, std::tuple<int, int, float>>> findings;
-  InbetweenSearch().search(DetectionRange(detections), parsed, aspect,
-                           [&](std::uint32_t a, std::uint32_t b, std::uint32_t c, float cosine) {
-                             findings.emplace_back(detections[a].id,
-                                                   std::tuple(detections[b].id, detections[c].id, cosine));
-                             return true;
-                           });
+  InbetweenSearch().search(
+      DetectionRange(detections), parsed, aspect, [&](std::uint32_t a, std::uint32_t b, std::uint32_t c, float cosine) {
+        findings.emplace_back(detections[a].id, std::tuple(detections[b].id, detections[c].id, cosine));
+        return true;
+      });
   return findings;
 }
 

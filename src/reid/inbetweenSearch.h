@@ -17,8 +17,8 @@ namespace nivra::reid {
 /// Finds the detections of a frame that lie between two others. Keeps its memory from frame to frame.
 class InbetweenSearch {
  public:
-  /// Calls found(middle, neighbour, other neighbour, cosine) with the positions of every detection that lies between two
-  /// others, in ascending order, until `found` has seen enough of that middle and returns false.
+  /// Calls found(middle, neighbour, other neighbour, cosine) with the positions of every detection that lies between
+  /// two others, in ascending order, until `found` has seen enough of that middle and returns false.
   template <class Found>
   void search(DetectionRange detections, const InBetweenParams& params, float aspect, Found found) {
     findNeighbours(detections, params);

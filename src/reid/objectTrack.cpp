@@ -182,10 +182,11 @@ void ObjectTrack::revive(ObjectTrack& other, unsigned long long timestamp) {
     throw std::runtime_error("Tried to revive track " + std::to_string(id) +
                              " via track without associated detection " + std::to_string(other.id));
   }
-  other.state = TrackState::Expired;
+  // First what may run out of memory, last what ends the other track.
+  for (std::size_t i = 0; i < other.features.size(); ++i) features.add(other.features[i]);
   update(*other.detection, timestamp, false);
   boxFilter = other.boxFilter;
-  for (std::size_t i = 0; i < other.features.size(); ++i) features.add(other.features[i]);
+  other.state = TrackState::Expired;
 }
 
 void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }

@@ -18,7 +18,8 @@ namespace nivra {
 /// Which detection of a frame each track takes, for trackers that match by observation likelihood.
 ///
 /// What a pair must pass is what `Track::canAssociate` tests, by the same functions; but labels are looked up and boxes
-/// taken apart once per detection, and a track meets only the detections within the reach of its gates. Keeps its memory from frame to frame.
+/// taken apart once per detection, and a track meets only the detections within the reach of its gates. Keeps its
+/// memory from frame to frame.
 template <class Track>
 class LikelihoodMatching {
  public:

@@ -57,6 +57,33 @@ TEST(KalmanBoxFilter, FollowsTheTextbookForm) {
   }
 }
 
+TEST(KalmanBoxFilter, IsFourFiltersOfOneCoordinateToTheLastBit) {
+  const KalmanBoxParams params = vanillaParams({{"vanilla.kalman.objectnessClasses", "human,0.5"}}).kalmanParams;
+  KalmanBoxFilter box(kBox, params);
+  const auto start = KalmanBoxFilter::measure(kBox);
+  KalmanFilter1D axes[] = {KalmanFilter1D(start[0], params.xParams), KalmanFilter1D(start[1], params.yParams),
+                           KalmanFilter1D(start[2], params.wParams), KalmanFilter1D(start[3], params.hParams)};
+  for (int step = 1; step <= 20; ++step) {
+    const float t = 0.04F * static_cast<float>(step);
+    const Box measured = boxAt(0.1F + 0.3F * t, -0.2F - 0.1F * t, 0.2F + 0.05F * t, 0.4F);
+    const auto measurement = KalmanBoxFilter::measure(measured);
+    box.predict(0.04F);
+    if (step == 7) box.setObservationNoise(0.8F, 0.9F, "human");
+    float likelihood = 1.0F, logLikelihood = 0.0F;
+    for (std::size_t i = 0; i < 4; ++i) {
+      axes[i].predict(0.04F);
+      if (step == 7) axes[i].setObservationNoiseVariance(0.8F, 0.9F, "human");
+      likelihood *= axes[i].observationLikelihood(measurement[i]);
+      logLikelihood += axes[i].observationLogLikelihood(measurement[i]);
+      step == 11 ? axes[i].updateNoFilter(measurement[i]) : axes[i].update(measurement[i]);
+    }
+    ASSERT_TRUE(box.observationLikelihood(measured) == likelihood &&
+                box.observationLogLikelihood(measured) == logLikelihood)
+        << step;
+    step == 11 ? box.updateNoFilter(measured) : box.update(measured);
+  }
+}
+
 TEST(KalmanBoxFilter, ScaledGateCountsCentreOffsetsInWidths) {
   const KalmanBoxFilter filter(kBox, vanillaParams().kalmanParams);
   const Point radius = filter.getMaxPositionDifferenceScaled(2.0F);

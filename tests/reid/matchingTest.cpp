@@ -96,6 +96,11 @@ TEST(ReidMatching, ComparesOnlyTracksThatCanBeOne) {
   EXPECT_FALSE(canBe(kNow + 1, "car", 0, {1, 0}));
   EXPECT_FALSE(canBe(kNow + 1, "human", 30, {1, 0}));
   EXPECT_FALSE(canBe(kNow + 1, "human", 0, {0, 1}));
+  const ObjectDetection back = person(kBox, {4, 1});
+  ObjectTrack pending(back, 1, kNow + 1, params.params);
+  const auto candidates = getTrackMatchCandidates({&lost}, {&pending}, params);
+  ASSERT_EQ(candidates.size(), 1U);
+  EXPECT_EQ(candidates[0].cost, lost.computeTrackTrackDistance(pending, reid::cosineDistance));
   ObjectTrack without = trackAged(kFrame, 7, params.params);
   EXPECT_THROW(tryAssociateTrack(lost, without, params), std::runtime_error);
 }
