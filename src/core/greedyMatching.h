@@ -24,16 +24,14 @@ class GreedyMatching {
   /// Forgets all pairs; all elements are free.
   void reset(std::size_t firsts, std::size_t seconds) {
     pairs.clear();
-    proposalsOfFirst.assign(firsts, 0);
-    proposalsOfSecond.assign(seconds, 0);
-    partners.assign(firsts, kNone);
-    taken.assign(seconds, 0);
+    ofFirst.assign(firsts, {});
+    ofSecond.assign(seconds, {});
   }
 
   void propose(std::uint32_t first, std::uint32_t second, float cost = 0.0F) {
     pairs.push_back({first, second, cost});
-    ++proposalsOfFirst[first];
-    ++proposalsOfSecond[second];
+    ++ofFirst[first].proposals;
+    ++ofSecond[second].proposals;
   }
 
   /// Accepts what is possible.
@@ -44,7 +42,7 @@ class GreedyMatching {
   void match(OrderOf orderOf) {
     rivals.clear();
     for (const Pair& pair : pairs) {
-      if (proposalsOfFirst[pair.first] == 1 && proposalsOfSecond[pair.second] == 1) {
+      if (ofFirst[pair.first].proposals == 1 && ofSecond[pair.second].proposals == 1) {
         accept(pair);
       } else {
         rivals.push_back({orderOf(pair), pair});
@@ -52,16 +50,16 @@ class GreedyMatching {
     }
     std::sort(rivals.begin(), rivals.end());
     for (const Rival& rival : rivals) {
-      if (partners[rival.pair.first] == kNone && isFree(rival.pair.second)) accept(rival.pair);
+      if (partnerOf(rival.pair.first) == kNone && isFree(rival.pair.second)) accept(rival.pair);
     }
   }
 
   /// The pairs proposed, in the order in which they were.
   const std::vector<Pair>& getPairs() const { return pairs; }
 
-  std::uint32_t partnerOf(std::uint32_t first) const { return partners[first]; }
-  bool isFree(std::uint32_t second) const { return taken[second] == 0; }
-  bool isAccepted(const Pair& pair) const { return partners[pair.first] == pair.second; }
+  std::uint32_t partnerOf(std::uint32_t first) const { return ofFirst[first].partner; }
+  bool isFree(std::uint32_t second) const { return ofSecond[second].partner == kNone; }
+  bool isAccepted(const Pair& pair) const { return partnerOf(pair.first) == pair.second; }
 
  private:
   struct Rival {
@@ -74,17 +72,20 @@ class GreedyMatching {
     }
   };
 
+  struct Element {
+    std::uint32_t proposals = 0;
+    std::uint32_t partner = kNone;
+  };
+
   void accept(const Pair& pair) {
-    partners[pair.first] = pair.second;
-    taken[pair.second] = 1;
+    ofFirst[pair.first].partner = pair.second;
+    ofSecond[pair.second].partner = pair.first;
   }
 
   std::vector<Pair> pairs;
-  std::vector<std::uint32_t> proposalsOfFirst;
-  std::vector<std::uint32_t> proposalsOfSecond;
   std::vector<Rival> rivals;
-  std::vector<std::uint32_t> partners;  // of the firsts
-  std::vector<char> taken;              // whether each of the seconds is
+  std::vector<Element> ofFirst;
+  std::vector<Element> ofSecond;
 };
 
 /// Place in the order of matching, as one number: lower ranks first, within a rank lower costs, costs that are not a

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -12,6 +13,7 @@ namespace {
 
 constexpr float kPictureBorder = 1.0F;  // the picture spans from minus this to this
 constexpr std::uint32_t kAtOnce = 4;    // points compared together
+constexpr std::uint32_t kFew = 32;      // points that are looked at faster than they are sorted: they share one cell
 
 /// Which of four points lie in the window, as one bit each. The comparisons cost little; what costs are branches on
 /// results without a pattern, so there is one for four points.
@@ -68,7 +70,16 @@ void PointGrid::add(std::uint32_t index, float x, float y) {
 
 void PointGrid::build() {
   const auto count = static_cast<std::uint32_t>(added.index.size());
-  const auto side = std::max(1U, static_cast<std::uint32_t>(std::sqrt(static_cast<float>(count))));
+  found.resize(count);
+  if (count <= kFew) {
+    std::swap(sorted, added);
+    sorted.resize(count + kAtOnce);
+    columns = rows = Axis();
+    firstOfCell.assign({0, count});
+    return;
+  }
+
+  const auto side = static_cast<std::uint32_t>(std::sqrt(static_cast<float>(count)));
   columns = Axis(added.x, side);
   rows = Axis(added.y, side);
 
@@ -88,7 +99,6 @@ void PointGrid::build() {
     sorted.y[place] = added.y[i];
     sorted.index[place] = added.index[i];
   }
-  found.resize(count);
 }
 
 PointGrid::Found PointGrid::find(const Window& window) {
