@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs, `arm`, `coverage` and `fuzz` for the scripts named after them. Does nothing, and needs no
-# network, when all of it is there.
+# that scripts/test.sh runs, `arm`, `bench`, `coverage` and `fuzz` for the scripts named after them. Does nothing, and
+# needs no network, when all of it is there.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev)
@@ -9,9 +9,10 @@ case "${1:-}" in
   build) ;;
   test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev) ;;
   arm) packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest) ;;
+  bench) packages+=(git libbenchmark-dev python3) ;;
   coverage) packages+=(libgtest-dev gcovr) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
-  *) echo "usage: $0 build|test|arm|coverage|fuzz" >&2; exit 2 ;;
+  *) echo "usage: $0 build|test|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac
 
 is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }

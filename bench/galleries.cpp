@@ -1,0 +1,168 @@
+#include <benchmark/benchmark.h>
+
+#include <Eigen/Core>
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host.h"
+#include "registration.h"
+#include "world.h"
+
+namespace nivra::bench {
+
+namespace {
+
+/// A person and a detection that the person's motion admits.
+struct GatedPair {
+  std::size_t person;
+  std::size_t detection;
+};
+
+/// For each step of a pass, the pairs that pass the motion gate when every track takes the detections of its own
+/// person.
+std::vector<std::vector<GatedPair>> findGatedPairs(const Playback& playback, std::size_t people) {
+  ParameterMap defaults;
+  const reid::TrackerParams params = parseReidParameters(defaults, kAspectRatio);
+  std::vector<reid::ObjectTrack> tracks;
+  std::vector<std::size_t> trackOf(people, people);  // by person
+  std::vector<std::size_t> personOf;                 // by track
+
+  std::vector<std::vector<GatedPair>> pairs(playback.passLength());
+  for (std::size_t step = 0; step < 2 * playback.passLength(); ++step) {
+    const unsigned long long timestamp = (step + 1) * kFrameDuration;
+    const Frame& frame = playback[step];
+    for (reid::ObjectTrack& track : tracks) track.predict(timestamp);
+    if (step >= playback.passLength()) {
+      std::vector<GatedPair>& found = pairs[step - playback.passLength()];
+      for (std::size_t track = 0; track < tracks.size(); ++track) {
+        for (std::size_t detection = 0; detection < frame.size(); ++detection) {
+          if (tracks[track].canAssociateKalman(frame[detection])) found.push_back({personOf[track], detection});
+        }
+      }
+    }
+
+    std::vector<bool> isSeen(tracks.size(), false);
+    for (const ObjectDetection& detection : frame) {
+      if (detection.id < 0) continue;
+      const auto person = static_cast<std::size_t>(detection.id);
+      if (trackOf[person] == people) {
+        trackOf[person] = tracks.size();
+        personOf.push_back(person);
+        isSeen.push_back(true);
+        tracks.emplace_back(detection, detection.id, timestamp, params);
+      } else {
+        isSeen[trackOf[person]] = true;
+        tracks[trackOf[person]].update(detection, timestamp, false);
+      }
+    }
+    for (std::size_t track = 0; track < tracks.size(); ++track) {
+      if (!isSeen[track]) tracks[track].emptyUpdate(timestamp);
+    }
+  }
+  return pairs;
+}
+
+/// The least that a comparison of appearances can do: one product of a full gallery's matrix with the feature for each
+/// pair. One matrix per person, so that there is as much memory to walk through as in the tracker.
+class Floor {
+ public:
+  Floor(std::size_t people, std::size_t featureLength) : length(featureLength), numbers(people * kSize * length) {
+    Random random(3);
+    for (float& number : numbers) number = random.between(-1.0F, 1.0F);
+  }
+
+  double measure(const Frame& frame, const std::vector<GatedPair>& pairs) {
+    using Matrix = Eigen::Matrix<float, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
+    const auto columns = static_cast<Eigen::Index>(length);
+    const auto start = std::chrono::steady_clock::now();
+    for (const GatedPair& pair : pairs) {
+      const Eigen::Map<const Matrix> gallery(numbers.data() + pair.person * kSize * length, kSize, columns);
+      const Eigen::Map<const Eigen::VectorXf> feature(frame[pair.detection].feature->data(), columns);
+      products.noalias() = gallery * feature;
+      benchmark::DoNotOptimize(products.data());
+      benchmark::ClobberMemory();
+    }
+    const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
+    return elapsed.count();
+  }
+
+ private:
+  static constexpr std::size_t kSize = reid::FeatureGallery::kCapacity;
+
+  std::size_t length;
+  std::vector<float> numbers;
+  Eigen::VectorXf products{Eigen::VectorXf::Zero(kSize)};
+};
+
+/// Re-identification with full galleries against the floor, frame by frame. A second tracker sees the same frames
+/// without features: what the first takes beyond it is what appearance costs.
+void runGalleries(benchmark::State& state, std::size_t people, std::size_t featureLength) {
+  CrowdSettings settings;
+  settings.objects = people;
+  settings.peopleOnly = true;
+  settings.featureLength = featureLength;
+  settings.frames = 100;
+  const std::vector<Frame> frames = makeCrowd(settings);
+  std::vector<Frame> plainFrames = frames;
+  for (Frame& frame : plainFrames) {
+    for (ObjectDetection& detection : frame) detection.feature.reset();
+  }
+  const Playback playback(frames);
+  const Playback plainPlayback(plainFrames);
+  const std::vector<std::vector<GatedPair>> pairs = findGatedPairs(playback, people);
+
+  Host host(1);
+  Host plainHost(1);
+  Floor floor(people, featureLength);
+  Frame working;
+  Frame plainWorking;
+  double withFeatures = 0.0;
+  double plain = 0.0;
+  double least = 0.0;
+  const auto pass = [&] {
+    withFeatures = plain = least = 0.0;
+    for (std::size_t step = 0; step < playback.passLength(); ++step) {
+      withFeatures += host.feed(playback[step], working).nanoseconds;
+      plain += plainHost.feed(plainPlayback[step], plainWorking).nanoseconds;
+      // A copy of its own: the tracker has read the other, and may have reordered it.
+      working = playback[step];
+      least += floor.measure(working, pairs[step]);
+    }
+  };
+  // Overlapping people's features are not stored, so that a gallery takes more than 50 frames to fill.
+  for (int i = 0; i < 2; ++i) pass();
+  std::vector<double> ratios;
+  std::vector<double> appearanceRatios;
+  std::vector<double> frameTimes;
+  for (auto _ : state) {
+    pass();
+    ratios.push_back(withFeatures / least);
+    appearanceRatios.push_back((withFeatures - plain) / least);
+    frameTimes.push_back(withFeatures / static_cast<double>(playback.passLength()));
+    state.SetIterationTime(withFeatures * 1e-9);
+  }
+  std::size_t pairCount = 0;
+  for (const std::vector<GatedPair>& frame : pairs) pairCount += frame.size();
+  state.counters["pairs_per_frame"] = static_cast<double>(pairCount) / static_cast<double>(playback.passLength());
+  state.counters["ns_per_frame"] = *std::min_element(frameTimes.begin(), frameTimes.end());
+  state.counters["ratio"] = median(ratios);
+  state.counters["appearance_ratio"] = median(appearanceRatios);
+}
+
+}  // namespace
+
+void registerGalleries() {
+  for (const std::size_t people : {10, 30, 100, 300}) {
+    for (const std::size_t featureLength : {128, 256, 512}) {
+      const std::string name = "galleries/" + std::to_string(people) + "/" + std::to_string(featureLength);
+      benchmark::RegisterBenchmark(name.c_str(), runGalleries, people, featureLength)
+          ->UseManualTime()
+          ->Iterations(people < 100 ? 9 : 3);
+    }
+  }
+}
+
+}  // namespace nivra::bench

@@ -1,0 +1,219 @@
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "allocations.h"
+#include "host.h"
+#include "registration.h"
+#include "world.h"
+
+namespace nivra::bench {
+
+namespace {
+
+constexpr std::size_t kWarmUpPasses = 2;
+
+double toDouble(std::size_t count) { return static_cast<double>(count); }
+
+/// One pass of a crowd through one tracker.
+Cost play(const Playback& playback, Host& host, Frame& working) {
+  Cost cost;
+  for (std::size_t step = 0; step < playback.passLength(); ++step) cost += host.feed(playback[step], working);
+  return cost;
+}
+
+void warmUp(const Playback& playback, Host& host, Frame& working) {
+  for (std::size_t pass = 0; pass < kWarmUpPasses; ++pass) play(playback, host, working);
+}
+
+/// How many pairs a frame offers to the vanilla tracker's choice, on average. Takes a tracker through the frames by its
+/// public steps.
+double countVanillaCandidates(const Playback& playback) {
+  ParameterMap defaults;
+  vanilla::VanillaTracker tracker(parseVanillaParameters(defaults, kAspectRatio), labelAssociations());
+  std::size_t candidates = 0;
+  for (std::size_t step = 0; step < 2 * playback.passLength(); ++step) {
+    const unsigned long long timestamp = (step + 1) * kFrameDuration;
+    const Frame frame = playback[step];
+    tracker.predict(timestamp);
+    if (step >= playback.passLength()) candidates += tracker.associate(frame).size();
+    tracker.updateTracks(frame, timestamp);
+    tracker.pruneExpiredTracks();
+  }
+  return toDouble(candidates) / toDouble(playback.passLength());
+}
+
+/// Each iteration is a pass. The cheapest pass counts: all of them do the same work, and whatever else the machine does
+/// can only add to it.
+void runPasses(benchmark::State& state, int selector, const CrowdSettings& settings) {
+  const std::vector<Frame> frames = makeCrowd(settings);
+  const Playback playback(frames);
+  Frame working;
+  auto host = std::make_unique<Host>(selector);
+  warmUp(playback, *host, working);
+  Cost total;
+  double best = 0.0;
+  for (auto _ : state) {
+    const Cost cost = play(playback, *host, working);
+    best = total.nanoseconds > 0.0 ? std::min(best, cost.nanoseconds) : cost.nanoseconds;
+    total += cost;
+    state.SetIterationTime(cost.nanoseconds * 1e-9);
+  }
+  const double tracks = toDouble(host->getTracker().getDebugTracks().size());
+  const std::size_t liveWithTracker = allocations().liveBytes;
+  host.reset();
+  const std::size_t trackerBytes = liveWithTracker - allocations().liveBytes;
+
+  const double frameCount = toDouble(playback.passLength());
+  state.counters["ns_per_frame"] = best / frameCount;
+  state.counters["ns_per_track"] = best / frameCount / toDouble(settings.objects);
+  state.counters["allocations_per_frame"] =
+      toDouble(total.allocations) / frameCount / static_cast<double>(state.iterations());
+  state.counters["tracks"] = tracks;
+  state.counters["bytes_per_track"] = toDouble(trackerBytes) / tracks;
+  if (selector == 0) state.counters["candidates_per_frame"] = countVanillaCandidates(playback);
+}
+
+/// The hybrid tracker on whole frames against its two parts on what it hands to each.
+void runHybridAgainstParts(benchmark::State& state, const CrowdSettings& settings) {
+  const std::vector<Frame> frames = makeCrowd(settings);
+  std::vector<Frame> people;
+  std::vector<Frame> others;
+  for (const Frame& frame : frames) {
+    people.emplace_back();
+    others.emplace_back();
+    for (const ObjectDetection& detection : frame) {
+      (detection.label == "human" ? people : others).back().push_back(detection);
+    }
+  }
+  const Playback whole(frames);
+  const Playback peoplePart(people);
+  const Playback otherPart(others);
+
+  Host vanilla(0);
+  Host reid(1);
+  Host hybrid(2);
+  Frame workingWhole;
+  Frame workingPeople;
+  Frame workingOthers;
+  Cost hybridCost;
+  Cost partsCost;
+  const auto pass = [&] {
+    hybridCost = {};
+    partsCost = {};
+    for (std::size_t step = 0; step < whole.passLength(); ++step) {
+      const auto feedHybrid = [&] { hybridCost += hybrid.feed(whole[step], workingWhole); };
+      // Whoever comes first finds the caches as the other left them.
+      if (step % 2 == 0) feedHybrid();
+      partsCost += vanilla.feed(otherPart[step], workingOthers);
+      partsCost += reid.feed(peoplePart[step], workingPeople);
+      if (step % 2 != 0) feedHybrid();
+    }
+  };
+  for (std::size_t i = 0; i < kWarmUpPasses; ++i) pass();
+  std::vector<double> ratios;
+  for (auto _ : state) {
+    pass();
+    ratios.push_back(hybridCost.nanoseconds / partsCost.nanoseconds);
+    state.SetIterationTime(hybridCost.nanoseconds * 1e-9);
+  }
+  state.counters["ratio"] = median(ratios);
+}
+
+/// A thousand trackers in turn, each with caches full of the others, against one that has them for itself.
+void runThousandInTurn(benchmark::State& state, int selector) {
+  constexpr std::size_t kTrackers = 1000;
+  CrowdSettings settings;
+  settings.objects = 20;
+  const std::vector<Frame> frames = makeCrowd(settings);
+  const Playback playback(frames);
+
+  Frame working;
+  Host lonely(selector);
+  std::vector<Host> crowd;
+  for (std::size_t i = 0; i < kTrackers; ++i) crowd.emplace_back(selector);
+  std::size_t round = 0;
+  Cost one;
+  Cost all;
+  // The crowd's trackers stand at different places of the same film, so that a round shows the frames that the lonely
+  // tracker sees in its thousand steps.
+  const auto playRound = [&] {
+    one = {};
+    all = {};
+    for (std::size_t i = 0; i < kTrackers; ++i) one += lonely.feed(playback[round * kTrackers + i], working);
+    for (std::size_t i = 0; i < kTrackers; ++i) all += crowd[i].feed(playback[round + i], working);
+    ++round;
+  };
+  for (std::size_t i = 0; i < 50; ++i) playRound();
+  std::vector<double> ratios;
+  double best = 0.0;
+  for (auto _ : state) {
+    playRound();
+    ratios.push_back(all.nanoseconds / one.nanoseconds);
+    best = best > 0.0 ? std::min(best, all.nanoseconds) : all.nanoseconds;
+    state.SetIterationTime(all.nanoseconds * 1e-9);
+  }
+  state.counters["ratio"] = median(ratios);
+  state.counters["ns_per_frame"] = best / toDouble(kTrackers);
+}
+
+template <class Report>
+void runReports(benchmark::State& state, int selector, Report report) {
+  CrowdSettings settings;
+  settings.objects = 100;
+  const std::vector<Frame> frames = makeCrowd(settings);
+  Host host(selector);
+  Frame working;
+  warmUp(Playback(frames), host, working);
+  for (auto _ : state) benchmark::DoNotOptimize(report(host.getTracker()));
+  state.counters["tracks"] = toDouble(report(host.getTracker()).size());
+}
+
+}  // namespace
+
+void registerTrackers() {
+  for (int selector = 0; selector < kSelectors; ++selector) {
+    const std::string name = trackerName(selector);
+    for (const std::size_t objects : {10, 30, 100, 300, 1000, 2000}) {
+      CrowdSettings settings;
+      settings.objects = objects;
+      benchmark::RegisterBenchmark(("crowd/" + name + "/" + std::to_string(objects)).c_str(), runPasses, selector,
+                                   settings)
+          ->UseManualTime()
+          ->Iterations(std::clamp(3000 / static_cast<int>(objects), 3, 40));
+    }
+    for (const std::size_t featureLength : {0, 128}) {
+      if (featureLength > 0 && selector != 1 && selector != 2) continue;
+      CrowdSettings settings;
+      settings.objects = 100;
+      settings.steady = true;
+      settings.featureLength = featureLength;
+      benchmark::RegisterBenchmark(("steady/" + name + "/" + std::to_string(featureLength)).c_str(), runPasses,
+                                   selector, settings)
+          ->UseManualTime()
+          ->Iterations(3);
+    }
+    benchmark::RegisterBenchmark(("thousandInTurn/" + name).c_str(), runThousandInTurn, selector)
+        ->UseManualTime()
+        ->Iterations(40);
+    benchmark::RegisterBenchmark(("getTracks/" + name).c_str(), [selector](benchmark::State& state) {
+      runReports(state, selector, [](const ObjectTracker& tracker) { return tracker.getTracks(); });
+    })->MinTime(0.05);
+    benchmark::RegisterBenchmark(("getDebugTracks/" + name).c_str(), [selector](benchmark::State& state) {
+      runReports(state, selector, [](const ObjectTracker& tracker) { return tracker.getDebugTracks(); });
+    })->MinTime(0.05);
+  }
+  for (const std::size_t objects : {30, 100, 300}) {
+    CrowdSettings settings;
+    settings.objects = objects;
+    benchmark::RegisterBenchmark(("hybridAgainstParts/" + std::to_string(objects)).c_str(), runHybridAgainstParts,
+                                 settings)
+        ->UseManualTime()
+        ->Iterations(std::clamp(3000 / static_cast<int>(objects), 9, 40));
+  }
+}
+
+}  // namespace nivra::bench
