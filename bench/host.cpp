@@ -1,6 +1,5 @@
 #include "host.h"
 
-#include <algorithm>
 #include <chrono>
 
 #include "allocations.h"
@@ -30,12 +29,6 @@ Cost Host::feed(const Frame& frame, Frame& working) {
   tracker->update(working, timestamp);
   const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
   return {elapsed.count(), allocations().calls - callsBefore};
-}
-
-double median(std::vector<double> values) {
-  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-  std::nth_element(values.begin(), middle, values.end());
-  return *middle;
 }
 
 }  // namespace nivra::bench

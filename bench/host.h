@@ -1,7 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 #include "world.h"
@@ -38,7 +41,18 @@ class Host {
   unsigned long long timestamp = 0;
 };
 
-/// The middle one, the higher of two.
-double median(std::vector<double> values);
+/// The cheapest time of each step of a pass, over passes that do the same work. Whatever else the machine does can only
+/// add to a step's time, and rarely hits the same step in every pass.
+class StepTimes {
+ public:
+  explicit StepTimes(std::size_t steps) : best(steps, std::numeric_limits<double>::infinity()) {}
+
+  void add(std::size_t step, double nanoseconds) { best[step] = std::min(best[step], nanoseconds); }
+  double sum() const { return std::accumulate(best.begin(), best.end(), 0.0); }
+  double mean() const { return sum() / static_cast<double>(best.size()); }
+
+ private:
+  std::vector<double> best;
+};
 
 }  // namespace nivra::bench

@@ -1,1 +1,221 @@
-int main() { return 0; }
+// Lets the four trackers run for millions of frames in a world where people come, go and come back, and fails if the
+// process grows.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "world.h"
+
+namespace nivra::bench {
+
+namespace {
+
+constexpr std::size_t kPeople = 6;
+constexpr std::size_t kCars = 3;
+constexpr std::size_t kFeatureLength = 16;
+constexpr int kFramesPerSecond = 25;
+constexpr int kTrackers = 4;
+constexpr long kMaxGrowthInKilobytes = 1024;
+constexpr int kReports = 10;
+
+/// Memory of the process that is in RAM, in kilobytes.
+long residentKilobytes() {
+  std::ifstream statm("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  if (!(statm >> total >> resident)) throw std::runtime_error("cannot read /proc/self/statm");
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+/// A number of frames between two times in seconds.
+int framesBetween(float low, float high, Random& random) {
+  return static_cast<int>(random.between(low, high) * kFramesPerSecond);
+}
+
+/// A person or car that is replaced by another one when it leaves.
+class Visitor {
+ public:
+  Visitor(bool visitorIsPerson, Random& random) : isPerson(visitorIsPerson) { enter(random); }
+
+  void advance(Random& random) {
+    center.x += velocity.x;
+    center.y += velocity.y;
+    if (std::abs(center.x) > kBorder) velocity.x = std::copysign(velocity.x, -center.x);
+    if (std::abs(center.y) > kBorder) velocity.y = std::copysign(velocity.y, -center.y);
+    if (--framesLeft > 0) return;
+    if (isAway && isComingBack) {
+      isAway = false;
+      framesLeft = framesBetween(6.0F, 20.0F, random);
+    } else if (isAway) {
+      enter(random);
+    } else {
+      isAway = true;
+      isComingBack = isPerson && random.happens(0.6F);
+      framesLeft = framesBetween(2.0F, 4.0F, random);
+    }
+  }
+
+  void shift(const Point& offset) {
+    center.x = std::clamp(center.x + offset.x, -kBorder, kBorder);
+    center.y = std::clamp(center.y + offset.y, -kBorder, kBorder);
+  }
+
+  void detect(Frame& frame, Random& random) const {
+    if (isAway || random.happens(0.05F)) return;
+    const float noise = 0.001F;
+    const Point seen = {center.x + random.between(-noise, noise), center.y + random.between(-noise, noise)};
+    frame.push_back(makeDetection(seen, isPerson ? 0.08F : 0.2F, isPerson ? 0.3F : 0.15F, isPerson,
+                                  static_cast<std::int32_t>(frame.size())));
+    frame.back().attributes = {{isPerson ? 1 : 2, 3, 70.0F}};
+    if (isPerson) frame.back().feature = observedFeature(feature, random);
+  }
+
+ private:
+  static constexpr float kBorder = 0.8F;
+
+  void enter(Random& random) {
+    center = {random.between(-kBorder, kBorder), random.between(-kBorder, kBorder)};
+    velocity = {random.between(-0.001F, 0.001F), random.between(-0.001F, 0.001F)};
+    if (isPerson) feature = randomFeature(kFeatureLength, random);
+    isAway = false;
+    framesLeft = framesBetween(6.0F, 20.0F, random);
+  }
+
+  bool isPerson;
+  Point center;
+  Point velocity;
+  std::vector<float> feature;
+  bool isAway = false;
+  bool isComingBack = false;
+  int framesLeft = 0;
+};
+
+/// What the tracker, not the world, made of the frames.
+struct Counts {
+  long births = 0;
+  long removals = 0;
+  long revivals = 0;
+  long cameraMovements = 0;
+};
+
+/// A camera that moves now and then, what it sees, and its tracker.
+class Camera {
+ public:
+  explicit Camera(int selector) : random(static_cast<std::uint32_t>(selector) + 1) {
+    server.setCameraMotionTracker(this, 0, moved);
+    // The server is the process-wide one until the next camera's is made, and the tracker takes that one.
+    tracker = makeTracker(selector, {}, labelAssociations(), kAspectRatio);
+    for (std::size_t i = 0; i < kPeople; ++i) visitors.emplace_back(true, random);
+    for (std::size_t i = 0; i < kCars; ++i) visitors.emplace_back(false, random);
+  }
+
+  void nextFrame() {
+    for (Visitor& visitor : visitors) visitor.advance(random);
+    if (random.happens(1.0F / 1000.0F)) moveCamera();
+    frame.clear();
+    for (const Visitor& visitor : visitors) visitor.detect(frame, random);
+    timestamp += kFrameDuration;
+    const TrackUpdateResult result = tracker->update(frame, timestamp);
+    counts.removals += static_cast<long>(result.removedIds.size());
+    counts.revivals += static_cast<long>(result.mergedIds.size());
+    for (const TrackedObjectDetection& track : tracker->getTracks()) countBirth(track.id);
+  }
+
+  const Counts& getCounts() const { return counts; }
+
+ private:
+  static bool moved(void* camera, int, Point& point) {
+    auto& self = *static_cast<Camera*>(camera);
+    point.x += self.offset.x;
+    point.y += self.offset.y;
+    self.wasAsked = true;
+    return true;
+  }
+
+  void moveCamera() {
+    offset = {random.between(-0.1F, 0.1F), random.between(-0.1F, 0.1F)};
+    for (Visitor& visitor : visitors) visitor.shift(offset);
+    wasAsked = false;
+    server.updateClients();
+    if (wasAsked) ++counts.cameraMovements;
+  }
+
+  /// Identities ascend, in the hybrid tracker those of its two halves, which are even and odd, each on its own.
+  void countBirth(std::int32_t id) {
+    std::int32_t& latest = latestIds[static_cast<std::size_t>(id % 2)];
+    if (id <= latest) return;
+    latest = id;
+    ++counts.births;
+  }
+
+  MotionTrackerServer server;
+  std::unique_ptr<ObjectTracker> tracker;
+  Random random;
+  std::vector<Visitor> visitors;
+  Frame frame;
+  unsigned long long timestamp = 0;
+  Point offset;
+  bool wasAsked = false;
+  std::array<std::int32_t, 2> latestIds = {-1, -1};
+  Counts counts;
+};
+
+/// @return Whether the process kept its size and every tracker had its share of events.
+bool soak(long frames) {
+  std::vector<std::unique_ptr<Camera>> cameras;
+  for (int selector = 0; selector < kTrackers; ++selector) cameras.push_back(std::make_unique<Camera>(selector));
+
+  const long warmUp = frames / 20;
+  const long interval = std::max(1L, frames / kReports);
+  long before = 0;
+  for (long done = 0; done < frames; ++done) {
+    if (done == warmUp) {
+      before = residentKilobytes();
+      std::cout << "after " << done << " frames: " << before << " kB resident\n";
+    }
+    cameras[static_cast<std::size_t>(done % kTrackers)]->nextFrame();
+    if ((done + 1) % interval == 0) {
+      std::cout << "after " << done + 1 << " frames: " << residentKilobytes() << " kB resident" << std::endl;
+    }
+  }
+  const long growth = residentKilobytes() - before;
+  std::cout << "growth after warm-up: " << growth << " kB, at most " << kMaxGrowthInKilobytes << " allowed\n";
+
+  bool isEventful = true;
+  constexpr const char* kNames[kTrackers] = {"vanilla", "reid", "hybrid", "lowFps"};
+  for (int selector = 0; selector < kTrackers; ++selector) {
+    const Counts& counts = cameras[static_cast<std::size_t>(selector)]->getCounts();
+    std::cout << kNames[selector] << ": " << counts.births << " births, " << counts.removals << " removals, "
+              << counts.revivals << " revivals, " << counts.cameraMovements << " camera movements\n";
+    const bool canRevive = selector == 1 || selector == 2;
+    isEventful = isEventful && counts.births > 0 && counts.removals > 0 && counts.cameraMovements > 0 &&
+                 (counts.revivals > 0 || !canRevive);
+  }
+  if (!isEventful) std::cout << "something never happened: too few frames, or a fault\n";
+  return growth <= kMaxGrowthInKilobytes && isEventful;
+}
+
+}  // namespace
+
+}  // namespace nivra::bench
+
+int main(int argc, char** argv) {
+  char* end = nullptr;
+  const long frames = argc > 1 ? std::strtol(argv[1], &end, 10) : 5'000'000;
+  if (argc > 2 || (end != nullptr && *end != '\0') || frames < 1) {
+    std::cerr << "usage: nivra_soak [frames]\n";
+    return 2;
+  }
+  return nivra::bench::soak(frames) ? 0 : 1;
+}

@@ -1,8 +1,11 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "allocations.h"
@@ -19,14 +22,25 @@ constexpr std::size_t kWarmUpPasses = 2;
 double toDouble(std::size_t count) { return static_cast<double>(count); }
 
 /// One pass of a crowd through one tracker.
-Cost play(const Playback& playback, Host& host, Frame& working) {
-  Cost cost;
-  for (std::size_t step = 0; step < playback.passLength(); ++step) cost += host.feed(playback[step], working);
-  return cost;
+Cost play(const Playback& playback, Host& host, Frame& working, StepTimes& times) {
+  Cost total;
+  for (std::size_t step = 0; step < playback.passLength(); ++step) {
+    const Cost cost = host.feed(playback[step], working);
+    times.add(step, cost.nanoseconds);
+    total += cost;
+  }
+  return total;
 }
 
 void warmUp(const Playback& playback, Host& host, Frame& working) {
-  for (std::size_t pass = 0; pass < kWarmUpPasses; ++pass) play(playback, host, working);
+  StepTimes ignored(playback.passLength());
+  for (std::size_t pass = 0; pass < kWarmUpPasses; ++pass) play(playback, host, working, ignored);
+}
+
+std::set<std::int32_t> identities(const ObjectTracker& tracker) {
+  std::set<std::int32_t> ids;
+  for (const internal::DebugTrack& track : tracker.getDebugTracks()) ids.insert(track.track.id);
+  return ids;
 }
 
 /// How many pairs a frame offers to the vanilla tracker's choice, on average. Takes a tracker through the frames by its
@@ -46,34 +60,35 @@ double countVanillaCandidates(const Playback& playback) {
   return toDouble(candidates) / toDouble(playback.passLength());
 }
 
-/// Each iteration is a pass. The cheapest pass counts: all of them do the same work, and whatever else the machine does
-/// can only add to it.
+/// Each iteration is a pass.
 void runPasses(benchmark::State& state, int selector, const CrowdSettings& settings) {
   const std::vector<Frame> frames = makeCrowd(settings);
   const Playback playback(frames);
   Frame working;
   auto host = std::make_unique<Host>(selector);
   warmUp(playback, *host, working);
-  Cost total;
-  double best = 0.0;
+
+  const std::set<std::int32_t> idsBefore = identities(host->getTracker());
+  StepTimes times(playback.passLength());
+  std::size_t allocationCount = 0;
   for (auto _ : state) {
-    const Cost cost = play(playback, *host, working);
-    best = total.nanoseconds > 0.0 ? std::min(best, cost.nanoseconds) : cost.nanoseconds;
-    total += cost;
+    const Cost cost = play(playback, *host, working, times);
+    allocationCount += cost.allocations;
     state.SetIterationTime(cost.nanoseconds * 1e-9);
   }
-  const double tracks = toDouble(host->getTracker().getDebugTracks().size());
+  const std::set<std::int32_t> ids = identities(host->getTracker());
+  const auto isNew = [&](std::int32_t id) { return idsBefore.count(id) == 0; };
   const std::size_t liveWithTracker = allocations().liveBytes;
   host.reset();
   const std::size_t trackerBytes = liveWithTracker - allocations().liveBytes;
 
-  const double frameCount = toDouble(playback.passLength());
-  state.counters["ns_per_frame"] = best / frameCount;
-  state.counters["ns_per_track"] = best / frameCount / toDouble(settings.objects);
+  state.counters["ns_per_frame"] = times.mean();
+  state.counters["ns_per_track"] = times.mean() / toDouble(settings.objects);
   state.counters["allocations_per_frame"] =
-      toDouble(total.allocations) / frameCount / static_cast<double>(state.iterations());
-  state.counters["tracks"] = tracks;
-  state.counters["bytes_per_track"] = toDouble(trackerBytes) / tracks;
+      toDouble(allocationCount) / toDouble(playback.passLength()) / static_cast<double>(state.iterations());
+  state.counters["tracks"] = toDouble(ids.size());
+  state.counters["new_tracks"] = static_cast<double>(std::count_if(ids.begin(), ids.end(), isNew));
+  state.counters["bytes_per_track"] = toDouble(trackerBytes) / toDouble(ids.size());
   if (selector == 0) state.counters["candidates_per_frame"] = countVanillaCandidates(playback);
 }
 
@@ -99,28 +114,29 @@ void runHybridAgainstParts(benchmark::State& state, const CrowdSettings& setting
   Frame workingWhole;
   Frame workingPeople;
   Frame workingOthers;
-  Cost hybridCost;
-  Cost partsCost;
-  const auto pass = [&] {
-    hybridCost = {};
-    partsCost = {};
+  StepTimes hybridTimes(whole.passLength());
+  StepTimes partsTimes(whole.passLength());
+  const auto pass = [&](StepTimes& hybridSteps, StepTimes& partsSteps) {
+    Cost hybridCost;
     for (std::size_t step = 0; step < whole.passLength(); ++step) {
-      const auto feedHybrid = [&] { hybridCost += hybrid.feed(whole[step], workingWhole); };
+      const auto feedHybrid = [&] {
+        const Cost cost = hybrid.feed(whole[step], workingWhole);
+        hybridSteps.add(step, cost.nanoseconds);
+        hybridCost += cost;
+      };
       // Whoever comes first finds the caches as the other left them.
       if (step % 2 == 0) feedHybrid();
-      partsCost += vanilla.feed(otherPart[step], workingOthers);
-      partsCost += reid.feed(peoplePart[step], workingPeople);
+      Cost parts = vanilla.feed(otherPart[step], workingOthers);
+      parts += reid.feed(peoplePart[step], workingPeople);
+      partsSteps.add(step, parts.nanoseconds);
       if (step % 2 != 0) feedHybrid();
     }
+    return hybridCost;
   };
-  for (std::size_t i = 0; i < kWarmUpPasses; ++i) pass();
-  std::vector<double> ratios;
-  for (auto _ : state) {
-    pass();
-    ratios.push_back(hybridCost.nanoseconds / partsCost.nanoseconds);
-    state.SetIterationTime(hybridCost.nanoseconds * 1e-9);
-  }
-  state.counters["ratio"] = median(ratios);
+  StepTimes ignored(whole.passLength());
+  for (std::size_t i = 0; i < kWarmUpPasses; ++i) pass(ignored, ignored);
+  for (auto _ : state) state.SetIterationTime(pass(hybridTimes, partsTimes).nanoseconds * 1e-9);
+  state.counters["ratio"] = hybridTimes.sum() / partsTimes.sum();
 }
 
 /// A thousand trackers in turn, each with caches full of the others, against one that has them for itself.
@@ -136,28 +152,28 @@ void runThousandInTurn(benchmark::State& state, int selector) {
   std::vector<Host> crowd;
   for (std::size_t i = 0; i < kTrackers; ++i) crowd.emplace_back(selector);
   std::size_t round = 0;
-  Cost one;
-  Cost all;
-  // The crowd's trackers stand at different places of the same film, so that a round shows the frames that the lonely
-  // tracker sees in its thousand steps.
+  // The crowd's trackers stand at different places of the same film, so that a round shows about the frames that the
+  // lonely tracker sees in its thousand steps.
   const auto playRound = [&] {
-    one = {};
-    all = {};
-    for (std::size_t i = 0; i < kTrackers; ++i) one += lonely.feed(playback[round * kTrackers + i], working);
-    for (std::size_t i = 0; i < kTrackers; ++i) all += crowd[i].feed(playback[round + i], working);
+    std::pair<Cost, Cost> oneAndAll;
+    for (std::size_t i = 0; i < kTrackers; ++i) {
+      oneAndAll.first += lonely.feed(playback[round * kTrackers + i], working);
+    }
+    for (std::size_t i = 0; i < kTrackers; ++i) oneAndAll.second += crowd[i].feed(playback[round + i], working);
     ++round;
+    return oneAndAll;
   };
   for (std::size_t i = 0; i < 50; ++i) playRound();
-  std::vector<double> ratios;
-  double best = 0.0;
+  StepTimes one(1);
+  StepTimes all(1);
   for (auto _ : state) {
-    playRound();
-    ratios.push_back(all.nanoseconds / one.nanoseconds);
-    best = best > 0.0 ? std::min(best, all.nanoseconds) : all.nanoseconds;
-    state.SetIterationTime(all.nanoseconds * 1e-9);
+    const auto [oneCost, allCost] = playRound();
+    one.add(0, oneCost.nanoseconds);
+    all.add(0, allCost.nanoseconds);
+    state.SetIterationTime(allCost.nanoseconds * 1e-9);
   }
-  state.counters["ratio"] = median(ratios);
-  state.counters["ns_per_frame"] = best / toDouble(kTrackers);
+  state.counters["ratio"] = all.sum() / one.sum();
+  state.counters["ns_per_frame"] = all.sum() / toDouble(kTrackers);
 }
 
 template <class Report>
@@ -183,7 +199,7 @@ void registerTrackers() {
       benchmark::RegisterBenchmark(("crowd/" + name + "/" + std::to_string(objects)).c_str(), runPasses, selector,
                                    settings)
           ->UseManualTime()
-          ->Iterations(std::clamp(3000 / static_cast<int>(objects), 3, 40));
+          ->Iterations(std::clamp(2000 / static_cast<int>(objects), 4, 20));
     }
     for (const std::size_t featureLength : {0, 128}) {
       if (featureLength > 0 && selector != 1 && selector != 2) continue;
@@ -212,7 +228,7 @@ void registerTrackers() {
     benchmark::RegisterBenchmark(("hybridAgainstParts/" + std::to_string(objects)).c_str(), runHybridAgainstParts,
                                  settings)
         ->UseManualTime()
-        ->Iterations(std::clamp(3000 / static_cast<int>(objects), 9, 40));
+        ->Iterations(std::clamp(2000 / static_cast<int>(objects), 8, 20));
   }
 }
 

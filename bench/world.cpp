@@ -96,7 +96,7 @@ std::vector<Frame> makeCrowd(const CrowdSettings& settings) {
       result.low = settings.steady ? middle - 0.4F * squareSide : -0.95F;
       result.high = settings.steady ? middle + 0.4F * squareSide : 0.95F;
       result.position = random.between(result.low, result.high);
-      result.velocity = random.between(-0.5F, 0.5F) * side;
+      result.velocity = random.between(-0.25F, 0.25F) * side;
       return result;
     };
     const bool isPerson = settings.peopleOnly || i % 3 != 0;

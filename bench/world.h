@@ -43,9 +43,10 @@ ObjectDetection makeDetection(const Point& center, float width, float height, bo
 /// A crowd that is equally dense whatever its size.
 ///
 /// Each object has, on average, a square of the picture for itself; its box covers 0.25 of that square's side in width
-/// and 0.36 in height, together 0.3. With boxes spread at random that means that every third one overlaps another
-/// at any moment: a busy place, but not a crush. Objects walk straight on, up to half a square's side per second, and
-/// bounce off the picture's border.
+/// and 0.36 in height, together 0.3. With boxes spread at random, three in ten overlap another at any moment: a busy
+/// place, but not a crush. Objects move straight on, up to their own width per second on each axis, and bounce off the
+/// picture's border. They are no faster because a turn on the spot at twice that speed leaves the track behind, and the
+/// benchmarks are to show the cost of following objects, not of losing them.
 struct CrowdSettings {
   std::size_t objects = 0;
   /// Without dropouts and clutter, and everybody bounces off the border of a square of its own: nobody starts or ends.
