@@ -154,8 +154,8 @@ void runGalleries(benchmark::State& state, std::size_t people, std::size_t featu
 }  // namespace
 
 void registerGalleries() {
-  for (const std::size_t people : {10, 30, 100, 300}) {
-    for (const std::size_t featureLength : {128, 256, 512}) {
+  for (const std::size_t people : {10U, 30U, 100U, 300U}) {
+    for (const std::size_t featureLength : {128U, 256U, 512U}) {
       const std::string name = "galleries/" + std::to_string(people) + "/" + std::to_string(featureLength);
       benchmark::RegisterBenchmark(name.c_str(), runGalleries, people, featureLength)
           ->UseManualTime()

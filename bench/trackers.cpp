@@ -199,7 +199,7 @@ void runReports(benchmark::State& state, int selector, Report report) {
 void registerTrackers() {
   for (int selector = 0; selector < kSelectors; ++selector) {
     const std::string name = trackerName(selector);
-    for (const std::size_t objects : {10, 30, 100, 300, 1000, 2000}) {
+    for (const std::size_t objects : {10U, 30U, 100U, 300U, 1000U, 2000U}) {
       CrowdSettings settings;
       settings.objects = objects;
       benchmark::RegisterBenchmark(("crowd/" + name + "/" + std::to_string(objects)).c_str(), runPasses, selector,
@@ -207,7 +207,7 @@ void registerTrackers() {
           ->UseManualTime()
           ->Iterations(std::clamp(2000 / static_cast<int>(objects), 4, 20));
     }
-    for (const std::size_t featureLength : {0, 128}) {
+    for (const std::size_t featureLength : {0U, 128U}) {
       if (featureLength > 0 && selector != 1 && selector != 2) continue;
       CrowdSettings settings;
       settings.objects = 100;
@@ -228,7 +228,7 @@ void registerTrackers() {
       runReports(state, selector, [](const ObjectTracker& tracker) { return tracker.getDebugTracks(); });
     })->MinTime(0.05);
   }
-  for (const std::size_t objects : {30, 100, 300}) {
+  for (const std::size_t objects : {30U, 100U, 300U}) {
     CrowdSettings settings;
     settings.objects = objects;
     benchmark::RegisterBenchmark(("hybridAgainstParts/" + std::to_string(objects)).c_str(), runHybridAgainstParts,
