@@ -217,5 +217,10 @@ int main(int argc, char** argv) {
     std::cerr << "usage: nivra_soak [frames]\n";
     return 2;
   }
-  return nivra::bench::soak(frames) ? 0 : 1;
+  try {
+    return nivra::bench::soak(frames) ? 0 : 1;
+  } catch (const std::exception& error) {
+    std::cerr << "nivra_soak: " << error.what() << '\n';
+    return 1;
+  }
 }
