@@ -85,7 +85,7 @@ TrackUpdateResult ReidTracker::updateFrame(DetectionRange detections, unsigned l
 
 void ReidTracker::predict(unsigned long long timestamp) {
   TimeStep step;
-  for (ObjectTrack& track : tracks) track.predict(timestamp, step);
+  predictTracks(tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
 }
 
 TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {

@@ -27,7 +27,7 @@ TrackUpdateResult VanillaTracker::updateFrame(DetectionRange detections, unsigne
 
 void VanillaTracker::predict(unsigned long long timestamp) {
   TimeStep step;
-  for (ObjectTrack& track : tracks) track.predict(timestamp, step);
+  predictTracks(tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
 }
 
 void VanillaTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {

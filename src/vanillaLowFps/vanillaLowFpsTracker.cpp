@@ -37,11 +37,11 @@ TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& det
 
 void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
   TimeStep step;
-  for (ObjectTrack& track : tracks) {
+  predictTracks(tracks, [&](ObjectTrack& track) {
     const bool isOverlapping =
         std::binary_search(overlappingTrackIds.begin(), overlappingTrackIds.end(), track.getId());
     track.predict(timestamp, track.getLabel() != kPersonLabel && !isOverlapping, step);
-  }
+  });
 }
 
 void VanillaLowFpsTracker::findOverlappingTracks() {
