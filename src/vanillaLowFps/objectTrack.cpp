@@ -16,6 +16,9 @@ constexpr float kFastHorizontalSpeed = 0.3F;
 constexpr float kFastVerticalSpeed = 0.2F;
 constexpr float kFastProcessNoiseFactor = 6.0F;
 
+bool isFastHorizontally(const Point& velocity) { return std::abs(velocity.x) > kFastHorizontalSpeed; }
+bool isFastVertically(const Point& velocity) { return std::abs(velocity.y) > kFastVerticalSpeed; }
+
 constexpr float kPersonWidthFactorLimit = 1.7F;
 
 constexpr float kSureVehicleScore = 65.0F;  // percent
@@ -51,9 +54,14 @@ std::vector<float> ObjectTrack::getProcessNoiseFactors(bool useVelocityNoise) co
 std::array<float, 4> ObjectTrack::processNoiseFactors(bool useVelocityNoise) const {
   if (!useVelocityNoise) return {1.0F, 1.0F, 1.0F, 1.0F};
   const Point velocity = track.boxFilter.getVelocity();
-  const float x = std::abs(velocity.x) > kFastHorizontalSpeed ? kFastProcessNoiseFactor : 1.0F;
-  const float y = std::abs(velocity.y) > kFastVerticalSpeed ? kFastProcessNoiseFactor : 1.0F;
+  const float x = isFastHorizontally(velocity) ? kFastProcessNoiseFactor : 1.0F;
+  const float y = isFastVertically(velocity) ? kFastProcessNoiseFactor : 1.0F;
   return {x, y, y, y};
+}
+
+bool ObjectTrack::isFast() const {
+  const Point velocity = track.boxFilter.getVelocity();
+  return isFastHorizontally(velocity) || isFastVertically(velocity);
 }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {

@@ -30,39 +30,53 @@ VanillaLowFpsTracker::~VanillaLowFpsTracker() = default;
 TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  findOverlappingTracks();
+  noteTracks();
   updateTracks(detections, timestamp);
   return {pruneExpiredTracks(), {}};
 }
 
 void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
+  bool areOverlapsKnown = false;
+  const auto wasOverlapping = [&](int id) {
+    if (!areOverlapsKnown) findOverlappingTracks(overlappingTrackIds);
+    areOverlapsKnown = true;
+    return std::binary_search(overlappingTrackIds.begin(), overlappingTrackIds.end(), id);
+  };
   TimeStep step;
   predictTracks(tracks, [&](ObjectTrack& track) {
-    const bool isOverlapping =
-        std::binary_search(overlappingTrackIds.begin(), overlappingTrackIds.end(), track.getId());
-    track.predict(timestamp, track.getLabel() != kPersonLabel && !isOverlapping, step);
+    const bool useVelocityNoise = track.isFast() && track.getLabel() != kPersonLabel && !wasOverlapping(track.getId());
+    track.predict(timestamp, useVelocityNoise, step);
   });
 }
 
-void VanillaLowFpsTracker::findOverlappingTracks() {
+void VanillaLowFpsTracker::noteTracks() {
   const LabelTable& labels = matching->getLabels();
   overlaps->clear();
+  notedTracks.clear();
   std::size_t later = tracks.size();
   for (const ObjectTrack& track : tracks) {
     overlaps->add(track.getBox());
+    notedTracks.push_back({track.getId(), labels.numberOf(track.getLabel())});
     --later;
-    if (labels.hasEntry(labels.numberOf(track.getLabel()))) continue;
+    if (labels.hasEntry(notedTracks.back().label)) continue;
     for (std::size_t i = 0; i < later; ++i) reportFault("Got class without known associations: " + track.getLabel());
   }
+}
 
-  overlappingTrackIds.clear();
+void VanillaLowFpsTracker::findOverlappingTracks(std::vector<int>& ids) const {
+  ids.clear();
   overlaps->visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
-    const std::uint32_t label = labels.numberOf(tracks[a].getLabel());
-    if (!labels.isAdmissible(label, labels.numberOf(tracks[b].getLabel()))) return;
-    overlappingTrackIds.push_back(tracks[a].getId());
-    overlappingTrackIds.push_back(tracks[b].getId());
+    if (!matching->getLabels().isAdmissible(notedTracks[a].label, notedTracks[b].label)) return;
+    ids.push_back(notedTracks[a].id);
+    ids.push_back(notedTracks[b].id);
   });
-  std::sort(overlappingTrackIds.begin(), overlappingTrackIds.end());
+  std::sort(ids.begin(), ids.end());
+}
+
+std::set<int> VanillaLowFpsTracker::getOverlappingTrackIds() const {
+  std::vector<int> ids;
+  findOverlappingTracks(ids);
+  return {ids.begin(), ids.end()};
 }
 
 std::vector<AssociationCandidate> VanillaLowFpsTracker::associate(const std::vector<ObjectDetection>& detections) {

@@ -31,6 +31,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// speed of 0.3 picture units per second, 6 for the others above a vertical speed of 0.2, else 1.
   std::vector<float> getProcessNoiseFactors(bool useVelocityNoise) const;
 
+  /// Whether any of these factors would not be 1.
+  bool isFast() const;
+
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
   /// Adds a third of the second class's score to the track's score when both best classes are vehicles and

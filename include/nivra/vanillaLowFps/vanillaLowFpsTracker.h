@@ -53,21 +53,30 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
   /// Identities of the tracks found overlapping at the latest `update`.
-  std::set<int> getOverlappingTrackIds() const { return {overlappingTrackIds.begin(), overlappingTrackIds.end()}; }
+  std::set<int> getOverlappingTrackIds() const;
 
  private:
   void matchAndStart(DetectionRange detections, unsigned long long timestamp);
   void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
-  /// Notes the tracks whose box overlaps that of a track whose label they may take. A label without
-  /// associations is reported as a fault, once for every later track.
-  void findOverlappingTracks();
+  /// Notes where the tracks are. A label without associations is reported as a fault, once for every later track.
+  void noteTracks();
+  /// Lists the identities of the tracks, as noted, whose box overlapped that of a track whose label they may take.
+  void findOverlappingTracks(std::vector<int>& ids) const;
+
+  struct NotedTrack {
+    int id;
+    std::uint32_t label;
+  };
 
   vanilla::TrackerParams params;    // every track points at this copy
   std::vector<ObjectTrack> tracks;  // oldest first
   std::int32_t nextId = 0;
   std::unique_ptr<LikelihoodMatching<ObjectTrack>> matching;
+  // Which tracks overlapped at the latest update matters only to fast ones at the next prediction. Until then, what is
+  // needed to find out is kept: boxes in the search, the rest beside them.
   std::unique_ptr<OverlapSearch> overlaps;
-  std::vector<int> overlappingTrackIds;  // ascending
+  std::vector<NotedTrack> notedTracks;
+  std::vector<int> overlappingTrackIds;
   CameraMotionSubscription cameraMotion;
 };
 
