@@ -18,6 +18,7 @@ class DetectionIndex {
   explicit DetectionIndex(const LabelAssociations& associations) : labels(associations) {}
 
   const LabelTable& getLabels() const { return labels; }
+  std::uint32_t labelNumberOf(std::uint32_t detection) const { return labelNumbers[detection]; }
 
   /// @param placeOf Gives the place of a detection, or nothing for one that is to be found in every window. A detection
   ///   whose place is not a number is found in none.

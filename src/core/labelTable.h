@@ -24,6 +24,9 @@ class LabelTable {
     return number;
   }
 
+  /// All labels by their numbers; in place of the unknown ones stands an empty one.
+  const std::vector<std::string>& getLabels() const { return labels; }
+
   /// Whether the map has an entry for the label.
   bool hasEntry(std::uint32_t label) const { return entries[label] != 0; }
 

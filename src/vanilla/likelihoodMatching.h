@@ -24,7 +24,12 @@ template <class Track>
 class LikelihoodMatching {
  public:
   LikelihoodMatching(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations)
-      : params(trackerParams), index(associations) {}
+      : params(trackerParams), index(associations) {
+    for (const std::string& label : index.getLabels().getLabels()) {
+      limits.push_back(Track::widthFactorLimit(params, label));
+    }
+    widestLimit = *std::max_element(limits.begin(), limits.end());
+  }
 
   /// Finds all pairs that pass the track's gates, track by track.
   void findPairs(const std::vector<Track>& tracks, DetectionRange detections) {
@@ -38,7 +43,7 @@ class LikelihoodMatching {
 
   /// Minus the likelihood of a pair found.
   float costOf(const std::vector<Track>& tracks, const GreedyMatching::Pair& pair) const {
-    return -tracks[pair.first].getBoxFilter().likelihoodOf(prepared[pair.second].measurement);
+    return -tracks[pair.first].getBoxFilter().likelihoodOf(measurements[pair.second]);
   }
 
   /// Chooses among the pairs found. Tracks once confirmed come before tentative ones, which only get what no confirmed
@@ -54,22 +59,13 @@ class LikelihoodMatching {
   bool isLeft(std::uint32_t detection) const { return matching.isFree(detection); }
 
  private:
-  /// What the gates read of a detection.
-  struct Prepared {
-    KalmanBoxFilter::Measurement measurement;
-    float widthFactorLimit;
-  };
-
   void prepare(DetectionRange detections) {
-    prepared.clear();
-    widestLimit = params.widthFactorGating;
+    measurements.clear();
     for (const ObjectDetection& detection : detections) {
-      const float limit = Track::widthFactorLimit(params, detection.label);
-      widestLimit = std::max(widestLimit, limit);
-      prepared.push_back({KalmanBoxFilter::measure(detection.box), limit});
+      measurements.push_back(KalmanBoxFilter::measure(detection.box));
     }
     index.fill(detections, [this](std::uint32_t i) -> std::optional<Point> {
-      const auto [x, y, w, h] = prepared[i].measurement;
+      const auto [x, y, w, h] = measurements[i];
       return vanilla::BoxGate::isInReach(w, h) ? std::optional(Point{x, y}) : std::nullopt;
     });
   }
@@ -78,14 +74,15 @@ class LikelihoodMatching {
     const KalmanBoxFilter& filter = track.getBoxFilter();
     const vanilla::BoxGate gate(filter, params);
     index.visitAdmissible(track.getLabel(), gate.reach(widestLimit), [&](std::uint32_t i) {
-      const auto& [measurement, limit] = prepared[i];
-      if (gate.accepts(measurement, limit) && filter.accepts(measurement)) matching.propose(position, i);
+      const float limit = limits[index.labelNumberOf(i)];
+      if (gate.accepts(measurements[i], limit) && filter.accepts(measurements[i])) matching.propose(position, i);
     });
   }
 
   const vanilla::TrackerParams& params;
-  DetectionIndex index;            // by the centre of the box
-  std::vector<Prepared> prepared;  // by detection
+  DetectionIndex index;                                    // by the centre of the box
+  std::vector<KalmanBoxFilter::Measurement> measurements;  // by detection
+  std::vector<float> limits;                               // on the horizontal offset, by label number
   float widestLimit = 0.0F;
   GreedyMatching matching;
 };
