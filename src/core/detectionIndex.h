@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "core/detectionRange.h"
@@ -39,9 +38,9 @@ class DetectionIndex {
   }
 
   /// Calls visit(i), in no particular order, for the detections in the window that a track of the given label may take.
+  /// @param label Number of the label.
   template <class Visit>
-  void visitAdmissible(const std::string& trackLabel, const Window& window, Visit visit) {
-    const std::uint32_t label = labels.numberOf(trackLabel);
+  void visitAdmissible(std::uint32_t label, const Window& window, Visit visit) {
     const auto visitIfAdmissible = [&](std::uint32_t i) {
       if (labels.isAdmissible(label, labelNumbers[i])) visit(i);
     };

@@ -75,7 +75,7 @@ void DetectionMatching::findPairs(const std::vector<ObjectTrack*>& tracks, Detec
     const Box box = track.getBox();
     const Point reach = track.getBoxFilter().getMaxEdgeOffset();
     const Window window = {{box.left, box.bottom}, reach.x, reach.y};
-    index.visitAdmissible(track.getLabel(), window, [&](std::uint32_t i) {
+    index.visitAdmissible(index.getLabels().numberOf(track.getLabel()), window, [&](std::uint32_t i) {
       const std::optional<float> cost = gatedCost(track, detections[i], features[i], params);
       if (cost) matching.propose(position, i, *cost);
     });

@@ -73,7 +73,7 @@ class LikelihoodMatching {
   void findPairsOf(const Track& track, std::uint32_t position) {
     const KalmanBoxFilter& filter = track.getBoxFilter();
     const vanilla::BoxGate gate(filter, params);
-    index.visitAdmissible(track.getLabel(), gate.reach(widestLimit), [&](std::uint32_t i) {
+    index.visitAdmissible(track.getLabelNumber(index.getLabels()), gate.reach(widestLimit), [&](std::uint32_t i) {
       const float limit = limits[index.labelNumberOf(i)];
       if (gate.accepts(measurements[i], limit) && filter.accepts(measurements[i])) matching.propose(position, i);
     });

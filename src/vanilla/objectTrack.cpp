@@ -6,6 +6,7 @@
 
 #include "core/boxGeometry.h"
 #include "core/frameTime.h"
+#include "core/labelTable.h"
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
@@ -108,7 +109,10 @@ void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   const auto best = std::max_element(classScores.begin(), classScores.end(),
                                      [](const auto& a, const auto& b) { return a.score < b.score; });
   if (best == classScores.end()) return;
-  if (label != best->label) label = best->label;
+  if (label != best->label) {
+    label = best->label;
+    labelNumber.reset();
+  }
   score = best->score;
 }
 
@@ -128,6 +132,11 @@ bool ObjectTrack::passesGates(const ObjectDetection& detection, const LabelAssoc
 
   const auto measurement = KalmanBoxFilter::measure(detection.box);
   return BoxGate(boxFilter, *params).accepts(measurement, widthFactorLimit) && boxFilter.accepts(measurement);
+}
+
+std::uint32_t ObjectTrack::getLabelNumber(const LabelTable& labels) const {
+  if (!labelNumber) labelNumber = labels.numberOf(label);
+  return *labelNumber;
 }
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {

@@ -56,7 +56,7 @@ void VanillaLowFpsTracker::noteTracks() {
   std::size_t later = tracks.size();
   for (const ObjectTrack& track : tracks) {
     overlaps->add(track.getBox());
-    notedTracks.push_back({track.getId(), labels.numberOf(track.getLabel())});
+    notedTracks.push_back({track.getId(), track.getLabelNumber(labels)});
     --later;
     if (labels.hasEntry(notedTracks.back().label)) continue;
     for (std::size_t i = 0; i < later; ++i) reportFault("Got class without known associations: " + track.getLabel());

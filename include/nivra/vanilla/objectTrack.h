@@ -4,6 +4,7 @@
 /// One object followed by the vanilla tracker.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,9 +18,10 @@
 #include "nivra/trackerParams.h"
 
 namespace nivra {
+class LabelTable;
 template <class Track>
 class LikelihoodMatching;
-}
+}  // namespace nivra
 
 namespace nivra::vanillaLowFps {
 class ObjectTrack;
@@ -110,6 +112,8 @@ class NIVRA_EXPORT ObjectTrack {
   bool passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
                    float widthFactorLimit) const;
   const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
+  /// Number of the track's label in its tracker's table, looked up once per label.
+  std::uint32_t getLabelNumber(const LabelTable& labels) const;
   /// What `update` does before and after it updates the class scores; false if it refuses the detection.
   bool beginUpdate(const ObjectDetection& detection, unsigned long long timestamp);
   void finishUpdate(const ObjectDetection& detection);
@@ -119,6 +123,7 @@ class NIVRA_EXPORT ObjectTrack {
   KalmanBoxFilter boxFilter;
   float score;
   std::string label;
+  mutable std::optional<std::uint32_t> labelNumber;  // until the label changes
   std::uint64_t predictionTimestamp;
   const TrackerParams* params;
   std::vector<Classification> classScores;  // every label that any detection of this track listed, ascending

@@ -4,6 +4,7 @@
 /// One object followed by the low-frame-rate tracker.
 
 #include <array>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -65,10 +66,12 @@ class NIVRA_EXPORT ObjectTrack {
  private:
   template <class Track>
   friend class nivra::LikelihoodMatching;
+  friend class VanillaLowFpsTracker;
 
   std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
   static float widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel);
   const KalmanBoxFilter& getBoxFilter() const { return track.getBoxFilter(); }
+  std::uint32_t getLabelNumber(const LabelTable& labels) const { return track.getLabelNumber(labels); }
 
   vanilla::ObjectTrack track;
 };
