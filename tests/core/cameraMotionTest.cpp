@@ -104,9 +104,9 @@ TEST(CameraMotion, MovesTheClampedBoxAndKeepsItsVelocity) {
   pan.answers = false;
   pan.server->updateClients();
   EXPECT_EQ(leftOf(tracker), after.box.left);
-  for (const auto& [selector, callback] : {std::pair(0, vanilla::VanillaTracker::cameraMovedCallback),
-                                           std::pair(1, reid::ReidTracker::cameraMovedCallback),
-                                           std::pair(3, vanillaLowFps::VanillaLowFpsTracker::cameraMovedCallback)}) {
+  for (const auto& [selector, callback] : {std::pair(0, &vanilla::VanillaTracker::cameraMovedCallback),
+                                           std::pair(1, &reid::ReidTracker::cameraMovedCallback),
+                                           std::pair(3, &vanillaLowFps::VanillaLowFpsTracker::cameraMovedCallback)}) {
     const auto still = trackerAt(0, selector);
     callback(nullptr, still.get());
     callback(pan.server.get(), nullptr);
