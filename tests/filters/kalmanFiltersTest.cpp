@@ -144,6 +144,13 @@ TEST(KalmanBoxFilter4D, FollowsTheTextbookForm) {
     filter.predict(dt);
     oracle.predict(dt, q * sizeFactor(dt));
     const DenseKalman::Matrix s = oracle.innovation(r * sizeFactor(0));
+    ASSERT_NEAR((filter.getInnovationCovariance().cast<double>() - s).norm(), 0, 1e-3 * s.norm());
+    const Eigen::Vector2d unit(0.5 * dt * dt, dt);
+    for (int i = 0; i < 4; ++i) {
+      const Eigen::Matrix2d noise = q(i) * sizeFactor(0) * unit * unit.transpose();
+      const auto block = filter.getScaledQ(dt).block<2, 2>(2 * i, 2 * i);
+      ASSERT_NEAR((block.cast<double>() - noise).norm(), 0, 1e-3 * noise.norm());
+    }
     const Box box = boxAt(oracle.upTo(0.2F), oracle.upTo(0.2F), 0.15F + oracle.upTo(0.05F), 0.5F + oracle.upTo(0.1F));
     const double distance = std::sqrt(oracle.squaredDistance(box, s));
     ASSERT_NEAR(filter.mahalanobisDistance(box), distance, 1e-3 * (1 + distance));
