@@ -59,7 +59,7 @@ std::vector<std::vector<ObjectDetection>> recordedFrames() {
   std::vector<std::vector<ObjectDetection>> frames(kFrames);
   for (std::uint64_t frame = 0; frame < kFrames; ++frame) {
     const float x = 0.01F * static_cast<float>(frame);
-    auto& detections = frames[frame];
+    auto& detections = frames[static_cast<std::size_t>(frame)];
     detections.push_back(person(boxAt(x, 0), {1, 0, 0}));
     if (frame < 7 || frame > 10) detections.push_back(person(boxAt(-0.7F, x), {0, 1, 0}));
     if (frame < 4) detections.push_back(detectionOf(boxAt(0.7F, x), "car"));
@@ -99,7 +99,7 @@ TEST_P(AllocationFailure, LosesNothingButTheFrame) {
         std::vector<TrackedObjectDetection> tracks;
         untilFailure = frame < kLastFailure ? left : kNever;
         try {
-          result = tracker->update(frames[frame], (frame + 1) * kInterval);
+          result = tracker->update(frames[static_cast<std::size_t>(frame)], (frame + 1) * kInterval);
           tracks = tracker->getTracks();
           for (const internal::DebugTrack& debug : tracker->getDebugTracks()) {
             if (first < 0 && debug.lastDetectionId == 0) first = debug.track.id;
