@@ -148,7 +148,7 @@ TEST(KalmanBoxFilter4D, FollowsTheTextbookForm) {
     const Eigen::Vector2d unit(0.5 * dt * dt, dt);
     for (int i = 0; i < 4; ++i) {
       const Eigen::Matrix2d noise = q(i) * sizeFactor(0) * unit * unit.transpose();
-      const auto block = filter.getScaledQ(dt).block<2, 2>(2 * i, 2 * i);
+      const Eigen::Matrix2f block = filter.getScaledQ(dt).block<2, 2>(2 * i, 2 * i);
       ASSERT_NEAR((block.cast<double>() - noise).norm(), 0, 1e-3 * noise.norm());
     }
     const Box box = boxAt(oracle.upTo(0.2F), oracle.upTo(0.2F), 0.15F + oracle.upTo(0.05F), 0.5F + oracle.upTo(0.1F));
