@@ -4,7 +4,7 @@
 # needs no network, when all of it is there.
 set -euo pipefail
 
-packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev)
+packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
 case "${1:-}" in
   build) ;;
   test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev) ;;

@@ -1,0 +1,48 @@
+#include "jsonText.h"
+
+#include <fmt/compile.h>
+#include <fmt/format.h>
+#include <simdjson.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+namespace nivra::tool {
+
+namespace {
+
+bool isPlain(char character) {
+  return static_cast<unsigned char>(character) >= 0x20 && static_cast<unsigned char>(character) < 0x7F &&
+         character != '"' && character != '\\';
+}
+
+}  // namespace
+
+void appendQuoted(std::string& json, std::string_view text) {
+  json += '"';
+  if (std::all_of(text.begin(), text.end(), isPlain)) {
+    json += text;
+  } else {
+    const bool isUtf8 = simdjson::validate_utf8(text.data(), text.size());
+    for (const char character : text) {
+      const auto code = static_cast<unsigned char>(character);
+      if (isPlain(character) || (code > 0x7F && isUtf8)) {
+        json += character;
+      } else {
+        fmt::format_to(std::back_inserter(json), "\\u{:04x}", code);
+      }
+    }
+  }
+  json += '"';
+}
+
+void appendNumber(std::string& json, float number) {
+  if (std::isfinite(number)) {
+    fmt::format_to(std::back_inserter(json), FMT_COMPILE("{}"), number);
+  } else {
+    json += "null";
+  }
+}
+
+}  // namespace nivra::tool
