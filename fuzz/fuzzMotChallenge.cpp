@@ -64,7 +64,6 @@ void check(const tool::Sequence& sequence) {
     require(std::isfinite(detection.score), "confidences are numbers");
     require(detection.classifications.size() == 1, "the class is given once");
   }
-  tool::kMotChallenge.formatTracks(lastFrame, {TrackedObjectDetection{}}, sequence);
 }
 
 void run(std::string_view text) {
@@ -83,11 +82,11 @@ void run(std::string_view text) {
     else
       fs::remove(others[i], ignored);
   }
-  tool::SequenceSettings settings;
+  tool::ReadSettings settings;
   if ((mode & 8U) != 0) settings.picture = tool::PictureSize{640, 480};
   if ((mode & 16U) != 0) settings.frameRate = 25.0;
   try {
-    check(tool::kMotChallenge.read(givesFolder ? folder.path : detections, settings));
+    check(tool::readMotChallenge((givesFolder ? folder.path : detections).string(), settings));
   } catch (const tool::FileError& error) {
     require(*error.what() != '\0', "an error says what is wrong");
   } catch (const tool::UsageError&) {

@@ -21,7 +21,7 @@ step "Building" cmake --build "$build" --target nivra_cli
 tool=$build/tools/nivra/nivra
 sample=examples/data/plaza
 tracks=$build/plaza.txt
-step "Tracking $sample" "$tool" track "$sample" --tracker reid --confident-only -o "$tracks"
+step "Tracking $sample" "$tool" track "$sample" --tracker reid --confident-only --verbose --force -o "$tracks"
 
 echo
 awk -F, '

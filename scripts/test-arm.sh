@@ -37,7 +37,7 @@ largest_distance() { # sequence, two files with the same frames and identities
 echo "== Comparing tracks with those of $(uname -m)"
 for sequence in "${sequences[@]}"; do
   for tracker in vanilla reid hybrid lowfps; do
-    arguments=(track "$sequence" --tracker "$tracker" --quiet -o)
+    arguments=(track "$sequence" --tracker "$tracker" --force -o)
     "build/host/$tool" "${arguments[@]}" "$tracks/host"
     for target in aarch64 armhf; do
       ${emulator[$target]} "build/$target/$tool" "${arguments[@]}" "$tracks/$target"

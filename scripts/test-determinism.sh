@@ -27,7 +27,7 @@ failed=0
 for sequence in "${sequences[@]}"; do
   for tracker in vanilla reid hybrid lowfps; do
     for build in "${builds[@]}"; do
-      "$build/tools/nivra/nivra" track "$sequence" --tracker "$tracker" --quiet -o "$build/tracks.txt"
+      "$build/tools/nivra/nivra" track "$sequence" --tracker "$tracker" --force -o "$build/tracks.txt"
       if [ "$build" = "${builds[0]}" ]; then
         [ -s "$build/tracks.txt" ] || { echo "$sequence, $tracker: no tracks" >&2; exit 1; }
       elif cmp "${builds[0]}/tracks.txt" "$build/tracks.txt"; then

@@ -11,8 +11,16 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
   const std::string key = "vanilla.scoreAbsorption";
   const Case cases[] = {
       {{}, "subcommand"},
-      {{"track"}, "INPUT"},
-      {{"track", kPlaza, "other"}, "other"},
+      {{"track", ""}, "INPUT"},
+      {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge or coco"},
+      {{"track", kPlaza, "--to", "coco"}, "coco files hold no tracks"},
+      {{"track", kPlaza, kPlaza}, "-o takes a folder"},
+      {{"track", kPlaza, kPlaza, "-o", "unused/"}, "the tracks of two inputs would be called plaza.txt"},
+      {{"track", kPlaza, "--associate", "car"}, "--associate car: "},
+      {{"track", kPlaza, "--associate", "car=car,,bus"}, "--associate car,,bus: an empty label"},
+      {{"track", kPlaza, "--labels", "car,"}, "--labels car,: an empty label"},
+      {{"track", kPlaza, "--category", "one=car"}, "--category one: "},
+      {{"track", kPlaza, "--idle-timeout", "0"}, "--idle-timeout 0: "},
       {{"track", kPlaza, "--fast"}, "--fast"},
       {{"track", kPlaza, "-o", ""}, "--output"},
       {{"track", kPlaza + "/det/det.txt"}, "give --picture WxH and --fps F"},

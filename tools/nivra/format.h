@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,8 +18,8 @@ namespace nivra::tool {
 struct ReadSettings {
   std::optional<PictureSize> picture;
   std::optional<double> frameRate;
-  std::string label = "human";                   // of detections that come without
-  std::map<std::int64_t, std::string> category;  // the labels of numbered categories
+  std::string label = "human";                     // of detections that come without
+  std::map<std::int64_t, std::string> categories;  // the labels of numbered categories
 };
 
 /// Hands out an input record by record.
@@ -39,15 +39,36 @@ class Reader {
   virtual std::optional<double> progress() const { return std::nullopt; }
 };
 
-/// What came of one frame.
-struct TrackedFrame {
-  Frame frame;
-  std::vector<internal::DebugTrack> tracks;  // `lastDetectionId` is a position in `frame`, or -1
+/// What a tracker made of a frame.
+struct FrameTracks {
+  std::vector<internal::DebugTrack> tracks;  // `lastDetectionId` is a position in the frame, or -1
   TrackUpdateResult changes;
-  std::vector<std::string> unassociated;  // labels that no association covers, when the camera first shows them
+  std::vector<std::string> unassociated;  // labels without associations that the camera shows for the first time
 };
 
-/// Writes detections: what a reader handed out, in the same or in another format.
+struct WriteSettings {
+  std::optional<double> frameRate;  // to number frames by their times; they are counted without it
+  bool debug = false;               // the trackers' inner state too
+};
+
+/// Says what came of the records of an input, in the order of the records. All functions append to `text`.
+class TrackWriter {
+ public:
+  TrackWriter() = default;
+  TrackWriter(const TrackWriter&) = delete;
+  TrackWriter& operator=(const TrackWriter&) = delete;
+  virtual ~TrackWriter() = default;
+
+  virtual void frame(const Frame& frame, const FrameTracks& result, std::string& text) = 0;
+  virtual void motion(const CameraMotion& motion, std::string& text) = 0;
+  virtual void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& text) = 0;
+  /// @return False if the format has no place for faults.
+  virtual bool fault(const BadLine& fault, std::string& text) = 0;
+  /// Told before the next record: these cameras were let go, since nothing had come of them for long.
+  virtual void dropped(const std::vector<std::string>&) {}
+};
+
+/// Writes what a reader handed out, in the same format or another one.
 class DetectionWriter {
  public:
   DetectionWriter() = default;
@@ -58,6 +79,16 @@ class DetectionWriter {
   /// @throws FileError when the format cannot hold the record.
   virtual void write(const Record& record) = 0;
   virtual void finish() = 0;
+};
+
+/// A file format; each lives in a file of its own, and formats.cpp lists them.
+struct Format {
+  const char* name;  // as --from and --to take it
+  std::vector<std::string_view> extensions;
+  bool (*recognises)(std::string_view beginning);
+  std::unique_ptr<Reader> (*read)(const std::string& path, const ReadSettings& settings);
+  std::unique_ptr<TrackWriter> (*writeTracks)(const WriteSettings& settings);  // null if it holds no tracks
+  std::unique_ptr<DetectionWriter> (*writeDetections)(const Target& target, const WriteSettings& settings);  // likewise
 };
 
 }  // namespace nivra::tool

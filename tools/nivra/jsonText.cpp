@@ -45,4 +45,21 @@ void appendNumber(std::string& json, float number) {
   }
 }
 
+void appendPixels(std::string& json, double pixels) {
+  constexpr double kExact = 1e12;  // thousandths beyond it leave the whole numbers of a double
+  if (!(std::abs(pixels) < kExact)) return appendNumber(json, static_cast<float>(pixels));
+  const long long thousandths = std::llround(pixels * 1000.0);
+  const long long size = std::abs(thousandths);
+  if (thousandths < 0) json += '-';
+  const fmt::format_int whole(size / 1000);
+  json.append(whole.data(), whole.size());
+  auto rest = static_cast<int>(size % 1000);
+  if (rest == 0) return;
+  json += '.';
+  for (int digit = 100; rest > 0; digit /= 10) {
+    json += static_cast<char>('0' + rest / digit);
+    rest %= digit;
+  }
+}
+
 }  // namespace nivra::tool

@@ -11,4 +11,20 @@ void appendQuoted(std::string& json, std::string_view text);
 /// Appends the shortest number that reads back as the same float; null for what is no finite number.
 void appendNumber(std::string& json, float number);
 
+/// Appends a number of pixels, rounded to thousandths.
+void appendPixels(std::string& json, double pixels);
+
+/// Appends the elements in brackets, each by `append(json, element)`.
+template <class Elements, class Append>
+void appendArray(std::string& json, const Elements& elements, Append append) {
+  json += '[';
+  bool isFirst = true;
+  for (const auto& element : elements) {
+    if (!isFirst) json += ',';
+    isFirst = false;
+    append(json, element);
+  }
+  json += ']';
+}
+
 }  // namespace nivra::tool

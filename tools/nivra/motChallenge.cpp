@@ -9,6 +9,7 @@
 
 #include "appearanceFeatures.h"
 #include "errors.h"
+#include "frameNumbering.h"
 #include "iniSection.h"
 #include "numbers.h"
 #include "textFile.h"
@@ -19,23 +20,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Far beyond any picture, and squares of it are still finite in the library's single precision.
-constexpr double kFarthest = 1e9;
-constexpr Range<double> kAnyNumber = {-kFarthest, kFarthest};
-constexpr Range<double> kSizes = {0.0, kFarthest};
+constexpr Range<double> kSizes = {0.0, kCoordinates.most};
 constexpr std::size_t kMostColumns = 10;
 
 fs::path detectionFileOf(const fs::path& input) {
   std::error_code ignored;  // what cannot be looked at cannot be read either, and reading says why
   if (!fs::is_directory(input, ignored)) return input;
-  for (const fs::path& file : {input / "det" / "det.txt", input / "det.txt"}) {
-    if (fs::exists(file, ignored)) return file;
+  for (const char* const name : {"det/det.txt", "det/det.txt.gz", "det.txt", "det.txt.gz"}) {
+    if (fs::exists(input / name, ignored)) return input / name;
   }
   throw FileError(fmt::format("neither det/det.txt nor det.txt in {}", input.string()));
 }
 
 /// A sequence without its detections; `frameCount` stays 0 when nothing tells it.
-Sequence outlineOf(const fs::path& input, const SequenceSettings& settings) {
+Sequence outlineOf(const fs::path& input, const ReadSettings& settings) {
   Sequence outline;
   outline.picture = settings.picture.value_or(PictureSize{});
   outline.frameRate = settings.frameRate.value_or(0.0);
@@ -81,7 +79,7 @@ class Columns {
     const char* const last = field;
     while (!atEnd) {
       if (count == kMostColumns) failAt(path, number, last, fmt::format("more than {} columns", kMostColumns));
-      next(last, kAnyNumber);
+      next(last, kCoordinates);
     }
   }
 
@@ -97,27 +95,68 @@ class Columns {
 FrameDetection parseDetection(Columns columns, const Sequence& outline) {
   FrameDetection result;
   result.frame = columns.next("frame", Range<int>{1, outline.frameCount > 0 ? outline.frameCount : kMostFrames});
-  columns.next("id", kAnyNumber);
+  columns.next("id", kCoordinates);
   PixelBox box;
-  box.left = columns.next("left", kAnyNumber);
-  box.top = columns.next("top", kAnyNumber);
+  box.left = columns.next("left", kCoordinates);
+  box.top = columns.next("top", kCoordinates);
   box.width = columns.next("width", kSizes);
   box.height = columns.next("height", kSizes);
-  result.detection.score = static_cast<float>(columns.next("conf", kAnyNumber));
+  result.detection.score = static_cast<float>(columns.next("conf", kCoordinates));
   columns.finish();
   result.detection.box = toNormalised(box, outline.picture);
   return result;
 }
 
-/// How many percent a confidence of 1 stands for: detectors write fractions, percent or scores of their own.
-float percentPerConfidence(const std::vector<FrameDetection>& detections) {
-  const bool fractions = std::all_of(detections.begin(), detections.end(), [](const FrameDetection& each) {
-    return each.detection.score >= 0.0F && each.detection.score <= 1.0F;
-  });
-  return fractions ? 100.0F : 1.0F;
+/// Numbers the frames of a camera and writes what is followed in them.
+class MotTrackWriter final : public TrackWriter {
+ public:
+  explicit MotTrackWriter(const WriteSettings& settings) : numbering(settings.frameRate) {}
+
+  void frame(const Frame& frame, const FrameTracks& result, std::string& lines) override {
+    if (!camera) camera = frame.camera;
+    if (frame.camera != *camera) {
+      throw FileError(fmt::format("MOTChallenge files hold one camera, not both {} and {}: take --to jsonl",
+                                  tool::quoted(*camera), tool::quoted(frame.camera)));
+    }
+    if (!frame.picture) throw UsageError("MOTChallenge files are in pixels: give --picture WxH");
+    const int number = numbering.next(*frame.timestamp);
+    for (const internal::DebugTrack& each : result.tracks) {
+      const PixelBox box = toPixels(each.track.box, *frame.picture);
+      const float confidence = each.track.score / frame.percentPerConfidence;
+      fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", number,
+                     each.track.id + 1, box.left, box.top, box.width, box.height, confidence);
+    }
+  }
+
+  void motion(const CameraMotion&, std::string&) override {}
+  void end(const CameraEnd&, const std::set<int>&, std::string&) override {}
+  bool fault(const BadLine&, std::string&) override { return false; }
+
+ private:
+  std::optional<std::string> camera;
+  FrameNumbering numbering;
+};
+
+/// Whether the first line is one of numbers and commas.
+bool beginsWithColumns(std::string_view beginning) {
+  const auto start = beginning.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos) return false;
+  const std::string_view line = beginning.substr(start, beginning.find('\n', start) - start);
+  return line.find_first_not_of("0123456789+-.eE, \t\r") == std::string_view::npos &&
+         line.find(',') != std::string_view::npos;
 }
 
-Sequence readSequence(const fs::path& input, const SequenceSettings& settings) {
+std::unique_ptr<Reader> openMotChallenge(const std::string& path, const ReadSettings& settings) {
+  return std::make_unique<SequenceReader>(nameOf(path), readMotChallenge(path, settings));
+}
+
+std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
+  return std::make_unique<MotTrackWriter>(settings);
+}
+
+}  // namespace
+
+Sequence readMotChallenge(const std::string& input, const ReadSettings& settings) {
   const fs::path file = detectionFileOf(input);
   const std::string text = readFile(file);
   Sequence sequence = outlineOf(input, settings);
@@ -125,38 +164,18 @@ Sequence readSequence(const fs::path& input, const SequenceSettings& settings) {
   auto& detections = sequence.detections;
   forEachLine(text, [&](int number, std::string_view line) {
     detections.push_back(parseDetection(Columns(file, number, line), sequence));
-    detections.back().detection.id = static_cast<std::int32_t>(detections.size() - 1);
+    detections.back().detection.label = settings.label;
   });
 
   std::error_code ignored;
   const fs::path features = file.parent_path() / "feat.bin";
   if (fs::is_directory(input, ignored) && fs::exists(features, ignored)) readFeatures(features, detections);
 
-  sequence.percentPerConfidence = percentPerConfidence(detections);
-  for (auto& [frame, detection] : detections) {
-    detection.score *= sequence.percentPerConfidence;
-    detection.label = settings.label;
-    detection.classifications = {{detection.label, detection.score}};
-  }
-  std::stable_sort(detections.begin(), detections.end(),
-                   [](const FrameDetection& a, const FrameDetection& b) { return a.frame < b.frame; });
-  if (!detections.empty()) sequence.frameCount = std::max(sequence.frameCount, detections.back().frame);
+  finishSequence(sequence);
   return sequence;
 }
 
-std::string formatTracks(int frame, const std::vector<TrackedObjectDetection>& tracks, const Sequence& sequence) {
-  std::string lines;
-  for (const TrackedObjectDetection& track : tracks) {
-    const PixelBox box = toPixels(track.box, sequence.picture);
-    const float confidence = track.score / sequence.percentPerConfidence;
-    fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", frame,
-                   track.id + 1, box.left, box.top, box.width, box.height, confidence);
-  }
-  return lines;
-}
-
-}  // namespace
-
-const Format kMotChallenge = {readSequence, formatTracks};
+const Format kMotChallenge = {"motchallenge",   {".txt", ".csv"}, beginsWithColumns,
+                              openMotChallenge, writeTracks,      nullptr};
 
 }  // namespace nivra::tool

@@ -7,7 +7,10 @@ namespace nivra::tool {
 /// The text files of the MOTChallenge.
 ///
 /// Reads a sequence folder, or a detection file by itself: "frame,id,left,top,width,height,conf" with up to three
-/// more numbers a line. Writes "frame,id,left,top,width,height,conf,-1,-1,-1".
+/// more numbers a line. Writes tracks as "frame,id,left,top,width,height,conf,-1,-1,-1", detections as a folder.
 extern const Format kMotChallenge;
+
+/// @throws FileError or UsageError when `input` cannot be used.
+Sequence readMotChallenge(const std::string& input, const ReadSettings& settings);
 
 }  // namespace nivra::tool

@@ -45,7 +45,9 @@ template std::optional<int> parseNumber(std::string_view, Range<int>);
 template std::optional<std::uint64_t> parseNumber(std::string_view, Range<std::uint64_t>);
 template std::optional<double> parseNumber(std::string_view, Range<double>);
 template std::string expectation(Range<int>);
+template std::string expectation(Range<std::int64_t>);
 template std::string expectation(Range<std::uint64_t>);
+template std::string expectation(Range<float>);
 template std::string expectation(Range<double>);
 
 }  // namespace nivra::tool

@@ -3,11 +3,15 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zlib.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -79,6 +83,7 @@ class DirectOutput final : public Output {
   explicit DirectOutput(const std::string& path) : file(std::fopen(path.c_str(), "ab"), path) {}
 
   void write(std::string_view text) override { file.write(text); }
+  void flush() override { file.flush(); }
   void finish() override { file.close(); }
 
  private:
@@ -129,11 +134,13 @@ class StreamOutput final : public Output {
     check();
   }
 
-  void finish() override {
+  void flush() override {
     errno = 0;
     stream.flush();
     check();
   }
+
+  void finish() override { flush(); }
 
  private:
   void check() {
@@ -143,26 +150,91 @@ class StreamOutput final : public Output {
   std::ostream& stream;
 };
 
+/// Packs what is written to another output.
+class GzipOutput final : public Output {
+ public:
+  explicit GzipOutput(std::unique_ptr<Output> packedOutput) : output(std::move(packedOutput)) {
+    constexpr int kGzipFormat = 16;
+    constexpr int kUsualMemory = 8;
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipFormat + MAX_WBITS, kUsualMemory,
+                     Z_DEFAULT_STRATEGY) != Z_OK) {
+      throw std::bad_alloc();
+    }
+  }
+  ~GzipOutput() override { deflateEnd(&stream); }
+
+  void write(std::string_view text) override {
+    constexpr std::size_t kPiece = std::size_t{1} << 30;  // zlib counts in int
+    for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPiece))) pack(text.substr(0, kPiece), Z_NO_FLUSH);
+  }
+
+  void flush() override {
+    pack({}, Z_SYNC_FLUSH);
+    output->flush();
+  }
+
+  void finish() override {
+    pack({}, Z_FINISH);
+    output->finish();
+  }
+
+ private:
+  void pack(std::string_view text, int mode) {
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = static_cast<uInt>(text.size());
+    do {
+      stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+      stream.avail_out = static_cast<uInt>(packed.size());
+      deflate(&stream, mode);
+      output->write({packed.data(), packed.size() - stream.avail_out});
+    } while (stream.avail_out == 0);
+  }
+
+  std::unique_ptr<Output> output;
+  std::array<char, 1 << 16> packed;
+  z_stream stream{};
+};
+
 /// Names such as /dev/stdout stand for an open file, which is not to be replaced even when it is a regular one.
 bool namesOpenFile(const fs::path& path) {
   const fs::path folder = fs::absolute(path).lexically_normal().parent_path();
   return folder == "/dev" || folder == "/dev/fd" || folder == "/proc/self/fd";
 }
 
-}  // namespace
-
-std::unique_ptr<Output> openFile(const std::string& path) {
+std::unique_ptr<Output> openFile(const std::string& path, bool replaces) {
   std::error_code ignored;
   const fs::file_status status = fs::status(path, ignored);
   if (fs::is_directory(status)) failWriting(path, EISDIR);
   if (namesOpenFile(path) || (fs::exists(status) && !fs::is_regular_file(status))) {
     return std::make_unique<DirectOutput>(path);
   }
+  if (fs::exists(status) && !replaces) {
+    throw FileError(fmt::format("cannot write {}: it exists already, and --force is not given", path));
+  }
   // The file behind a symbolic link is replaced, not the link.
   const fs::path target = fs::exists(status) ? fs::canonical(path, ignored) : fs::path(path);
   return std::make_unique<ReplacingOutput>(target, path);
 }
 
-std::unique_ptr<Output> openStream(std::ostream& stream) { return std::make_unique<StreamOutput>(stream); }
+bool endsWith(const std::string& text, std::string_view end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Output> openOutput(const Target& target) {
+  if (target.path.empty()) return std::make_unique<StreamOutput>(target.standardOutput);
+  auto output = openFile(target.path, target.replaces);
+  return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
+}
+
+std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
+  const fs::path path = fs::path(target.path) / file;
+  std::error_code fault;
+  fs::create_directories(path.parent_path(), fault);
+  if (fault)
+    throw FileError(fmt::format("cannot make the folder {}: {}", path.parent_path().string(), fault.message()));
+  return openOutput({target.standardOutput, path.string(), target.replaces});
+}
 
 }  // namespace nivra::tool

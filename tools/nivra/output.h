@@ -17,14 +17,24 @@ class Output {
 
   /// @throws FileError when the text cannot be written, ReaderGone when nobody reads it any more.
   virtual void write(std::string_view text) = 0;
+  /// Hands over what was written so far to whoever reads along; a file shows it when it is finished.
+  virtual void flush() {}
   virtual void finish() = 0;
 };
 
-/// A file, which `finish` puts in place of an older one in a single step; until then, and when anything fails, the
-/// older one stays as it is. Devices, pipes and the like are written to directly.
-/// @throws FileError when it cannot be opened.
-std::unique_ptr<Output> openFile(const std::string& path);
+/// What the caller says about an output.
+struct Target {
+  std::ostream& standardOutput;
+  std::string path = {};  // empty for the standard output
+  bool replaces = false;  // may take the place of an older file
+};
 
-std::unique_ptr<Output> openStream(std::ostream& stream);
+/// A file, which `finish` puts in its place in a single step; until then, and when anything fails, an older one stays
+/// as it is. It is packed when its name ends in ".gz". Devices, pipes and the like are written to directly.
+/// @throws FileError when it cannot be opened, or would replace a file without permission.
+std::unique_ptr<Output> openOutput(const Target& target);
+
+/// The output for a file inside of the folder that `target` names.
+std::unique_ptr<Output> openInside(const Target& target, const std::string& file);
 
 }  // namespace nivra::tool

@@ -22,6 +22,19 @@ TrackerChoice parseTrackerChoice(const std::string& text);
 std::unique_ptr<ObjectTracker> createTracker(const TrackerChoice& choice, const std::vector<std::string>& settings,
                                              const LabelAssociations& associations, float aspectRatio);
 
+class TrackerRecipe {
+ public:
+  TrackerRecipe(TrackerChoice trackerChoice, std::vector<std::string> trackerSettings)
+      : choice(std::move(trackerChoice)), settings(std::move(trackerSettings)) {}
+  std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio) const {
+    return createTracker(choice, settings, associations, aspectRatio);
+  }
+
+ private:
+  TrackerChoice choice;
+  std::vector<std::string> settings;
+};
+
 /// Every parameter with its default, unit, meaning and pull.
 std::string listParameters();
 

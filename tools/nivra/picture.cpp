@@ -2,16 +2,25 @@
 
 namespace nivra::tool {
 
+Position toNormalised(Position pixels, PictureSize picture) {
+  return {2.0 * pixels.x / picture.width - 1.0, 1.0 - 2.0 * pixels.y / picture.height};
+}
+
+Position toPixels(Position normalised, PictureSize picture) {
+  return {(normalised.x + 1.0) / 2.0 * picture.width, (1.0 - normalised.y) / 2.0 * picture.height};
+}
+
 Box toNormalised(const PixelBox& box, PictureSize picture) {
-  const auto x = [&](double pixels) { return static_cast<float>(2.0 * pixels / picture.width - 1.0); };
-  const auto y = [&](double pixels) { return static_cast<float>(1.0 - 2.0 * pixels / picture.height); };
-  return {x(box.left), y(box.top), x(box.left + box.width), y(box.top + box.height)};
+  const Position topLeft = toNormalised(Position{box.left, box.top}, picture);
+  const Position bottomRight = toNormalised(Position{box.left + box.width, box.top + box.height}, picture);
+  return {static_cast<float>(topLeft.x), static_cast<float>(topLeft.y), static_cast<float>(bottomRight.x),
+          static_cast<float>(bottomRight.y)};
 }
 
 PixelBox toPixels(const Box& box, PictureSize picture) {
-  const auto x = [&](float coordinate) { return (static_cast<double>(coordinate) + 1.0) / 2.0 * picture.width; };
-  const auto y = [&](float coordinate) { return (1.0 - static_cast<double>(coordinate)) / 2.0 * picture.height; };
-  return {x(box.left), y(box.top), x(box.right) - x(box.left), y(box.bottom) - y(box.top)};
+  const Position topLeft = toPixels(Position{box.left, box.top}, picture);
+  const Position bottomRight = toPixels(Position{box.right, box.bottom}, picture);
+  return {topLeft.x, topLeft.y, bottomRight.x - topLeft.x, bottomRight.y - topLeft.y};
 }
 
 }  // namespace nivra::tool

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <filesystem>
+#include <iostream>
 #include <iterator>
 #include <random>
 #include <system_error>
@@ -234,22 +235,16 @@ std::string describeSequence(const std::string& name, const SimulationOptions& o
                      options.frameRate, options.frames, options.picture.width, options.picture.height);
 }
 
-fs::path makeFolder(const fs::path& path) {
-  std::error_code fault;
-  fs::create_directories(path, fault);
-  if (fault) throw FileError(fmt::format("cannot make the folder {}: {}", path.string(), fault.message()));
-  return path;
-}
-
 }  // namespace
 
 void simulate(const SimulationOptions& options) {
   const fs::path folder = fs::absolute(options.folder).lexically_normal();
   const std::string name = (folder.has_filename() ? folder : folder.parent_path()).filename().string();
-  const auto truth = openFile(makeFolder(folder / "gt") / "gt.txt");
-  const auto detected = openFile(makeFolder(folder / "det") / "det.txt");
-  const auto appearance = openFile(folder / "det" / "feat.bin");
-  const auto description = openFile(folder / "seqinfo.ini");
+  const Target target = {std::cout, options.folder, true};
+  const auto truth = openInside(target, "gt/gt.txt");
+  const auto detected = openInside(target, "det/det.txt");
+  const auto appearance = openInside(target, "det/feat.bin");
+  const auto description = openInside(target, "seqinfo.ini");
 
   Random random(options.seed);
   std::vector<Walker> walkers;

@@ -2,35 +2,30 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <memory>
-#include <system_error>
 
+#include "byteSource.h"
 #include "errors.h"
 #include "numbers.h"
 
 namespace nivra::tool {
 
-namespace {
-
-[[noreturn]] void failReading(const std::filesystem::path& path) {
-  throw FileError(fmt::format("cannot read {}: {}", path.string(), std::generic_category().message(errno)));
-}
-
-}  // namespace
-
 std::string readFile(const std::filesystem::path& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  if (!file) failReading(path);
+  ByteSource source(path.string());
   std::string content;
   std::array<char, 1 << 16> piece;
-  while (const std::size_t size = std::fread(piece.data(), 1, piece.size(), file.get())) {
-    content.append(piece.data(), size);
-  }
-  if (std::ferror(file.get()) != 0) failReading(path);
+  while (const std::size_t size = source.read(piece.data(), piece.size())) content.append(piece.data(), size);
   return content;
+}
+
+std::string nameOf(const std::filesystem::path& path) {
+  const std::filesystem::path whole = std::filesystem::absolute(path).lexically_normal();
+  std::filesystem::path name = (whole.has_filename() ? whole : whole.parent_path()).filename();
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return name.string();
+  if (name.extension() == ".gz") name = name.stem();
+  return name.stem().string();
 }
 
 void forEachLine(std::string_view text, const std::function<void(int number, std::string_view line)>& take) {
@@ -43,7 +38,7 @@ void forEachLine(std::string_view text, const std::function<void(int number, std
 
 void failAt(const std::filesystem::path& path, int line, std::string_view field, std::string_view what) {
   const std::string place = line > 0 ? fmt::format("{}:{}", path.string(), line) : path.string();
-  throw FileError(fmt::format("{} ({}, {})", what, place, field));
+  throw FileError(fmt::format("{} ({}{}{})", what, place, field.empty() ? "" : ", ", field));
 }
 
 }  // namespace nivra::tool

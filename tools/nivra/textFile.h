@@ -11,6 +11,9 @@ namespace nivra::tool {
 /// @throws FileError naming the file and the system's reason.
 std::string readFile(const std::filesystem::path& path);
 
+/// The name of a file or folder, without the endings that tell a file's format.
+std::string nameOf(const std::filesystem::path& path);
+
 /// Hands out every line that holds more than blanks, with its number from 1.
 void forEachLine(std::string_view text, const std::function<void(int number, std::string_view line)>& take);
 

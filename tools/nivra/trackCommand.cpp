@@ -1,93 +1,114 @@
 #include "trackCommand.h"
 
-#include <fmt/format.h>
+#include <limits>
 
-#include <algorithm>
-#include <chrono>
-#include <cmath>
-#include <cstddef>
-#include <set>
-
-#include "motChallenge.h"
-#include "output.h"
+#include "formats.h"
 
 namespace nivra::tool {
 
 namespace {
 
-struct Summary {
-  int frames = 0;
-  std::size_t detections = 0;
-  std::size_t tracks = 0;
-  std::set<int> identities;
-  std::chrono::duration<double, std::micro> updateTime{0};
-};
+constexpr char kHelp[] = R"(What goes in
+  jsonl         One JSON object a line, each a frame of some camera; see
+                docs/streams.md. This is what standard input holds.
+  motchallenge  A sequence folder (det/det.txt or det.txt, and seqinfo.ini with
+                frameRate, seqLength, imWidth and imHeight), or a detection file by
+                itself, with --picture and --fps. One line a detection:
+                    frame,id,left,top,width,height,conf
+                A feat.bin beside the detections gives appearance features: int32
+                rows, int32 columns, then a row of float32 for every line.
+  coco          One JSON array of detections with image_id (the frame), category_id,
+                bbox and score; with --picture and --fps.
+  Each input is tracked by itself. Files may be packed by gzip.
 
-unsigned long long timestampOf(int frame, double frameRate) {
-  return static_cast<unsigned long long>(std::llround((frame - 1) * 1e9 / frameRate));
-}
+What comes out
+  jsonl         One line for every input line, at once: the tracks of the frame,
+                with identity, box, velocity, scores and the detection they took.
+  motchallenge  One line a track and frame:
+                    frame,id,left,top,width,height,conf,-1,-1,-1
+  A track is reported from its first detection on; --confident-only waits until
+  it is confirmed. FILE appears when the whole output is written, packed if its
+  name ends in .gz; a FOLDER gets a file for each input.
 
-/// Hands out the detections of frame after frame.
-class FrameSource {
- public:
-  explicit FrameSource(const Sequence& sequence)
-      : position(sequence.detections.begin()), end(sequence.detections.end()) {}
+Labels
+  Tracks take detections by the associations of labels alone. In files, labels
+  that are not mentioned associate with themselves. In streams, only --labels and
+  --associate count (--label if neither is given), and a label that none of them
+  covers is named once, as "unassociated".
 
-  std::vector<ObjectDetection> take(int frame) {
-    std::vector<ObjectDetection> detections;
-    for (; position != end && position->frame == frame; ++position) detections.push_back(position->detection);
-    return detections;
-  }
+Examples
+  Track a sequence folder, confirmed tracks only:
+      nivra track examples/data/plaza --confident-only -o plaza.txt
+  Track a bare detection file:
+      nivra track det.txt --picture 1920x1080 --fps 30 -o tracks.txt
+  Track the cameras of a stream as they come:
+      detector | nivra track --labels human,car --tracker hybrid | consumer
+  Let cars take what was taken for trucks:
+      nivra track day.jsonl.gz --associate car=car,truck -o day-tracks.jsonl.gz
 
- private:
-  std::vector<FrameDetection>::const_iterator position;
-  std::vector<FrameDetection>::const_iterator end;
-};
+Exit code: 0 for success, 1 for a fault of input or output, 2 for a wrong call.)";
 
-Summary trackFrames(const Sequence& sequence, ObjectTracker& tracker, bool confidentOnly, const Format& format,
-                    Output& output) {
-  Summary summary;
-  FrameSource source(sequence);
-  for (int frame = 1; frame <= sequence.frameCount; ++frame) {
-    std::vector<ObjectDetection> detections = source.take(frame);
-    summary.detections += detections.size();
-
-    const auto start = std::chrono::steady_clock::now();
-    tracker.update(detections, timestampOf(frame, sequence.frameRate));
-    summary.updateTime += std::chrono::steady_clock::now() - start;
-
-    std::vector<TrackedObjectDetection> tracks = tracker.getTracks();
-    if (confidentOnly) {
-      const auto unsure = [](const TrackedObjectDetection& each) { return !each.confident; };
-      tracks.erase(std::remove_if(tracks.begin(), tracks.end(), unsure), tracks.end());
-    }
-    output.write(format.formatTracks(frame, tracks, sequence));
-    summary.tracks += tracks.size();
-    for (const TrackedObjectDetection& each : tracks) summary.identities.insert(each.id);
-  }
-  summary.frames = sequence.frameCount;
-  return summary;
-}
-
-std::string describe(const Summary& summary) {
-  return fmt::format("{} frames, {} detections, {} tracks, {} identities, {:.1f} µs per frame\n", summary.frames,
-                     summary.detections, summary.tracks, summary.identities.size(),
-                     summary.updateTime.count() / std::max(summary.frames, 1));
-}
+constexpr Range<double> kIdleSeconds = {0.001, 1e9};
+constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
 
 }  // namespace
 
-void track(const TrackOptions& options, std::ostream& out, std::ostream& err) {
-  const Format& format = kMotChallenge;
-  const Sequence sequence = format.read(options.input, options.sequence);
-  const std::string& label = options.sequence.label;
-  const float aspectRatio = static_cast<float>(sequence.picture.width) / static_cast<float>(sequence.picture.height);
-  const auto tracker = createTracker(options.tracker, options.params, {{label, {label}}}, aspectRatio);
+TrackCommand::TrackCommand(CLI::App& app)
+    : command(*app.add_subcommand("track", "Turn detections into tracks with stable identities")) {
+  command.add_option("INPUT", options.inputs, "Files, sequence folders, or - for standard input (if none is given)")
+      ->type_name("")
+      ->check([](const std::string& argument) { return std::string(argument.empty() ? "must not be empty" : ""); });
+  outputOptions.addTo(command, "Where the tracks go; standard output if not given", "FILE|FOLDER");
+  addText(command, "--from", options.from, "Format of the inputs: " + formatNames())->type_name("FORMAT");
+  addText(command, "--to", options.to, "Format of the output: jsonl or motchallenge")->type_name("FORMAT");
+  addText(command, "--tracker", tracker, "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given")
+      ->type_name("NAME");
+  addTexts(command, "--param", params, "Set a parameter of the tracker; may be repeated")
+      ->type_name("SECTION.NAME=VALUE");
+  addTexts(command, "--associate", associationTexts, "Detections that tracks of a label take; may be repeated")
+      ->type_name("LABEL=LABEL,...");
+  addText(command, "--labels", labels, "Labels that associate with themselves")->type_name("LABEL,...");
+  addText(command, "--label", options.read.label, "Label of detections without one; human if not given")
+      ->type_name("LABEL");
+  addTexts(command, "--category", categories, "Label of a COCO category; its number if not given; may be repeated")
+      ->type_name("NUMBER=LABEL");
+  pictureOptions.addTo(command, ", if the input doesn't tell");
+  addText(command, "--idle-timeout", idleTimeout, "Let go of cameras of which nothing came for so long")
+      ->type_name("SECONDS");
+  command.add_flag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
+  command.add_flag("--debug", options.debug, "Add the inner state of the tracks");
+  command.add_flag("--strict", options.strict, "End with the first bad line");
+  command.add_flag("--verbose", options.verbose, "Summary on standard error");
+  command.add_flag("--quiet", quiet, "No progress on a terminal");
+  command.footer(kHelp);
+}
 
-  const auto output = options.outputFile.empty() ? openStream(out) : openFile(options.outputFile);
-  const Summary summary = trackFrames(sequence, *tracker, options.confidentOnly, format, *output);
-  output->finish();
-  if (!options.quiet) err << describe(summary);
+LabelAssociations TrackCommand::associations() const {
+  LabelAssociations result;
+  for (const std::string& text : associationTexts) {
+    const auto [label, taken] = parseAssignment("--associate", text);
+    for (const std::string& each : parseList("--associate", taken)) result[label].insert(each);
+  }
+  return result;
+}
+
+void TrackCommand::runIfChosen(std::ostream& out, std::ostream& err, std::ostream* terminal) {
+  if (!command.parsed()) return;
+  options.read.picture = pictureOptions.picture();
+  options.read.frameRate = pictureOptions.frameRate();
+  for (const std::string& text : categories) {
+    const auto [number, label] = parseAssignment("--category", text);
+    options.read.categories[parseOption("--category", number, kCategories)] = label;
+  }
+  options.associations = associations();
+  if (!labels.empty()) options.labels = parseList("--labels", labels);
+  if (!idleTimeout.empty()) {
+    const std::chrono::duration<double> seconds(parseOption("--idle-timeout", idleTimeout, kIdleSeconds));
+    options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+  }
+  options.progress = quiet ? nullptr : terminal;
+  const TrackerRecipe recipe(parseTrackerChoice(tracker), params);
+  track(options, recipe, outputOptions.target(out), err);
 }
 
 }  // namespace nivra::tool

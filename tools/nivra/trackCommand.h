@@ -1,27 +1,37 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "parameters.h"
-#include "sequence.h"
+#include "commandOptions.h"
+#include "tracking.h"
 
 namespace nivra::tool {
 
-struct TrackOptions {
-  std::string input;
-  std::string outputFile;  // empty for the standard output
-  SequenceSettings sequence;
-  TrackerChoice tracker;
+/// nivra track: declares its options, and runs when it was chosen.
+class TrackCommand {
+ public:
+  explicit TrackCommand(CLI::App& app);
+
+  /// @param terminal Where progress may be shown; null if nobody would see it.
+  void runIfChosen(std::ostream& out, std::ostream& err, std::ostream* terminal);
+
+ private:
+  LabelAssociations associations() const;
+
+  CLI::App& command;
+  TrackOptions options;
+  std::string tracker = "vanilla";
   std::vector<std::string> params;
-  bool confidentOnly = false;
+  std::string labels;
+  std::vector<std::string> associationTexts;
+  std::vector<std::string> categories;
+  std::string idleTimeout;
+  PictureOptions pictureOptions;
+  OutputOptions outputOptions;
   bool quiet = false;
 };
-
-/// Tracks a sequence from beginning to end.
-/// @param out Takes the tracks when no file is named.
-/// @param err Takes the summary.
-void track(const TrackOptions& options, std::ostream& out, std::ostream& err);
 
 }  // namespace nivra::tool

@@ -1,0 +1,126 @@
+#include "cameras.h"
+
+#include <fmt/format.h>
+
+#include <iterator>
+#include <utility>
+
+namespace nivra::tool {
+
+namespace {
+
+constexpr float kUsualAspectRatio = 16.0F / 9.0F;
+
+/// Feature vectors of different lengths cannot be compared.
+std::optional<std::size_t> firstOtherLength(const Frame& frame, std::optional<std::size_t>& length) {
+  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
+    const auto& feature = frame.detections[i].feature;
+    if (!feature) continue;
+    if (!length) length = feature->size();
+    if (feature->size() != *length) return i;
+  }
+  return std::nullopt;
+}
+
+Position mapped(Position position, const std::array<double, 6>& matrix) {
+  const auto& [a, b, c, d, e, f] = matrix;
+  return {a * position.x + b * position.y + c, d * position.x + e * position.y + f};
+}
+
+/// The new place of a point of the library's coordinates.
+Position moved(Position position, const CameraMotion& motion) {
+  if (!motion.picture) return mapped(position, motion.matrix);
+  return toNormalised(mapped(toPixels(position, *motion.picture), motion.matrix), *motion.picture);
+}
+
+}  // namespace
+
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
+
+std::optional<Refusal> Camera::refusalOf(const Frame& frame) const {
+  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
+    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
+  }
+  auto length = featureLength;
+  if (const auto other = firstOtherLength(frame, length)) {
+    return Refusal{fmt::format("detections[{}].feature", *other),
+                   fmt::format("{} numbers, but the features of this camera have {}",
+                               frame.detections[*other].feature->size(), *length)};
+  }
+  return std::nullopt;
+}
+
+void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
+  if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
+  lastTimestamp = frame.timestamp;
+  firstOtherLength(frame, featureLength);
+  noteLabels(frame, result.unassociated);
+  result.changes = tracker->update(frame.detections, *frame.timestamp);
+  result.tracks = tracker->getDebugTracks();
+}
+
+void Camera::move(const CameraMotion& motion) {
+  const auto movePoint = [](void* source, int, Point& point) {
+    const Position place = moved({point.x, point.y}, *static_cast<const CameraMotion*>(source));
+    point = {static_cast<float>(place.x), static_cast<float>(place.y)};
+    return true;
+  };
+  CameraMotion source = motion;  // handed back as it is, but not const
+  motionServer.setCameraMotionTracker(&source, 0, movePoint);
+  motionServer.updateClients();
+  motionServer.setCameraMotionTracker(nullptr, 0, nullptr);
+}
+
+std::set<int> Camera::identities() const {
+  std::set<int> ids;
+  for (const TrackedObjectDetection& track : tracker->getTracks()) ids.insert(track.id);
+  return ids;
+}
+
+void Camera::noteLabels(const Frame& frame, std::vector<std::string>& unassociated) {
+  unassociated.clear();
+  const std::string* last = nullptr;  // neighbours often share their label
+  for (const ObjectDetection& detection : frame.detections) {
+    if (last != nullptr && detection.label == *last) continue;
+    last = &detection.label;
+    if (associations.count(*last) == 0 && namedLabels.insert(*last).second) unassociated.push_back(*last);
+  }
+}
+
+Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,
+                 std::optional<Clock::duration> mostIdle)
+    : trackerRecipe(recipe), associations(std::move(labelAssociations)), longestIdle(mostIdle) {}
+
+Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
+  const auto found = entryOf.find(name);
+  if (found != entryOf.end()) {
+    entries.splice(entries.end(), entries, found->second);
+  } else {
+    const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
+    entries.emplace_back(name, trackerRecipe, associations, ratio);
+    entryOf.emplace(name, std::prev(entries.end()));
+  }
+  entries.back().lastUse = now;
+  return entries.back().camera;
+}
+
+std::set<int> Cameras::end(const std::string& name) {
+  const auto found = entryOf.find(name);
+  if (found == entryOf.end()) return {};
+  std::set<int> ids = found->second->camera.identities();
+  entries.erase(found->second);
+  entryOf.erase(found);
+  return ids;
+}
+
+std::vector<std::string> Cameras::dropIdle(Clock::time_point now) {
+  std::vector<std::string> dropped;
+  while (longestIdle && !entries.empty() && now - entries.front().lastUse > *longestIdle) {
+    dropped.push_back(entries.front().name);
+    end(dropped.back());
+  }
+  return dropped;
+}
+
+}  // namespace nivra::tool

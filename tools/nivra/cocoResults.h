@@ -1,0 +1,11 @@
+#pragma once
+
+#include "sequence.h"
+
+namespace nivra::tool {
+
+/// Detections as evaluated on COCO: one JSON array of {"image_id", "category_id", "bbox", "score"}, boxes as left, top,
+/// width and height in pixels. Image ids are frame numbers, the least one being the first frame's.
+extern const Format kCocoResults;
+
+}  // namespace nivra::tool

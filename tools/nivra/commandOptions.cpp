@@ -1,0 +1,74 @@
+#include "commandOptions.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+namespace nivra::tool {
+
+namespace {
+
+std::string complaintAboutEmpty(const std::string& argument) { return argument.empty() ? "must not be empty" : ""; }
+
+}  // namespace
+
+CLI::Option* addText(CLI::App& command, const std::string& name, std::string& text, const std::string& help) {
+  return command.add_option(name, text, help)->check(complaintAboutEmpty);
+}
+
+CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
+                      const std::string& help) {
+  return command.add_option(name, texts, help)->check(complaintAboutEmpty)->allow_extra_args(false);
+}
+
+std::vector<std::string> parseList(const std::string& option, const std::string& text) {
+  std::vector<std::string> pieces;
+  std::size_t begin = 0;
+  while (begin <= text.size()) {
+    const auto end = std::min(text.find(',', begin), text.size());
+    pieces.emplace_back(trimmed(std::string_view(text).substr(begin, end - begin)));
+    if (pieces.back().empty()) throw UsageError(fmt::format("{} {}: an empty label", option, text));
+    begin = end + 1;
+  }
+  return pieces;
+}
+
+std::pair<std::string, std::string> parseAssignment(const std::string& option, const std::string& text) {
+  const auto equals = text.find('=');
+  std::string name(trimmed(std::string_view(text).substr(0, equals)));
+  if (equals == std::string::npos || name.empty()) {
+    throw UsageError(fmt::format("{} {}: expected an equals sign between two sides", option, text));
+  }
+  return {std::move(name), text.substr(equals + 1)};
+}
+
+void PictureOptions::addTo(CLI::App& command, const std::string& instead) {
+  addText(command, "--picture", pictureText, "Size of the picture in pixels" + instead)
+      ->type_name("WxH")
+      ->default_str(pictureText);
+  addText(command, "--fps", frameRateText, "Frames per second" + instead)->type_name("F")->default_str(frameRateText);
+}
+
+std::optional<PictureSize> PictureOptions::picture() const {
+  if (pictureText.empty()) return std::nullopt;
+  const auto cross = pictureText.find('x');
+  const auto width = parseNumber(pictureText.substr(0, cross), kPictureSides);
+  const auto height =
+      cross == std::string::npos ? std::nullopt : parseNumber(pictureText.substr(cross + 1), kPictureSides);
+  if (!width || !height) {
+    throw UsageError(fmt::format("--picture {}: expected WIDTHxHEIGHT in pixels, such as 1920x1080", pictureText));
+  }
+  return PictureSize{*width, *height};
+}
+
+std::optional<double> PictureOptions::frameRate() const {
+  if (frameRateText.empty()) return std::nullopt;
+  return parseOption("--fps", frameRateText, kFrameRates);
+}
+
+void OutputOptions::addTo(CLI::App& command, const std::string& help, const std::string& kind) {
+  option = addText(command, "-o,--output", path, help)->type_name(kind);
+  command.add_flag("--force", replaces, "Replace files that exist already");
+}
+
+}  // namespace nivra::tool

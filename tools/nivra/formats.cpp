@@ -1,0 +1,75 @@
+#include "formats.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+#include "byteSource.h"
+#include "cocoResults.h"
+#include "errors.h"
+#include "jsonLines.h"
+#include "motChallenge.h"
+
+namespace nivra::tool {
+
+namespace {
+
+std::string beginningOf(const std::string& path) {
+  ByteSource source(path);
+  std::string beginning(4096, '\0');
+  std::size_t size = 0;
+  while (const std::size_t count = source.read(beginning.data() + size, beginning.size() - size)) size += count;
+  beginning.resize(size);
+  return beginning;
+}
+
+}  // namespace
+
+const std::vector<const Format*>& formats() {
+  static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults};
+  return all;
+}
+
+std::string formatNames() {
+  std::string names;
+  for (const Format* const each : formats()) {
+    const char* const joint = names.empty() ? "" : each == formats().back() ? " or " : ", ";
+    names += fmt::format("{}{}", joint, each->name);
+  }
+  return names;
+}
+
+const Format& formatNamed(const std::string& option, const std::string& name) {
+  for (const Format* const each : formats()) {
+    if (name == each->name) return *each;
+  }
+  throw UsageError(fmt::format("{} {}: expected {}", option, name, formatNames()));
+}
+
+const Format& recogniseFormat(const std::string& path) {
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) return kMotChallenge;
+  if (!isRegularFile(path) && (path == kStandardInput || std::filesystem::exists(path, ignored))) return kJsonLines;
+
+  const std::string beginning = beginningOf(path);
+  for (const Format* const each : formats()) {
+    if (each->recognises(beginning)) return *each;
+  }
+  // Its own reader can tell best what is wrong with it.
+  if (const Format* const supposed = formatOfFileName(path)) return *supposed;
+  throw FileError(fmt::format("{} is of no known format; --from says which one it is", path));
+}
+
+const Format* formatOfFileName(const std::string& path) {
+  std::filesystem::path name = path;
+  if (name.extension() == ".gz") name = name.stem();
+  for (const Format* const each : formats()) {
+    const auto& known = each->extensions;
+    if (std::find(known.begin(), known.end(), name.extension().string()) != known.end()) return each;
+  }
+  return nullptr;
+}
+
+}  // namespace nivra::tool

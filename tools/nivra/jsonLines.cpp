@@ -1,0 +1,544 @@
+#include "jsonLines.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "errors.h"
+#include "jsonReading.h"
+#include "jsonText.h"
+#include "lineReader.h"
+#include "textFile.h"
+
+namespace nivra::tool {
+
+namespace {
+
+// ---- Reading ----
+
+constexpr float kFullScore = 100.0F;  // percent
+constexpr Range<float> kScores = {static_cast<float>(kCoordinates.least), static_cast<float>(kCoordinates.most)};
+constexpr Range<float> kFloats = {std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()};
+constexpr Range<int> kInts = {std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
+constexpr Range<std::uint64_t> kTimestamps = {0, std::numeric_limits<std::uint64_t>::max()};
+
+/// The fields of a line, of which all but the plainest wait until the picture is known.
+struct LineFields {
+  std::optional<std::string_view> camera;
+  std::optional<std::uint64_t> timestamp;
+  std::optional<PictureSize> picture;
+  std::optional<dom::element> detections;
+  std::optional<dom::element> motion;
+  bool end = false;
+};
+
+constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
+    {"camera", [](dom::element value, const Place& place, LineFields& line) { line.camera = stringOf(value, place); }},
+    {"timestamp", [](dom::element value, const Place& place,
+                     LineFields& line) { line.timestamp = numberOf(value, kTimestamps, place); }},
+    {"picture",
+     [](dom::element value, const Place& place, LineFields& line) {
+       const auto [width, height] = numbersOf<int, 2>(value, kPictureSides, place);
+       line.picture = PictureSize{width, height};
+     }},
+    {"detections", [](dom::element value, const Place&, LineFields& line) { line.detections = value; }},
+    {"motion", [](dom::element value, const Place&, LineFields& line) { line.motion = value; }},
+    {"end", [](dom::element value, const Place& place, LineFields& line) { line.end = boolOf(value, place); }},
+}};
+
+constexpr std::array<JsonField<Classification>, 2> kClassificationFields = {{
+    {"label",
+     [](dom::element value, const Place& place, Classification& target) { target.label = stringOf(value, place); }},
+    {"score", [](dom::element value, const Place& place,
+                 Classification& target) { target.score = numberOf(value, kScores, place); }},
+}};
+
+constexpr std::array<JsonField<AttributeClassification>, 3> kAttributeFields = {{
+    {"type", [](dom::element value, const Place& place,
+                AttributeClassification& target) { target.attributeType = numberOf(value, kInts, place); }},
+    {"value", [](dom::element value, const Place& place,
+                 AttributeClassification& target) { target.attributeValue = numberOf(value, kInts, place); }},
+    {"score", [](dom::element value, const Place& place,
+                 AttributeClassification& target) { target.score = numberOf(value, kFloats, place); }},
+}};
+
+/// A detection while its fields come in.
+struct DetectionDraft {
+  ObjectDetection& detection;
+  std::string& name;  // JSON
+  std::optional<std::array<double, 4>> edges = std::nullopt;
+  bool hasLabel = false;
+  bool hasScore = false;
+};
+
+template <class Element, std::size_t count>
+void readList(dom::element list, const Place& place, const std::array<JsonField<Element>, count>& fields,
+              const Element& usual, std::vector<Element>& target) {
+  for (const dom::element each : arrayOf(list, place)) {
+    const Place here(place, target.size());
+    target.push_back(usual);
+    readFields(objectOf(each, here), here, fields, target.back());
+  }
+}
+
+void readName(dom::element value, const Place& place, DetectionDraft& draft) {
+  if (value.is_string()) {
+    appendQuoted(draft.name, value.get_string().value_unsafe());
+  } else if (value.is_int64() || value.is_uint64()) {
+    draft.name = simdjson::minify(value);
+  } else {
+    refuse(place, "expected a whole number or a string", value);
+  }
+}
+
+void readFeature(dom::element value, const Place& place, DetectionDraft& draft) {
+  const dom::array numbers = arrayOf(value, place);
+  if (numbers.begin() == numbers.end()) return;
+  std::vector<float>& feature = draft.detection.feature.emplace();
+  feature.reserve(numbers.size());
+  for (const dom::element each : numbers) feature.push_back(numberOf(each, kFloats, Place(place, feature.size())));
+}
+
+constexpr std::array<JsonField<DetectionDraft>, 8> kDetectionFields = {{
+    {"box", [](dom::element value, const Place& place,
+               DetectionDraft& draft) { draft.edges = numbersOf<double, 4>(value, kCoordinates, place); }},
+    {"label",
+     [](dom::element value, const Place& place, DetectionDraft& draft) {
+       draft.detection.label = stringOf(value, place);
+       draft.hasLabel = true;
+     }},
+    {"score",
+     [](dom::element value, const Place& place, DetectionDraft& draft) {
+       draft.detection.score = numberOf(value, kScores, place);
+       draft.hasScore = true;
+     }},
+    {"id", readName},
+    {"objectness", [](dom::element value, const Place& place,
+                      DetectionDraft& draft) { draft.detection.objectness = numberOf(value, kScores, place); }},
+    {"classifications",
+     [](dom::element value, const Place& place, DetectionDraft& draft) {
+       readList(value, place, kClassificationFields, {std::string(), kFullScore}, draft.detection.classifications);
+     }},
+    {"attributes",
+     [](dom::element value, const Place& place, DetectionDraft& draft) {
+       readList(value, place, kAttributeFields, {0, 0, kFullScore}, draft.detection.attributes);
+     }},
+    {"feature", readFeature},
+}};
+
+/// @param edges Left, top, right, bottom.
+Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& picture, const Place& place) {
+  const auto [left, top, right, bottom] = edges;
+  if (right < left) refuse(place, "the right edge is left of the left one");
+  if (picture) {
+    if (bottom < top) refuse(place, "the bottom edge is above the top one: y grows downward in pixels");
+    return toNormalised({left, top, right - left, bottom - top}, *picture);
+  }
+  if (top < bottom) {
+    refuse(place, "the top edge is below the bottom one: y grows upward, unless a picture is given");
+  }
+  return {static_cast<float>(left), static_cast<float>(top), static_cast<float>(right), static_cast<float>(bottom)};
+}
+
+/// What was not given follows from what was.
+void complete(DetectionDraft& draft, const std::string& usualLabel) {
+  ObjectDetection& detection = draft.detection;
+  auto& classes = detection.classifications;
+  if (!draft.hasLabel && !classes.empty()) {
+    const auto best = std::max_element(classes.begin(), classes.end(),
+                                       [](const auto& a, const auto& b) { return a.score < b.score; });
+    detection.label = best->label;
+    if (!draft.hasScore) detection.score = best->score;
+    return;
+  }
+  if (!draft.hasLabel) detection.label = usualLabel;
+  if (!draft.hasScore) detection.score = kFullScore;
+  if (classes.empty()) classes.push_back({detection.label, detection.score});
+}
+
+/// Brings a detection that may hold an earlier one back to its beginnings, but keeps its memory.
+void clear(ObjectDetection& detection) {
+  detection.classifications.clear();
+  detection.attributes.clear();
+  detection.feature.reset();
+  detection.objectness = 0.0F;
+  detection.inbetween = false;
+}
+
+class JsonLinesReader final : public Reader {
+ public:
+  JsonLinesReader(const std::string& path, const ReadSettings& readSettings)
+      : settings(readSettings),
+        usualCamera(path == kStandardInput ? "stdin" : nameOf(path)),
+        lines(path, simdjson::SIMDJSON_PADDING),
+        parser(LineReader::kLongestLine) {}
+
+  bool read(Record& record) override {
+    if (!lines.next()) return false;
+    try {
+      readLine(record);
+    } catch (const JsonFault& fault) {
+      record = BadLine{lines.number(), fault.field, fault.message};
+    }
+    return true;
+  }
+
+  std::optional<double> progress() const override { return lines.progress(); }
+
+ private:
+  dom::object parse() {
+    const Place whole;
+    const auto line = lines.line();
+    if (!line) refuse(whole, fmt::format("longer than {} MiB", LineReader::kLongestLine >> 20U));
+    dom::element element;
+    const auto fault = parser.parse(line->data(), line->size(), false).get(element);
+    if (fault == simdjson::EMPTY) refuse(whole, "expected an object, found nothing");
+    if (fault != simdjson::SUCCESS) refuse(whole, fmt::format("no valid JSON: {}", simdjson::error_message(fault)));
+    return objectOf(element, whole);
+  }
+
+  void readLine(Record& record) {
+    const Place whole;
+    LineFields line;
+    readFields(parse(), whole, kLineFields, line);
+    const int purposes = (line.detections ? 1 : 0) + (line.motion ? 1 : 0) + (line.end ? 1 : 0);
+    if (purposes > 1) refuse(whole, "expected one of detections, motion and end");
+    const std::string camera(line.camera.value_or(usualCamera));
+    const auto picture = line.picture ? line.picture : settings.picture;
+    if (line.motion) {
+      record = CameraMotion{camera, picture, readMatrix(*line.motion, Place(whole, "motion"))};
+    } else if (line.end) {
+      record = CameraEnd{camera};
+    } else {
+      if (!std::holds_alternative<Frame>(record)) record.emplace<Frame>();
+      Frame& frame = std::get<Frame>(record);
+      frame.camera = camera;
+      frame.timestamp = line.timestamp;
+      frame.picture = picture;
+      readDetections(line.detections, Place(whole, "detections"), frame);
+    }
+  }
+
+  static std::array<double, 6> readMatrix(dom::element motion, const Place& place) {
+    using Matrix = std::optional<std::array<double, 6>>;
+    constexpr std::array<JsonField<Matrix>, 1> fields = {
+        {{"matrix", [](dom::element value, const Place& here, Matrix& target) {
+            target = numbersOf<double, 6>(value, kCoordinates, here);
+          }}}};
+    Matrix matrix;
+    readFields(objectOf(motion, place), place, fields, matrix);
+    const Place here(place, "matrix");
+    if (!matrix) refuse(here, "missing");
+    const auto& [a, b, c, d, e, f] = *matrix;
+    if (a * e == b * d) refuse(here, "this map sends the picture to a line or a point");
+    return *matrix;
+  }
+
+  void readDetections(const std::optional<dom::element>& list, const Place& place, Frame& frame) const {
+    frame.names.clear();
+    if (!list) return frame.detections.clear();
+    const dom::array elements = arrayOf(*list, place);
+    std::size_t count = 0;
+    for (const dom::element each : elements) {
+      if (frame.detections.size() == count) frame.detections.emplace_back();
+      ObjectDetection& detection = frame.detections[count];
+      clear(detection);
+      detection.id = static_cast<std::int32_t>(count);
+      std::string name;
+      readDetection(each, Place(place, count), frame.picture, {detection, name});
+      if (!name.empty() && frame.names.empty()) nameByPosition(count, frame.names);
+      if (!name.empty() || !frame.names.empty()) {
+        frame.names.push_back(name.empty() ? std::to_string(count) : std::move(name));
+      }
+      ++count;
+    }
+    frame.detections.resize(count);
+  }
+
+  void readDetection(dom::element element, const Place& place, const std::optional<PictureSize>& picture,
+                     DetectionDraft draft) const {
+    readFields(objectOf(element, place), place, kDetectionFields, draft);
+    const Place box(place, "box");
+    if (!draft.edges) refuse(box, "missing");
+    draft.detection.box = boxOf(*draft.edges, picture, box);
+    complete(draft, settings.label);
+  }
+
+  static void nameByPosition(std::size_t count, std::vector<std::string>& names) {
+    for (std::size_t i = 0; i < count; ++i) names.push_back(std::to_string(i));
+  }
+
+  ReadSettings settings;
+  std::string usualCamera;
+  LineReader lines;
+  dom::parser parser;
+};
+
+// ---- Writing ----
+
+void appendBox(std::string& json, const Box& box, const std::optional<PictureSize>& picture) {
+  if (picture) {
+    const PixelBox pixels = toPixels(box, *picture);
+    const std::array<double, 4> edges = {pixels.left, pixels.top, pixels.left + pixels.width,
+                                         pixels.top + pixels.height};
+    appendArray(json, edges, appendPixels);
+  } else {
+    appendArray(json, std::array<float, 4>{box.left, box.top, box.right, box.bottom}, appendNumber);
+  }
+}
+
+void appendClassification(std::string& json, const Classification& classification) {
+  json += R"({"label":)";
+  appendQuoted(json, classification.label);
+  json += R"(,"score":)";
+  appendNumber(json, classification.score);
+  json += '}';
+}
+
+void appendAttribute(std::string& json, const AttributeClassification& attribute) {
+  fmt::format_to(std::back_inserter(json), R"({{"type":{},"value":{},"score":)", attribute.attributeType,
+                 attribute.attributeValue);
+  appendNumber(json, attribute.score);
+  json += '}';
+}
+
+void appendWhole(std::string& json, long long number) {
+  const fmt::format_int digits(number);
+  json.append(digits.data(), digits.size());
+}
+
+void appendName(std::string& json, const Frame& frame, std::int32_t position) {
+  if (position < 0) {
+    json += "null";
+  } else if (frame.names.empty()) {
+    appendWhole(json, position);
+  } else {
+    json += frame.names[static_cast<std::size_t>(position)];
+  }
+}
+
+void beginLine(std::string& json, const std::string& camera) {
+  json += R"({"camera":)";
+  appendQuoted(json, camera);
+}
+
+void appendPicture(std::string& json, const std::optional<PictureSize>& picture) {
+  if (!picture) return;
+  json += R"(,"picture":)";
+  appendArray(json, std::array<int, 2>{picture->width, picture->height}, appendWhole);
+}
+
+void beginFrame(std::string& json, const Frame& frame) {
+  beginLine(json, frame.camera);
+  if (frame.timestamp) {
+    json += R"(,"timestamp":)";
+    const fmt::format_int digits(*frame.timestamp);
+    json.append(digits.data(), digits.size());
+  }
+  appendPicture(json, frame.picture);
+}
+
+void appendStrings(std::string& json, const char* field, const std::vector<std::string>& texts) {
+  if (texts.empty()) return;
+  json += field;
+  appendArray(json, texts, appendQuoted);
+}
+
+class JsonTrackWriter final : public TrackWriter {
+ public:
+  explicit JsonTrackWriter(const WriteSettings& settings) : debug(settings.debug) {}
+
+  void frame(const Frame& frame, const FrameTracks& result, std::string& json) override {
+    beginFrame(json, frame);
+    json += R"(,"tracks":)";
+    appendArray(json, result.tracks, [&](std::string&, const auto& track) { appendTrack(json, frame, track); });
+    json += R"(,"removed":)";
+    appendArray(json, result.changes.removedIds, appendWhole);
+    json += R"(,"merged":)";
+    appendArray(json, result.changes.mergedIds, [](std::string& text, const std::pair<int, int>& ids) {
+      appendArray(text, std::array<int, 2>{ids.first, ids.second}, appendWhole);
+    });
+    appendStrings(json, R"(,"unassociated":)", result.unassociated);
+    endLine(json);
+  }
+
+  void motion(const CameraMotion& motion, std::string& json) override {
+    beginLine(json, motion.camera);
+    json += R"(,"motion":true)";
+    endLine(json);
+  }
+
+  void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& json) override {
+    beginLine(json, end.camera);
+    json += R"(,"end":true,"removed":)";
+    appendArray(json, removedIds, appendWhole);
+    endLine(json);
+  }
+
+  bool fault(const BadLine& fault, std::string& json) override {
+    fmt::format_to(std::back_inserter(json), R"({{"error":{{"line":{},"field":)", fault.line);
+    appendQuoted(json, fault.field);
+    json += R"(,"message":)";
+    appendQuoted(json, fault.message);
+    json += '}';
+    endLine(json);
+    return true;
+  }
+
+  void dropped(const std::vector<std::string>& cameras) override { droppedCameras = cameras; }
+
+ private:
+  void appendTrack(std::string& json, const Frame& frame, const internal::DebugTrack& entry) const {
+    const TrackedObjectDetection& track = entry.track;
+    json += R"({"id":)";
+    appendWhole(json, track.id);
+    json += R"(,"detection":)";
+    appendName(json, frame, entry.lastDetectionId);
+    json += R"(,"label":)";
+    appendQuoted(json, track.label);
+    json += R"(,"score":)";
+    appendNumber(json, track.score);
+    json += R"(,"confident":)";
+    json += track.confident ? "true" : "false";
+    json += R"(,"box":)";
+    appendBox(json, track.box, frame.picture);
+    json += R"(,"velocity":)";
+    appendExtent(json, frame, track.velocityX, track.velocityY, -1.0);
+    json += R"(,"classifications":)";
+    appendArray(json, track.classifications, appendClassification);
+    json += R"(,"attributes":)";
+    appendArray(json, track.attributes, appendAttribute);
+    if (debug) {
+      json += R"(,"debug":{"state":)";
+      appendWhole(json, entry.state);
+      json += R"(,"maxPositionDifference":)";
+      appendExtent(json, frame, entry.maxPositionDifferenceX, entry.maxPositionDifferenceY, 1.0);
+      json += '}';
+    }
+    json += '}';
+  }
+
+  /// @param down Which way y grows in pixels for what is appended.
+  static void appendExtent(std::string& json, const Frame& frame, float x, float y, double down) {
+    if (frame.picture) {
+      const std::array<double, 2> pixels = {static_cast<double>(x) / 2.0 * frame.picture->width,
+                                            down * static_cast<double>(y) / 2.0 * frame.picture->height};
+      appendArray(json, pixels, appendPixels);
+    } else {
+      appendArray(json, std::array<float, 2>{x, y}, appendNumber);
+    }
+  }
+
+  void endLine(std::string& json) {
+    appendStrings(json, R"(,"dropped":)", droppedCameras);
+    droppedCameras.clear();
+    json += "}\n";
+  }
+
+  bool debug;
+  std::vector<std::string> droppedCameras;
+};
+
+class JsonDetectionWriter final : public DetectionWriter {
+ public:
+  explicit JsonDetectionWriter(const Target& target) : output(openOutput(target)) {}
+
+  void write(const Record& record) override {
+    json.clear();
+    std::visit([this](const auto& each) { append(each); }, record);
+    json += "}\n";
+    output->write(json);
+  }
+
+  void finish() override { output->finish(); }
+
+ private:
+  void append(const Frame& frame) {
+    beginFrame(json, frame);
+    json += R"(,"detections":)";
+    appendArray(json, frame.detections, [&](std::string&, const auto& each) { appendDetection(frame, each); });
+  }
+
+  void append(const CameraMotion& motion) {
+    beginLine(json, motion.camera);
+    appendPicture(json, motion.picture);
+    json += R"(,"motion":{"matrix":)";
+    appendArray(json, motion.matrix,
+                [](std::string& text, double number) { fmt::format_to(std::back_inserter(text), "{}", number); });
+    json += '}';
+  }
+
+  void append(const CameraEnd& end) {
+    beginLine(json, end.camera);
+    json += R"(,"end":true)";
+  }
+
+  [[noreturn]] void append(const BadLine& fault) { throw FileError(fault.message); }
+
+  void appendDetection(const Frame& frame, const ObjectDetection& detection) {
+    json += '{';
+    if (!frame.names.empty()) {
+      json += R"("id":)";
+      appendName(json, frame, detection.id);
+      json += ',';
+    }
+    json += R"("box":)";
+    appendBox(json, detection.box, frame.picture);
+    json += R"(,"label":)";
+    appendQuoted(json, detection.label);
+    json += R"(,"score":)";
+    appendNumber(json, detection.score);
+    if (detection.objectness > 0.0F) {
+      json += R"(,"objectness":)";
+      appendNumber(json, detection.objectness);
+    }
+    if (!followsFromLabel(detection)) {
+      json += R"(,"classifications":)";
+      appendArray(json, detection.classifications, appendClassification);
+    }
+    if (!detection.attributes.empty()) {
+      json += R"(,"attributes":)";
+      appendArray(json, detection.attributes, appendAttribute);
+    }
+    if (detection.feature) {
+      json += R"(,"feature":)";
+      appendArray(json, *detection.feature, appendNumber);
+    }
+    json += '}';
+  }
+
+  /// Whether the class hypotheses are those that a reader supposes.
+  static bool followsFromLabel(const ObjectDetection& detection) {
+    const auto& classes = detection.classifications;
+    return classes.size() == 1 && classes[0].label == detection.label && classes[0].score == detection.score;
+  }
+
+  std::unique_ptr<Output> output;
+  std::string json;
+};
+
+bool beginsWithObject(std::string_view beginning) {
+  const auto first = beginning.find_first_not_of(" \t\r\n");
+  return first != std::string_view::npos && beginning[first] == '{';
+}
+
+std::unique_ptr<Reader> readJsonLines(const std::string& path, const ReadSettings& settings) {
+  return std::make_unique<JsonLinesReader>(path, settings);
+}
+
+std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
+  return std::make_unique<JsonTrackWriter>(settings);
+}
+
+std::unique_ptr<DetectionWriter> writeDetections(const Target& target, const WriteSettings&) {
+  return std::make_unique<JsonDetectionWriter>(target);
+}
+
+}  // namespace
+
+const Format kJsonLines = {"jsonl",        {".jsonl", ".ndjson", ".json"}, beginsWithObject, readJsonLines, writeTracks,
+                           writeDetections};
+
+}  // namespace nivra::tool

@@ -1,0 +1,80 @@
+#include "jsonReading.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <type_traits>
+#include <utility>
+
+namespace nivra::tool {
+
+namespace {
+
+/// What a value is, for complaints: numbers as they are, all else by its kind.
+std::string describe(dom::element value) {
+  switch (value.type()) {
+    case dom::element_type::ARRAY:
+      return "an array";
+    case dom::element_type::OBJECT:
+      return "an object";
+    case dom::element_type::STRING:
+      return "a string";
+    case dom::element_type::BOOL:
+      return "a truth value";
+    case dom::element_type::NULL_VALUE:
+      return "null";
+    default:
+      return simdjson::minify(value);
+  }
+}
+
+template <class Value>
+Value valueOf(dom::element element, std::string_view expected, const Place& place) {
+  Value value;
+  if (element.get(value) != simdjson::SUCCESS) refuse(place, expected, element);
+  return value;
+}
+
+}  // namespace
+
+std::string Place::text() const {
+  const std::string start = outer == nullptr ? "" : outer->text();
+  if (outer == nullptr) return start;
+  if (field.empty()) return fmt::format("{}[{}]", start, index);
+  return start.empty() ? std::string(field) : fmt::format("{}.{}", start, field);
+}
+
+void refuse(const Place& place, std::string message) { throw JsonFault{place.text(), std::move(message)}; }
+
+void refuse(const Place& place, std::string_view expected, dom::element found) {
+  refuse(place, fmt::format("{}, found {}", expected, describe(found)));
+}
+
+std::string_view stringOf(dom::element value, const Place& place) {
+  return valueOf<std::string_view>(value, "expected a string", place);
+}
+dom::array arrayOf(dom::element value, const Place& place) {
+  return valueOf<dom::array>(value, "expected an array", place);
+}
+dom::object objectOf(dom::element value, const Place& place) {
+  return valueOf<dom::object>(value, "expected an object", place);
+}
+bool boolOf(dom::element value, const Place& place) { return valueOf<bool>(value, "expected true or false", place); }
+
+template <class Number>
+Number numberOf(dom::element value, Range<Number> range, const Place& place) {
+  using Parsed = std::conditional_t<std::is_floating_point_v<Number>, double,
+                                    std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>>;
+  Parsed number;
+  const bool isNumber = value.get(number) == simdjson::SUCCESS;
+  if (!isNumber || !(number >= range.least && number <= range.most)) refuse(place, expectation(range), value);
+  return static_cast<Number>(number);
+}
+
+template int numberOf(dom::element, Range<int>, const Place&);
+template std::uint64_t numberOf(dom::element, Range<std::uint64_t>, const Place&);
+template std::int64_t numberOf(dom::element, Range<std::int64_t>, const Place&);
+template float numberOf(dom::element, Range<float>, const Place&);
+template double numberOf(dom::element, Range<double>, const Place&);
+
+}  // namespace nivra::tool

@@ -1,0 +1,58 @@
+#include "lineReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace nivra::tool {
+
+namespace {
+
+constexpr std::size_t kFirstBuffer = std::size_t{1} << 18;
+
+}  // namespace
+
+LineReader::LineReader(const std::string& path, std::size_t readableBehind)
+    : source(path), margin(readableBehind), buffer(kFirstBuffer) {}
+
+bool LineReader::next() {
+  isTooLong = false;
+  for (std::size_t searched = 0;;) {
+    const char* const start = buffer.data() + begin;
+    const auto* const lineBreak = static_cast<const char*>(std::memchr(start + searched, '\n', end - begin - searched));
+    if (lineBreak != nullptr) {
+      const auto size = static_cast<std::size_t>(lineBreak - start);
+      finishLine(size, size + 1);
+      return true;
+    }
+    searched = end - begin;
+    if (searched > kLongestLine) {
+      isTooLong = true;
+      begin = end = searched = 0;
+    }
+    if (!readMore()) break;
+  }
+  if (begin == end && !isTooLong) return false;
+  finishLine(end - begin, end - begin);
+  return true;
+}
+
+bool LineReader::readMore() {
+  if (begin > 0) {
+    std::memmove(buffer.data(), buffer.data() + begin, end - begin);
+    end -= begin;
+    begin = 0;
+  }
+  if (buffer.size() - end < kFirstBuffer / 2 + margin) buffer.resize(buffer.size() * 2);
+  const std::size_t count = source.read(buffer.data() + end, buffer.size() - end - margin);
+  end += count;
+  return count > 0;
+}
+
+void LineReader::finishLine(std::size_t size, std::size_t sizeWithBreak) {
+  current.reset();
+  if (!isTooLong && size <= kLongestLine) current.emplace(buffer.data() + begin, size);
+  begin += sizeWithBreak;
+  ++lineNumber;
+}
+
+}  // namespace nivra::tool

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "format.h"
+#include "parameters.h"
+
+namespace nivra::tool {
+
+struct TrackOptions {
+  std::vector<std::string> inputs;
+  std::string from;  // name of the inputs' format; empty to recognise it
+  std::string to;    // likewise the output's; empty to follow the output's name or the inputs
+  ReadSettings read;
+  std::vector<std::string> labels;  // each associated with itself
+  LabelAssociations associations;
+  std::optional<std::chrono::nanoseconds> mostIdle;
+  bool confidentOnly = false;
+  bool debug = false;
+  bool strict = false;
+  bool verbose = false;
+  std::ostream* progress = nullptr;  // a terminal, or null for silence
+};
+
+/// Tracks the inputs one after the other, each with trackers of its own.
+/// @param target A file, a folder that gets a file for each input, or the standard output.
+/// @param err Takes the summary if it is asked for.
+void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err);
+
+}  // namespace nivra::tool
