@@ -26,25 +26,25 @@ struct Result {
 
 constexpr std::array<JsonField<Result>, 4> kFields = {{
     {"image_id",
-     [](dom::element value, const Place& place, Result& result) { result.image = numberOf(value, kIds, place); }},
-    {"category_id",
-     [](dom::element value, const Place& place, Result& result) { result.category = numberOf(value, kIds, place); }},
+     [](dom::element value, const JsonPlace& place, Result& result) { result.image = numberOf(value, kIds, place); }},
+    {"category_id", [](dom::element value, const JsonPlace& place,
+                       Result& result) { result.category = numberOf(value, kIds, place); }},
     {"bbox",
-     [](dom::element value, const Place& place, Result& result) {
+     [](dom::element value, const JsonPlace& place, Result& result) {
        const auto [left, top, width, height] = numbersOf<double, 4>(value, kCoordinates, place);
        if (width < kSizes.least || height < kSizes.least) refuse(place, "width or height is negative");
        result.box = PixelBox{left, top, width, height};
      }},
-    {"score", [](dom::element value, const Place& place,
+    {"score", [](dom::element value, const JsonPlace& place,
                  Result& result) { result.score = numberOf(value, kCoordinates, place); }},
 }};
 
-Result readResult(dom::element element, const Place& place) {
+Result readResult(dom::element element, const JsonPlace& place) {
   Result result;
   readFields(objectOf(element, place), place, kFields, result);
-  if (!result.image) refuse(Place(place, "image_id"), "missing");
-  if (!result.category) refuse(Place(place, "category_id"), "missing");
-  if (!result.box) refuse(Place(place, "bbox"), "missing");
+  if (!result.image) refuse(JsonPlace(place, "image_id"), "missing");
+  if (!result.category) refuse(JsonPlace(place, "category_id"), "missing");
+  if (!result.box) refuse(JsonPlace(place, "bbox"), "missing");
   return result;
 }
 
@@ -58,8 +58,8 @@ std::vector<Result> readResults(const std::string& path) {
   }
   std::vector<Result> results;
   try {
-    for (const dom::element each : arrayOf(whole, Place())) {
-      results.push_back(readResult(each, Place(Place(), results.size())));
+    for (const dom::element each : arrayOf(whole, JsonPlace())) {
+      results.push_back(readResult(each, JsonPlace(JsonPlace(), results.size())));
     }
   } catch (const JsonFault& found) {
     failAt(shownName(path), 0, found.field, found.message);

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "commandOptions.h"
+#include "convertCommand.h"
 #include "errors.h"
 #include "numbers.h"
 #include "output.h"
@@ -74,6 +75,7 @@ void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream
                        fmt::format("nivra {}.{}.{}", NIVRA_VERSION_MAJOR, NIVRA_VERSION_MINOR, NIVRA_VERSION_PATCH));
   app.require_subcommand(1);
   TrackCommand trackCommand(app);
+  ConvertCommand convertCommand(app);
   SimulateCommand simulateCommand(app);
   const CLI::App* const parameters = app.add_subcommand("parameters", "List the parameters of all trackers");
 
@@ -87,6 +89,7 @@ void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream
     return;
   }
   trackCommand.runIfChosen(out, err, terminal);
+  convertCommand.runIfChosen(out);
   simulateCommand.runIfChosen();
   if (parameters->parsed()) print(listParameters(), out);
 }

@@ -2,11 +2,16 @@
 
 #include <fmt/format.h>
 
-#include <utility>
+#include <algorithm>
+#include <limits>
+
+#include "formats.h"
 
 namespace nivra::tool {
 
 namespace {
+
+constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
 
 std::string complaintAboutEmpty(const std::string& argument) { return argument.empty() ? "must not be empty" : ""; }
 
@@ -66,9 +71,34 @@ std::optional<double> PictureOptions::frameRate() const {
   return parseOption("--fps", frameRateText, kFrameRates);
 }
 
-void OutputOptions::addTo(CLI::App& command, const std::string& help, const std::string& kind) {
-  option = addText(command, "-o,--output", path, help)->type_name(kind);
+void InputOptions::addTo(CLI::App& command) {
+  addText(command, "--from", from, "Format of the input, told from what it holds if not given: " + formatNames())
+      ->type_name("FORMAT");
+  addText(command, "--label", label, "Label of detections without one")->type_name("LABEL")->capture_default_str();
+  addTexts(command, "--category", categories, "Label of a COCO category, its number if not given; may be repeated")
+      ->type_name("NUMBER=LABEL");
+  pictureOptions.addTo(command, ", if the input doesn't tell");
+}
+
+ReadSettings InputOptions::settings() const {
+  ReadSettings settings;
+  settings.picture = pictureOptions.picture();
+  settings.frameRate = pictureOptions.frameRate();
+  settings.label = label;
+  for (const std::string& text : categories) {
+    const auto [number, categoryLabel] = parseAssignment("--category", text);
+    settings.categories[parseOption("--category", number, kCategories)] = categoryLabel;
+  }
+  return settings;
+}
+
+const Format& InputOptions::formatOf(const std::string& input) const {
+  return from.empty() ? recogniseFormat(input) : formatNamed("--from", from);
+}
+
+CLI::Option* OutputOptions::addTo(CLI::App& command, const std::string& help, const std::string& kind) {
   command.add_flag("--force", replaces, "Replace files that exist already");
+  return addText(command, "-o,--output", path, help)->type_name(kind);
 }
 
 }  // namespace nivra::tool

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "errors.h"
+#include "format.h"
 #include "numbers.h"
 #include "output.h"
 #include "picture.h"
@@ -49,18 +52,32 @@ class PictureOptions {
   std::string frameRateText;
 };
 
+/// What may be said about inputs: --from, --picture, --fps, --label and --category.
+class InputOptions {
+ public:
+  void addTo(CLI::App& command);
+
+  ReadSettings settings() const;
+  /// What --from says, or else the input's own format.
+  const Format& formatOf(const std::string& input) const;
+
+ private:
+  std::string from;
+  std::string label = ReadSettings().label;
+  std::vector<std::string> categories;
+  PictureOptions pictureOptions;
+};
+
 /// -o and --force.
 class OutputOptions {
  public:
-  void addTo(CLI::App& command, const std::string& help, const std::string& kind);
+  CLI::Option* addTo(CLI::App& command, const std::string& help, const std::string& kind);
 
   Target target(std::ostream& standardOutput) const { return {standardOutput, path, replaces}; }
-  void require() { option->required(); }
 
  private:
   std::string path;
   bool replaces = false;
-  CLI::Option* option = nullptr;
 };
 
 }  // namespace nivra::tool

@@ -35,32 +35,33 @@ struct LineFields {
 };
 
 constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
-    {"camera", [](dom::element value, const Place& place, LineFields& line) { line.camera = stringOf(value, place); }},
-    {"timestamp", [](dom::element value, const Place& place,
+    {"camera",
+     [](dom::element value, const JsonPlace& place, LineFields& line) { line.camera = stringOf(value, place); }},
+    {"timestamp", [](dom::element value, const JsonPlace& place,
                      LineFields& line) { line.timestamp = numberOf(value, kTimestamps, place); }},
     {"picture",
-     [](dom::element value, const Place& place, LineFields& line) {
+     [](dom::element value, const JsonPlace& place, LineFields& line) {
        const auto [width, height] = numbersOf<int, 2>(value, kPictureSides, place);
        line.picture = PictureSize{width, height};
      }},
-    {"detections", [](dom::element value, const Place&, LineFields& line) { line.detections = value; }},
-    {"motion", [](dom::element value, const Place&, LineFields& line) { line.motion = value; }},
-    {"end", [](dom::element value, const Place& place, LineFields& line) { line.end = boolOf(value, place); }},
+    {"detections", [](dom::element value, const JsonPlace&, LineFields& line) { line.detections = value; }},
+    {"motion", [](dom::element value, const JsonPlace&, LineFields& line) { line.motion = value; }},
+    {"end", [](dom::element value, const JsonPlace& place, LineFields& line) { line.end = boolOf(value, place); }},
 }};
 
 constexpr std::array<JsonField<Classification>, 2> kClassificationFields = {{
     {"label",
-     [](dom::element value, const Place& place, Classification& target) { target.label = stringOf(value, place); }},
-    {"score", [](dom::element value, const Place& place,
+     [](dom::element value, const JsonPlace& place, Classification& target) { target.label = stringOf(value, place); }},
+    {"score", [](dom::element value, const JsonPlace& place,
                  Classification& target) { target.score = numberOf(value, kScores, place); }},
 }};
 
 constexpr std::array<JsonField<AttributeClassification>, 3> kAttributeFields = {{
-    {"type", [](dom::element value, const Place& place,
+    {"type", [](dom::element value, const JsonPlace& place,
                 AttributeClassification& target) { target.attributeType = numberOf(value, kInts, place); }},
-    {"value", [](dom::element value, const Place& place,
+    {"value", [](dom::element value, const JsonPlace& place,
                  AttributeClassification& target) { target.attributeValue = numberOf(value, kInts, place); }},
-    {"score", [](dom::element value, const Place& place,
+    {"score", [](dom::element value, const JsonPlace& place,
                  AttributeClassification& target) { target.score = numberOf(value, kFloats, place); }},
 }};
 
@@ -74,16 +75,16 @@ struct DetectionDraft {
 };
 
 template <class Element, std::size_t count>
-void readList(dom::element list, const Place& place, const std::array<JsonField<Element>, count>& fields,
+void readList(dom::element list, const JsonPlace& place, const std::array<JsonField<Element>, count>& fields,
               const Element& usual, std::vector<Element>& target) {
   for (const dom::element each : arrayOf(list, place)) {
-    const Place here(place, target.size());
+    const JsonPlace here(place, target.size());
     target.push_back(usual);
     readFields(objectOf(each, here), here, fields, target.back());
   }
 }
 
-void readName(dom::element value, const Place& place, DetectionDraft& draft) {
+void readName(dom::element value, const JsonPlace& place, DetectionDraft& draft) {
   if (value.is_string()) {
     appendQuoted(draft.name, value.get_string().value_unsafe());
   } else if (value.is_int64() || value.is_uint64()) {
@@ -93,43 +94,43 @@ void readName(dom::element value, const Place& place, DetectionDraft& draft) {
   }
 }
 
-void readFeature(dom::element value, const Place& place, DetectionDraft& draft) {
+void readFeature(dom::element value, const JsonPlace& place, DetectionDraft& draft) {
   const dom::array numbers = arrayOf(value, place);
   if (numbers.begin() == numbers.end()) return;
   std::vector<float>& feature = draft.detection.feature.emplace();
   feature.reserve(numbers.size());
-  for (const dom::element each : numbers) feature.push_back(numberOf(each, kFloats, Place(place, feature.size())));
+  for (const dom::element each : numbers) feature.push_back(numberOf(each, kFloats, JsonPlace(place, feature.size())));
 }
 
 constexpr std::array<JsonField<DetectionDraft>, 8> kDetectionFields = {{
-    {"box", [](dom::element value, const Place& place,
+    {"box", [](dom::element value, const JsonPlace& place,
                DetectionDraft& draft) { draft.edges = numbersOf<double, 4>(value, kCoordinates, place); }},
     {"label",
-     [](dom::element value, const Place& place, DetectionDraft& draft) {
+     [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
        draft.detection.label = stringOf(value, place);
        draft.hasLabel = true;
      }},
     {"score",
-     [](dom::element value, const Place& place, DetectionDraft& draft) {
+     [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
        draft.detection.score = numberOf(value, kScores, place);
        draft.hasScore = true;
      }},
     {"id", readName},
-    {"objectness", [](dom::element value, const Place& place,
+    {"objectness", [](dom::element value, const JsonPlace& place,
                       DetectionDraft& draft) { draft.detection.objectness = numberOf(value, kScores, place); }},
     {"classifications",
-     [](dom::element value, const Place& place, DetectionDraft& draft) {
+     [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
        readList(value, place, kClassificationFields, {std::string(), kFullScore}, draft.detection.classifications);
      }},
     {"attributes",
-     [](dom::element value, const Place& place, DetectionDraft& draft) {
+     [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
        readList(value, place, kAttributeFields, {0, 0, kFullScore}, draft.detection.attributes);
      }},
     {"feature", readFeature},
 }};
 
 /// @param edges Left, top, right, bottom.
-Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& picture, const Place& place) {
+Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& picture, const JsonPlace& place) {
   const auto [left, top, right, bottom] = edges;
   if (right < left) refuse(place, "the right edge is left of the left one");
   if (picture) {
@@ -189,7 +190,7 @@ class JsonLinesReader final : public Reader {
 
  private:
   dom::object parse() {
-    const Place whole;
+    const JsonPlace whole;
     const auto line = lines.line();
     if (!line) refuse(whole, fmt::format("longer than {} MiB", LineReader::kLongestLine >> 20U));
     dom::element element;
@@ -200,7 +201,7 @@ class JsonLinesReader final : public Reader {
   }
 
   void readLine(Record& record) {
-    const Place whole;
+    const JsonPlace whole;
     LineFields line;
     readFields(parse(), whole, kLineFields, line);
     const int purposes = (line.detections ? 1 : 0) + (line.motion ? 1 : 0) + (line.end ? 1 : 0);
@@ -208,7 +209,7 @@ class JsonLinesReader final : public Reader {
     const std::string camera(line.camera.value_or(usualCamera));
     const auto picture = line.picture ? line.picture : settings.picture;
     if (line.motion) {
-      record = CameraMotion{camera, picture, readMatrix(*line.motion, Place(whole, "motion"))};
+      record = CameraMotion{camera, picture, readMatrix(*line.motion, JsonPlace(whole, "motion"))};
     } else if (line.end) {
       record = CameraEnd{camera};
     } else {
@@ -217,26 +218,26 @@ class JsonLinesReader final : public Reader {
       frame.camera = camera;
       frame.timestamp = line.timestamp;
       frame.picture = picture;
-      readDetections(line.detections, Place(whole, "detections"), frame);
+      readDetections(line.detections, JsonPlace(whole, "detections"), frame);
     }
   }
 
-  static std::array<double, 6> readMatrix(dom::element motion, const Place& place) {
+  static std::array<double, 6> readMatrix(dom::element motion, const JsonPlace& place) {
     using Matrix = std::optional<std::array<double, 6>>;
     constexpr std::array<JsonField<Matrix>, 1> fields = {
-        {{"matrix", [](dom::element value, const Place& here, Matrix& target) {
+        {{"matrix", [](dom::element value, const JsonPlace& here, Matrix& target) {
             target = numbersOf<double, 6>(value, kCoordinates, here);
           }}}};
     Matrix matrix;
     readFields(objectOf(motion, place), place, fields, matrix);
-    const Place here(place, "matrix");
+    const JsonPlace here(place, "matrix");
     if (!matrix) refuse(here, "missing");
     const auto& [a, b, c, d, e, f] = *matrix;
     if (a * e == b * d) refuse(here, "this map sends the picture to a line or a point");
     return *matrix;
   }
 
-  void readDetections(const std::optional<dom::element>& list, const Place& place, Frame& frame) const {
+  void readDetections(const std::optional<dom::element>& list, const JsonPlace& place, Frame& frame) const {
     frame.names.clear();
     if (!list) return frame.detections.clear();
     const dom::array elements = arrayOf(*list, place);
@@ -247,7 +248,7 @@ class JsonLinesReader final : public Reader {
       clear(detection);
       detection.id = static_cast<std::int32_t>(count);
       std::string name;
-      readDetection(each, Place(place, count), frame.picture, {detection, name});
+      readDetection(each, JsonPlace(place, count), frame.picture, {detection, name});
       if (!name.empty() && frame.names.empty()) nameByPosition(count, frame.names);
       if (!name.empty() || !frame.names.empty()) {
         frame.names.push_back(name.empty() ? std::to_string(count) : std::move(name));
@@ -257,10 +258,10 @@ class JsonLinesReader final : public Reader {
     frame.detections.resize(count);
   }
 
-  void readDetection(dom::element element, const Place& place, const std::optional<PictureSize>& picture,
+  void readDetection(dom::element element, const JsonPlace& place, const std::optional<PictureSize>& picture,
                      DetectionDraft draft) const {
     readFields(objectOf(element, place), place, kDetectionFields, draft);
-    const Place box(place, "box");
+    const JsonPlace box(place, "box");
     if (!draft.edges) refuse(box, "missing");
     draft.detection.box = boxOf(*draft.edges, picture, box);
     complete(draft, settings.label);

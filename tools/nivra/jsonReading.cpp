@@ -29,7 +29,7 @@ std::string describe(dom::element value) {
 }
 
 template <class Value>
-Value valueOf(dom::element element, std::string_view expected, const Place& place) {
+Value valueOf(dom::element element, std::string_view expected, const JsonPlace& place) {
   Value value;
   if (element.get(value) != simdjson::SUCCESS) refuse(place, expected, element);
   return value;
@@ -37,32 +37,34 @@ Value valueOf(dom::element element, std::string_view expected, const Place& plac
 
 }  // namespace
 
-std::string Place::text() const {
+std::string JsonPlace::text() const {
   const std::string start = outer == nullptr ? "" : outer->text();
   if (outer == nullptr) return start;
   if (field.empty()) return fmt::format("{}[{}]", start, index);
   return start.empty() ? std::string(field) : fmt::format("{}.{}", start, field);
 }
 
-void refuse(const Place& place, std::string message) { throw JsonFault{place.text(), std::move(message)}; }
+void refuse(const JsonPlace& place, std::string message) { throw JsonFault{place.text(), std::move(message)}; }
 
-void refuse(const Place& place, std::string_view expected, dom::element found) {
+void refuse(const JsonPlace& place, std::string_view expected, dom::element found) {
   refuse(place, fmt::format("{}, found {}", expected, describe(found)));
 }
 
-std::string_view stringOf(dom::element value, const Place& place) {
+std::string_view stringOf(dom::element value, const JsonPlace& place) {
   return valueOf<std::string_view>(value, "expected a string", place);
 }
-dom::array arrayOf(dom::element value, const Place& place) {
+dom::array arrayOf(dom::element value, const JsonPlace& place) {
   return valueOf<dom::array>(value, "expected an array", place);
 }
-dom::object objectOf(dom::element value, const Place& place) {
+dom::object objectOf(dom::element value, const JsonPlace& place) {
   return valueOf<dom::object>(value, "expected an object", place);
 }
-bool boolOf(dom::element value, const Place& place) { return valueOf<bool>(value, "expected true or false", place); }
+bool boolOf(dom::element value, const JsonPlace& place) {
+  return valueOf<bool>(value, "expected true or false", place);
+}
 
 template <class Number>
-Number numberOf(dom::element value, Range<Number> range, const Place& place) {
+Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place) {
   using Parsed = std::conditional_t<std::is_floating_point_v<Number>, double,
                                     std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>>;
   Parsed number;
@@ -71,10 +73,10 @@ Number numberOf(dom::element value, Range<Number> range, const Place& place) {
   return static_cast<Number>(number);
 }
 
-template int numberOf(dom::element, Range<int>, const Place&);
-template std::uint64_t numberOf(dom::element, Range<std::uint64_t>, const Place&);
-template std::int64_t numberOf(dom::element, Range<std::int64_t>, const Place&);
-template float numberOf(dom::element, Range<float>, const Place&);
-template double numberOf(dom::element, Range<double>, const Place&);
+template int numberOf(dom::element, Range<int>, const JsonPlace&);
+template std::uint64_t numberOf(dom::element, Range<std::uint64_t>, const JsonPlace&);
+template std::int64_t numberOf(dom::element, Range<std::int64_t>, const JsonPlace&);
+template float numberOf(dom::element, Range<float>, const JsonPlace&);
+template double numberOf(dom::element, Range<double>, const JsonPlace&);
 
 }  // namespace nivra::tool

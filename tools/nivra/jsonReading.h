@@ -14,17 +14,17 @@ namespace nivra::tool {
 namespace dom = simdjson::dom;
 
 /// Where a value stands, outermost last; spelt out when something is wrong there.
-class Place {
+class JsonPlace {
  public:
-  Place() = default;
-  Place(const Place& outerPlace, std::string_view fieldName) : outer(&outerPlace), field(fieldName) {}
-  Place(const Place& outerPlace, std::size_t position) : outer(&outerPlace), index(position) {}
+  JsonPlace() = default;
+  JsonPlace(const JsonPlace& outerPlace, std::string_view fieldName) : outer(&outerPlace), field(fieldName) {}
+  JsonPlace(const JsonPlace& outerPlace, std::size_t position) : outer(&outerPlace), index(position) {}
 
   /// For example "detections[3].box[2]"; empty for the outermost place.
   std::string text() const;
 
  private:
-  const Place* outer = nullptr;
+  const JsonPlace* outer = nullptr;
   std::string_view field;  // empty for an element of an array
   std::size_t index = 0;
 };
@@ -35,23 +35,23 @@ struct JsonFault {
   std::string message;
 };
 
-[[noreturn]] void refuse(const Place& place, std::string message);
+[[noreturn]] void refuse(const JsonPlace& place, std::string message);
 
 /// Stops with "expected <what>, found a string" or the like.
-[[noreturn]] void refuse(const Place& place, std::string_view expected, dom::element found);
+[[noreturn]] void refuse(const JsonPlace& place, std::string_view expected, dom::element found);
 
-std::string_view stringOf(dom::element value, const Place& place);
-dom::array arrayOf(dom::element value, const Place& place);
-dom::object objectOf(dom::element value, const Place& place);
-bool boolOf(dom::element value, const Place& place);
+std::string_view stringOf(dom::element value, const JsonPlace& place);
+dom::array arrayOf(dom::element value, const JsonPlace& place);
+dom::object objectOf(dom::element value, const JsonPlace& place);
+bool boolOf(dom::element value, const JsonPlace& place);
 
 /// A number of the range; whole if the range is one of whole numbers.
 template <class Number>
-Number numberOf(dom::element value, Range<Number> range, const Place& place);
+Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place);
 
 /// Exactly as many numbers as the array has elements.
 template <class Number, std::size_t size>
-std::array<Number, size> numbersOf(dom::element value, Range<Number> range, const Place& place) {
+std::array<Number, size> numbersOf(dom::element value, Range<Number> range, const JsonPlace& place) {
   std::array<Number, size> numbers{};
   const dom::array elements = arrayOf(value, place);
   if (elements.size() != size) {
@@ -59,7 +59,7 @@ std::array<Number, size> numbersOf(dom::element value, Range<Number> range, cons
   }
   std::size_t i = 0;
   for (const dom::element each : elements) {
-    numbers[i] = numberOf(each, range, Place(place, i));
+    numbers[i] = numberOf(each, range, JsonPlace(place, i));
     ++i;
   }
   return numbers;
@@ -69,18 +69,18 @@ std::array<Number, size> numbersOf(dom::element value, Range<Number> range, cons
 template <class Target>
 struct JsonField {
   std::string_view name;
-  void (*read)(dom::element value, const Place& place, Target& target);
+  void (*read)(dom::element value, const JsonPlace& place, Target& target);
 };
 
 /// Reads the fields of an object that the table knows. Others are passed over, and null counts as absent.
 template <class Target, std::size_t count>
-void readFields(dom::object object, const Place& place, const std::array<JsonField<Target>, count>& fields,
+void readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
                 Target& target) {
   std::array<bool, count> given{};
   for (const auto [name, value] : object) {
     for (std::size_t i = 0; i < count; ++i) {
       if (name != fields[i].name) continue;
-      const Place here(place, name);
+      const JsonPlace here(place, name);
       if (given[i]) refuse(here, "given twice");
       given[i] = true;
       if (!value.is_null()) fields[i].read(value, here, target);

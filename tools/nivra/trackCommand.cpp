@@ -1,8 +1,6 @@
 #include "trackCommand.h"
 
-#include <limits>
-
-#include "formats.h"
+#include "byteSource.h"
 
 namespace nivra::tool {
 
@@ -49,17 +47,16 @@ Examples
 Exit code: 0 for success, 1 for a fault of input or output, 2 for a wrong call.)";
 
 constexpr Range<double> kIdleSeconds = {0.001, 1e9};
-constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
 
 }  // namespace
 
 TrackCommand::TrackCommand(CLI::App& app)
     : command(*app.add_subcommand("track", "Turn detections into tracks with stable identities")) {
-  command.add_option("INPUT", options.inputs, "Files, sequence folders, or - for standard input (if none is given)")
+  command.add_option("INPUT", inputs, "Files, sequence folders, or - for standard input (if none is given)")
       ->type_name("")
       ->check([](const std::string& argument) { return std::string(argument.empty() ? "must not be empty" : ""); });
   outputOptions.addTo(command, "Where the tracks go; standard output if not given", "FILE|FOLDER");
-  addText(command, "--from", options.from, "Format of the inputs: " + formatNames())->type_name("FORMAT");
+  inputOptions.addTo(command);
   addText(command, "--to", options.to, "Format of the output: jsonl or motchallenge")->type_name("FORMAT");
   addText(command, "--tracker", tracker, "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given")
       ->type_name("NAME");
@@ -68,11 +65,6 @@ TrackCommand::TrackCommand(CLI::App& app)
   addTexts(command, "--associate", associationTexts, "Detections that tracks of a label take; may be repeated")
       ->type_name("LABEL=LABEL,...");
   addText(command, "--labels", labels, "Labels that associate with themselves")->type_name("LABEL,...");
-  addText(command, "--label", options.read.label, "Label of detections without one; human if not given")
-      ->type_name("LABEL");
-  addTexts(command, "--category", categories, "Label of a COCO category; its number if not given; may be repeated")
-      ->type_name("NUMBER=LABEL");
-  pictureOptions.addTo(command, ", if the input doesn't tell");
   addText(command, "--idle-timeout", idleTimeout, "Let go of cameras of which nothing came for so long")
       ->type_name("SECONDS");
   command.add_flag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
@@ -94,12 +86,7 @@ LabelAssociations TrackCommand::associations() const {
 
 void TrackCommand::runIfChosen(std::ostream& out, std::ostream& err, std::ostream* terminal) {
   if (!command.parsed()) return;
-  options.read.picture = pictureOptions.picture();
-  options.read.frameRate = pictureOptions.frameRate();
-  for (const std::string& text : categories) {
-    const auto [number, label] = parseAssignment("--category", text);
-    options.read.categories[parseOption("--category", number, kCategories)] = label;
-  }
+  options.read = inputOptions.settings();
   options.associations = associations();
   if (!labels.empty()) options.labels = parseList("--labels", labels);
   if (!idleTimeout.empty()) {
@@ -108,6 +95,8 @@ void TrackCommand::runIfChosen(std::ostream& out, std::ostream& err, std::ostrea
   }
   options.progress = quiet ? nullptr : terminal;
   const TrackerRecipe recipe(parseTrackerChoice(tracker), params);
+  if (inputs.empty()) inputs.push_back(kStandardInput);
+  for (const std::string& path : inputs) options.inputs.push_back({path, &inputOptions.formatOf(path)});
   track(options, recipe, outputOptions.target(out), err);
 }
 

@@ -23,13 +23,13 @@ class TrackCommand {
 
   CLI::App& command;
   TrackOptions options;
+  std::vector<std::string> inputs;
   std::string tracker = "vanilla";
   std::vector<std::string> params;
   std::string labels;
   std::vector<std::string> associationTexts;
-  std::vector<std::string> categories;
   std::string idleTimeout;
-  PictureOptions pictureOptions;
+  InputOptions inputOptions;
   OutputOptions outputOptions;
   bool quiet = false;
 };

@@ -125,12 +125,12 @@ bool canBeReadTwice(const std::string& path) {
 }
 
 /// Labels that the caller doesn't mention associate with themselves, if the input can tell which ones there are.
-LabelAssociations associationsOf(const TrackOptions& options, const std::string& path, const Format& format) {
+LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& input) {
   LabelAssociations associations = options.associations;
   for (const std::string& label : options.labels) associations[label].insert(label);
   if (!options.labels.empty()) return associations;
-  if (canBeReadTwice(path)) {
-    for (const std::string& label : labelsOf(*format.read(path, options.read))) {
+  if (canBeReadTwice(input.path)) {
+    for (const std::string& label : labelsOf(*input.format->read(input.path, options.read))) {
       associations.emplace(label, std::set<std::string>{label});
     }
   } else if (associations.empty()) {
@@ -139,29 +139,23 @@ LabelAssociations associationsOf(const TrackOptions& options, const std::string&
   return associations;
 }
 
-/// The inputs, their formats, and where and in which format each one's tracks go.
+/// Where the tracks of the inputs go, and in which format.
 class Plan {
  public:
-  Plan(const TrackOptions& trackOptions, const std::string& outputPath)
-      : options(trackOptions), path(outputPath), inputs(trackOptions.inputs) {
-    if (inputs.empty()) inputs.push_back(kStandardInput);
-    for (const std::string& input : inputs) {
-      inputFormats.push_back(options.from.empty() ? &recogniseFormat(input) : &formatNamed("--from", options.from));
+  /// @throws UsageError when the inputs' tracks can't go there.
+  Plan(const TrackOptions& options, const std::string& outputPath) : path(outputPath) {
+    format = &chooseFormat(options);
+    if (format->writeTracks == nullptr) {
+      throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format->name));
     }
-    outputFormat = &chooseOutputFormat();
-    if (outputFormat->writeTracks == nullptr) {
-      throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", outputFormat->name));
-    }
-    if (goesToFolder()) checkNames();
-    if (!goesToFolder() && inputs.size() > 1 && outputFormat == &kMotChallenge) {
+    if (goesToFolder()) {
+      checkNames(options.inputs);
+    } else if (options.inputs.size() > 1 && format == &kMotChallenge) {
       throw UsageError("several inputs make several MOTChallenge files: -o takes a folder for them");
     }
   }
 
-  std::size_t size() const { return inputs.size(); }
-  const std::string& input(std::size_t i) const { return inputs[i]; }
-  const Format& formatOf(std::size_t i) const { return *inputFormats[i]; }
-  const Format& format() const { return *outputFormat; }
+  const Format& outputFormat() const { return *format; }
 
   /// Whether every input's tracks go to a file of their own.
   bool goesToFolder() const {
@@ -169,41 +163,39 @@ class Plan {
     return !path.empty() && (path.back() == '/' || fs::is_directory(path, ignored));
   }
 
-  std::string fileOf(std::size_t i) const {
-    const std::string name = inputs[i] == kStandardInput ? "stdin" : nameOf(inputs[i]);
-    return name + std::string(outputFormat->extensions.front());
+  std::string fileFor(const TrackInput& input) const {
+    const std::string name = input.path == kStandardInput ? "stdin" : nameOf(input.path);
+    return name + std::string(format->extensions.front());
   }
 
  private:
-  const Format& chooseOutputFormat() const {
+  const Format& chooseFormat(const TrackOptions& options) const {
     if (!options.to.empty()) return formatNamed("--to", options.to);
     if (const Format* const named = formatOfFileName(path)) return *named;
-    const bool allAlike = std::count(inputFormats.begin(), inputFormats.end(), inputFormats[0]) ==
-                          static_cast<std::ptrdiff_t>(inputFormats.size());
-    return allAlike && inputFormats[0]->writeTracks != nullptr ? *inputFormats[0] : kJsonLines;
+    const Format* const first = options.inputs[0].format;
+    const bool allAlike = std::all_of(options.inputs.begin(), options.inputs.end(),
+                                      [&](const TrackInput& each) { return each.format == first; });
+    return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
   }
 
-  void checkNames() const {
+  void checkNames(const std::vector<TrackInput>& inputs) const {
     std::set<std::string> names;
-    for (std::size_t i = 0; i < inputs.size(); ++i) {
-      if (!names.insert(fileOf(i)).second) {
-        throw UsageError(fmt::format("the tracks of two inputs would be called {}", fileOf(i)));
+    for (const TrackInput& each : inputs) {
+      if (!names.insert(fileFor(each)).second) {
+        throw UsageError(fmt::format("the tracks of two inputs would be called {}", fileFor(each)));
       }
     }
   }
 
-  const TrackOptions& options;
-  std::string path;  // of the output
-  std::vector<std::string> inputs;
-  std::vector<const Format*> inputFormats;
-  const Format* outputFormat = nullptr;
+  std::string path;
+  const Format* format = nullptr;
 };
 
 /// Follows one input from beginning to end.
-void follow(const TrackOptions& options, const TrackerRecipe& recipe, const std::string& input, const Format& format,
-            TrackWriter& writer, Output& output, Summary& summary) {
-  const LabelAssociations associations = associationsOf(options, input, format);
-  const auto reader = format.read(input, options.read);
+void follow(const TrackOptions& options, const TrackerRecipe& recipe, const TrackInput& input, TrackWriter& writer,
+            Output& output, Summary& summary) {
+  const LabelAssociations associations = associationsOf(options, input);
+  const auto reader = input.format->read(input.path, options.read);
   Run run(options, recipe, associations, writer, summary);
   ProgressLine progress(options.progress, Clock::now());
   std::string text;
@@ -212,7 +204,7 @@ void follow(const TrackOptions& options, const TrackerRecipe& recipe, const std:
     const auto fault = run.take(record, text);
     output.write(text);
     output.flush();
-    if (fault) failAt(shownName(input), static_cast<int>(fault->line), fault->field, fault->message);
+    if (fault) failAt(shownName(input.path), static_cast<int>(fault->line), fault->field, fault->message);
     if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
   }
 }
@@ -224,10 +216,10 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   Summary summary;
   std::unique_ptr<Output> output;
   if (!plan.goesToFolder()) output = openOutput(target);
-  for (std::size_t i = 0; i < plan.size(); ++i) {
-    if (plan.goesToFolder()) output = openInside(target, plan.fileOf(i));
-    const auto writer = plan.format().writeTracks({options.read.frameRate, options.debug});
-    follow(options, recipe, plan.input(i), plan.formatOf(i), *writer, *output, summary);
+  for (const TrackInput& input : options.inputs) {
+    if (plan.goesToFolder()) output = openInside(target, plan.fileFor(input));
+    const auto writer = plan.outputFormat().writeTracks({options.read.frameRate, options.debug});
+    follow(options, recipe, input, *writer, *output, summary);
     if (plan.goesToFolder()) output->finish();
   }
   if (!plan.goesToFolder()) output->finish();

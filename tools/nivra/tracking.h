@@ -11,10 +11,14 @@
 
 namespace nivra::tool {
 
+struct TrackInput {
+  std::string path;
+  const Format* format;
+};
+
 struct TrackOptions {
-  std::vector<std::string> inputs;
-  std::string from;  // name of the inputs' format; empty to recognise it
-  std::string to;    // likewise the output's; empty to follow the output's name or the inputs
+  std::vector<TrackInput> inputs;  // at least one
+  std::string to;                  // name of the output's format; empty to follow the output's name or the inputs
   ReadSettings read;
   std::vector<std::string> labels;  // each associated with itself
   LabelAssociations associations;
