@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -135,12 +136,12 @@ Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& 
   if (right < left) refuse(place, "the right edge is left of the left one");
   if (picture) {
     if (bottom < top) refuse(place, "the bottom edge is above the top one: y grows downward in pixels");
-    return toNormalised({left, top, right - left, bottom - top}, *picture);
+    return boxBetween(toNormalised(Position{left, top}, *picture), toNormalised(Position{right, bottom}, *picture));
   }
   if (top < bottom) {
     refuse(place, "the top edge is below the bottom one: y grows upward, unless a picture is given");
   }
-  return {static_cast<float>(left), static_cast<float>(top), static_cast<float>(right), static_cast<float>(bottom)};
+  return boxBetween({left, top}, {right, bottom});
 }
 
 /// What was not given follows from what was.
@@ -442,6 +443,8 @@ class JsonTrackWriter final : public TrackWriter {
   std::vector<std::string> droppedCameras;
 };
 
+void appendDouble(std::string& json, double number) { fmt::format_to(std::back_inserter(json), "{}", number); }
+
 class JsonDetectionWriter final : public DetectionWriter {
  public:
   explicit JsonDetectionWriter(const Target& target) : output(openOutput(target)) {}
@@ -466,8 +469,7 @@ class JsonDetectionWriter final : public DetectionWriter {
     beginLine(json, motion.camera);
     appendPicture(json, motion.picture);
     json += R"(,"motion":{"matrix":)";
-    appendArray(json, motion.matrix,
-                [](std::string& text, double number) { fmt::format_to(std::back_inserter(text), "{}", number); });
+    appendArray(json, motion.matrix, appendDouble);
     json += '}';
   }
 
@@ -486,7 +488,7 @@ class JsonDetectionWriter final : public DetectionWriter {
       json += ',';
     }
     json += R"("box":)";
-    appendBox(json, detection.box, frame.picture);
+    appendExactBox(detection.box, frame.picture);
     json += R"(,"label":)";
     appendQuoted(json, detection.label);
     json += R"(,"score":)";
@@ -508,6 +510,28 @@ class JsonDetectionWriter final : public DetectionWriter {
       appendArray(json, *detection.feature, appendNumber);
     }
     json += '}';
+  }
+
+  void appendExactBox(const Box& box, const std::optional<PictureSize>& picture) {
+    if (!picture) return appendBox(json, box, picture);
+    const PixelBox pixels = toPixels(box, *picture);
+    const auto x = [&](double edge) { return static_cast<float>(toNormalised(Position{edge, 0.0}, *picture).x); };
+    const auto y = [&](double edge) { return static_cast<float>(toNormalised(Position{0.0, edge}, *picture).y); };
+    const std::array<double, 4> edges = {shortestThatReadsBack(pixels.left, box.left, x),
+                                         shortestThatReadsBack(pixels.top, box.top, y),
+                                         shortestThatReadsBack(pixels.left + pixels.width, box.right, x),
+                                         shortestThatReadsBack(pixels.top + pixels.height, box.bottom, y)};
+    appendArray(json, edges, appendDouble);
+  }
+
+  /// The edge with the fewest decimals that make the same coordinate.
+  template <class Normalise>
+  static double shortestThatReadsBack(double edge, float coordinate, Normalise normalise) {
+    for (double steps = 1e3; steps < 1e10; steps *= 10.0) {
+      const double rounded = std::round(edge * steps) / steps;
+      if (normalise(rounded) == coordinate) return rounded;
+    }
+    return edge;
   }
 
   /// Whether the class hypotheses are those that a reader supposes.

@@ -10,11 +10,14 @@ Position toPixels(Position normalised, PictureSize picture) {
   return {(normalised.x + 1.0) / 2.0 * picture.width, (1.0 - normalised.y) / 2.0 * picture.height};
 }
 
-Box toNormalised(const PixelBox& box, PictureSize picture) {
-  const Position topLeft = toNormalised(Position{box.left, box.top}, picture);
-  const Position bottomRight = toNormalised(Position{box.left + box.width, box.top + box.height}, picture);
+Box boxBetween(Position topLeft, Position bottomRight) {
   return {static_cast<float>(topLeft.x), static_cast<float>(topLeft.y), static_cast<float>(bottomRight.x),
           static_cast<float>(bottomRight.y)};
+}
+
+Box toNormalised(const PixelBox& box, PictureSize picture) {
+  return boxBetween(toNormalised(Position{box.left, box.top}, picture),
+               toNormalised(Position{box.left + box.width, box.top + box.height}, picture));
 }
 
 PixelBox toPixels(const Box& box, PictureSize picture) {

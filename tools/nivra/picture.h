@@ -28,6 +28,9 @@ struct PixelBox {
 Position toNormalised(Position pixels, PictureSize picture);
 Position toPixels(Position normalised, PictureSize picture);
 
+/// The box between two corners, in single precision.
+Box boxBetween(Position topLeft, Position bottomRight);
+
 Box toNormalised(const PixelBox& box, PictureSize picture);
 PixelBox toPixels(const Box& box, PictureSize picture);
 
