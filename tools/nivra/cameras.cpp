@@ -1,7 +1,9 @@
 #include "cameras.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <iterator>
 #include <utility>
 
@@ -100,6 +102,7 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
     const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
     entries.emplace_back(name, trackerRecipe, associations, ratio);
     entryOf.emplace(name, std::prev(entries.end()));
+    most = std::max(most, entries.size());
   }
   entries.back().lastUse = now;
   return entries.back().camera;
@@ -111,7 +114,18 @@ std::set<int> Cameras::end(const std::string& name) {
   std::set<int> ids = found->second->camera.identities();
   entries.erase(found->second);
   entryOf.erase(found);
+  giveMemoryBack();
   return ids;
+}
+
+/// The allocator keeps what is freed between what is still in use; each time the cameras have halved it is asked for
+/// it.
+void Cameras::giveMemoryBack() {
+  if (entries.size() > most / 2) return;
+  most = entries.size();
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
 }
 
 std::vector<std::string> Cameras::dropIdle(Clock::time_point now) {

@@ -82,10 +82,13 @@ class Cameras {
     Clock::time_point lastUse;
   };
 
+  void giveMemoryBack();
+
   const TrackerRecipe& trackerRecipe;
   LabelAssociations associations;
   std::optional<Clock::duration> longestIdle;
   std::list<Entry> entries;  // the longest idle one first
+  std::size_t most = 0;      // cameras at once, since memory was given back
   std::unordered_map<std::string, std::list<Entry>::iterator> entryOf;
 };
 

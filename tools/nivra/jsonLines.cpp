@@ -23,7 +23,7 @@ constexpr float kFullScore = 100.0F;  // percent
 constexpr Range<float> kScores = {static_cast<float>(kCoordinates.least), static_cast<float>(kCoordinates.most)};
 constexpr Range<float> kFloats = {std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()};
 constexpr Range<int> kInts = {std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
-constexpr Range<std::uint64_t> kTimestamps = {0, std::numeric_limits<std::uint64_t>::max()};
+constexpr Range<std::uint64_t> kTimestamps = {0, std::numeric_limits<std::int64_t>::max()};
 
 /// The fields of a line, of which all but the plainest wait until the picture is known.
 struct LineFields {

@@ -17,7 +17,7 @@ Box boxBetween(Position topLeft, Position bottomRight) {
 
 Box toNormalised(const PixelBox& box, PictureSize picture) {
   return boxBetween(toNormalised(Position{box.left, box.top}, picture),
-               toNormalised(Position{box.left + box.width, box.top + box.height}, picture));
+                    toNormalised(Position{box.left + box.width, box.top + box.height}, picture));
 }
 
 PixelBox toPixels(const Box& box, PictureSize picture) {
