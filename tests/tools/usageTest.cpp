@@ -39,6 +39,10 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1"}, "two numbers"},
       {{"simulate"}, "--output"},
       {{"simulate", "-o", "unused", "--seed", "-1"}, "--seed -1: "},
+      {{"simulate", "-o", "unused", "--drop", "1"}, "--drop 1: "},
+      {{"simulate", "-o", "unused", "--to", "csv"}, "--to csv: "},
+      {{"simulate", "-o", "unused", "--vehicles", "5"}, "--to jsonl"},
+      {{"simulate", "-o", "unused", "--pan", "0.1"}, "--to jsonl"},
   };
   for (const Case& each : cases) {
     const Outcome outcome = nivra(each.arguments);

@@ -3,19 +3,15 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <cstdint>
 #include <exception>
-#include <limits>
 #include <sstream>
 #include <string>
 
-#include "commandOptions.h"
 #include "convertCommand.h"
 #include "errors.h"
-#include "numbers.h"
 #include "output.h"
 #include "parameters.h"
-#include "simulation.h"
+#include "simulateCommand.h"
 #include "trackCommand.h"
 
 namespace nivra::tool {
@@ -23,44 +19,6 @@ namespace nivra::tool {
 namespace {
 
 constexpr char kAbout[] = "Follows objects through the detections of a camera: nivra COMMAND --help says more.";
-
-constexpr char kSimulateHelp[] = R"(Writes seqinfo.ini, det/det.txt, their appearance features det/feat.bin and the
-truth, gt/gt.txt, into FOLDER. Some people vanish behind a kiosk for a while. The
-same options give the same bytes everywhere.
-
-Example
-      nivra simulate -o crowd --people 40 --seed 7 && nivra track crowd -o crowd.txt)";
-
-class SimulateCommand {
- public:
-  explicit SimulateCommand(CLI::App& app)
-      : command(*app.add_subcommand("simulate", "Make up a sequence: people cross a plaza, a detector watches them")) {
-    addText(command, "-o,--output", options.folder, "Where the sequence goes")->required()->type_name("FOLDER");
-    addText(command, "--seed", seed, "Another number gives other people")->type_name("N")->capture_default_str();
-    addText(command, "--frames", frames, "Length of the sequence")->type_name("N")->capture_default_str();
-    addText(command, "--people", people, "How many cross the plaza")->type_name("N")->capture_default_str();
-    pictureOptions.addTo(command, "");
-    command.footer(kSimulateHelp);
-  }
-
-  void runIfChosen() {
-    if (!command.parsed()) return;
-    options.seed = parseOption("--seed", seed, Range<std::uint64_t>{0, std::numeric_limits<std::uint64_t>::max()});
-    options.frames = parseOption("--frames", frames, kFrameCounts);
-    options.people = parseOption("--people", people, Range<int>{1, 1000});
-    options.picture = *pictureOptions.picture();
-    options.frameRate = *pictureOptions.frameRate();
-    simulate(options);
-  }
-
- private:
-  CLI::App& command;
-  SimulationOptions options;
-  std::string seed = "1";
-  std::string frames = "300";
-  std::string people = "10";
-  PictureOptions pictureOptions = {"1280x720", "25"};
-};
 
 void print(const std::string& text, std::ostream& out) {
   const auto output = openOutput({out});
@@ -90,7 +48,7 @@ void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream
   }
   trackCommand.runIfChosen(out, err, terminal);
   convertCommand.runIfChosen(out);
-  simulateCommand.runIfChosen();
+  simulateCommand.runIfChosen(out);
   if (parameters->parsed()) print(listParameters(), out);
 }
 

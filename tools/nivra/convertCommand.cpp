@@ -34,10 +34,9 @@ ConvertCommand::ConvertCommand(CLI::App& app)
 void ConvertCommand::runIfChosen(std::ostream& out) {
   if (!command.parsed()) return;
   const ReadSettings settings = inputOptions.settings();
-  const Format& target = formatNamed("--to", to);
-  if (target.writeDetections == nullptr) throw UsageError("--to " + to + ": nothing writes this format");
+  const Format& target = detectionFormatNamed("--to", to);
   const auto reader = inputOptions.formatOf(input).read(input, settings);
-  const auto writer = target.writeDetections(outputOptions.target(out), {settings.frameRate, false});
+  const auto writer = target.writeDetections(outputOptions.target(out), {settings.frameRate, std::nullopt});
   for (Record record; reader->read(record);) {
     const BadLine* const bad = std::get_if<BadLine>(&record);
     if (bad != nullptr) failAt(shownName(input), static_cast<int>(bad->line), bad->field, bad->message);

@@ -47,8 +47,9 @@ struct FrameTracks {
 };
 
 struct WriteSettings {
-  std::optional<double> frameRate;  // to number frames by their times; they are counted without it
-  bool debug = false;               // the trackers' inner state too
+  std::optional<double> frameRate;     // to number frames by their times; they are counted without it
+  std::optional<std::uint64_t> start;  // when the first frame would be, if not when it is
+  bool debug = false;                  // the trackers' inner state too
 };
 
 /// Says what came of the records of an input, in the order of the records. All functions append to `text`.

@@ -48,6 +48,12 @@ const Format& formatNamed(const std::string& option, const std::string& name) {
   throw UsageError(fmt::format("{} {}: expected {}", option, name, formatNames()));
 }
 
+const Format& detectionFormatNamed(const std::string& option, const std::string& name) {
+  const Format& format = formatNamed(option, name);
+  if (format.writeDetections == nullptr) throw UsageError(fmt::format("{} {}: is only read", option, name));
+  return format;
+}
+
 const Format& recogniseFormat(const std::string& path) {
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) return kMotChallenge;

@@ -16,6 +16,9 @@ std::string formatNames();
 /// @throws UsageError when `option` names none.
 const Format& formatNamed(const std::string& option, const std::string& name);
 
+/// A format for detections, likewise.
+const Format& detectionFormatNamed(const std::string& option, const std::string& name);
+
 /// The format of an input, from what it holds. Standard input and pipes, which can't be read twice, are JSON Lines.
 /// @throws FileError when the input cannot be read or is of no known format.
 const Format& recogniseFormat(const std::string& path);

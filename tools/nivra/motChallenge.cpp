@@ -9,8 +9,9 @@
 
 #include "appearanceFeatures.h"
 #include "errors.h"
-#include "frameNumbering.h"
+#include "frameTimes.h"
 #include "iniSection.h"
+#include "motChallengeFolder.h"
 #include "numbers.h"
 #include "textFile.h"
 
@@ -110,7 +111,7 @@ FrameDetection parseDetection(Columns columns, const Sequence& outline) {
 /// Numbers the frames of a camera and writes what is followed in them.
 class MotTrackWriter final : public TrackWriter {
  public:
-  explicit MotTrackWriter(const WriteSettings& settings) : numbering(settings.frameRate) {}
+  explicit MotTrackWriter(const WriteSettings& settings) : numbering(settings.frameRate, settings.start) {}
 
   void frame(const Frame& frame, const FrameTracks& result, std::string& lines) override {
     if (!camera) camera = frame.camera;
@@ -150,6 +151,10 @@ std::unique_ptr<Reader> openMotChallenge(const std::string& path, const ReadSett
   return std::make_unique<SequenceReader>(nameOf(path), readMotChallenge(path, settings));
 }
 
+std::unique_ptr<DetectionWriter> writeFolder(const Target& target, const WriteSettings& settings) {
+  return std::make_unique<MotChallengeFolder>(target, settings);
+}
+
 std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
   return std::make_unique<MotTrackWriter>(settings);
 }
@@ -176,6 +181,6 @@ Sequence readMotChallenge(const std::string& input, const ReadSettings& settings
 }
 
 const Format kMotChallenge = {"motchallenge",   {".txt", ".csv"}, beginsWithColumns,
-                              openMotChallenge, writeTracks,      nullptr};
+                              openMotChallenge, writeTracks,      writeFolder};
 
 }  // namespace nivra::tool

@@ -1,8 +1,9 @@
 #include "sequence.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
+
+#include "frameTimes.h"
 
 namespace nivra::tool {
 
@@ -37,10 +38,10 @@ bool SequenceReader::read(Record& record) {
   if (framesRead == sequence.frameCount) return false;
   Frame& frame = record.emplace<Frame>();
   frame.camera = camera;
-  frame.timestamp = static_cast<std::uint64_t>(std::llround(framesRead * 1e9 / sequence.frameRate));
+  ++framesRead;
+  frame.timestamp = timestampOf(framesRead, sequence.frameRate);
   frame.picture = sequence.picture;
   frame.percentPerConfidence = sequence.percentPerConfidence;
-  ++framesRead;
   for (; position < sequence.detections.size(); ++position) {
     auto& [number, detection] = sequence.detections[position];
     if (number != framesRead) break;

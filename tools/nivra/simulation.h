@@ -1,23 +1,47 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <optional>
+#include <vector>
 
-#include "picture.h"
+#include "format.h"
+#include "random.h"
+#include "simulationOptions.h"
+#include "world.h"
 
 namespace nivra::tool {
 
-struct SimulationOptions {
-  std::string folder;
-  std::uint64_t seed = 1;
-  int frames = 300;
-  int people = 10;
-  PictureSize picture = {1280, 720};
-  double frameRate = 25.0;
+/// A camera that watches a made-up world, and a detector behind it. The same options give the same records on every
+/// machine.
+class Simulation final : public Reader {
+ public:
+  explicit Simulation(const SimulationOptions& chosen);
+
+  /// Hands out frames, and before each one how the camera has panned since the one before, if it has.
+  bool read(Record& record) override;
+  std::optional<double> progress() const override;
+
+  /// The number of the frame handed out last, from 1; dropped ones count.
+  int frameNumber() const { return frame; }
+  /// What that frame shows in truth, detected or not.
+  const std::vector<Figure>& truth() const { return figures; }
+
+ private:
+  bool advance();
+  void seeFrame(Record& record);
+
+  SimulationOptions options;
+  Random random;
+  Random drops;
+  World world;
+  std::vector<Figure> figures;
+  int frame = 0;
+  bool frameIsDue = false;  // its camera motion has been handed out already
+  std::optional<std::int64_t> pan;
 };
 
-/// Writes a MOTChallenge sequence of people who cross a plaza, some of them behind a kiosk: the true boxes, and what a
-/// detector might make of them, appearance features included. The same options give the same bytes on every machine.
-void simulate(const SimulationOptions& options);
+/// Writes a sequence into a folder: what the detector says, and in gt/gt.txt the truth.
+/// @throws UsageError when the format cannot hold what the options ask for.
+void simulate(const SimulationOptions& options, const Target& folder, const Format& format);
 
 }  // namespace nivra::tool

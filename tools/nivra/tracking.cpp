@@ -218,7 +218,7 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   if (!plan.goesToFolder()) output = openOutput(target);
   for (const TrackInput& input : options.inputs) {
     if (plan.goesToFolder()) output = openInside(target, plan.fileFor(input));
-    const auto writer = plan.outputFormat().writeTracks({options.read.frameRate, options.debug});
+    const auto writer = plan.outputFormat().writeTracks({options.read.frameRate, std::nullopt, options.debug});
     follow(options, recipe, input, *writer, *output, summary);
     if (plan.goesToFolder()) output->finish();
   }

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <vector>
+
+#include "nivra/nivra.h"
+#include "random.h"
+#include "simulationOptions.h"
+#include "world.h"
+
+namespace nivra::tool {
+
+const char* labelOf(Kind kind);
+
+/// What a detector might make of a frame: it misses who is hidden, is inexact, and sometimes sees what isn't there.
+/// Boxes are whole hundredths of a pixel and scores whole percent, so that text files hold them entirely.
+std::vector<ObjectDetection> detect(const std::vector<Figure>& figures, Random& random,
+                                    const SimulationOptions& options);
+
+}  // namespace nivra::tool
