@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -29,6 +31,30 @@ inline Outcome nivra(const std::vector<std::string>& arguments) {
   std::ostringstream err;
   const int code = run(static_cast<int>(argv.size()), argv.data(), out, err);
   return {code, out.str(), err.str()};
+}
+
+/// Puts another file in the place of the standard input for as long as it lives.
+class StandardInput {
+ public:
+  explicit StandardInput(int descriptor) : usual(dup(STDIN_FILENO)) { dup2(descriptor, STDIN_FILENO); }
+  StandardInput(const StandardInput&) = delete;
+  StandardInput& operator=(const StandardInput&) = delete;
+  ~StandardInput() {
+    dup2(usual, STDIN_FILENO);
+    close(usual);
+  }
+
+ private:
+  int usual;
+};
+
+/// Runs the command with a text on its standard input.
+inline Outcome nivraReading(const std::string& text, const std::vector<std::string>& arguments) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
+  EXPECT_EQ(std::fwrite(text.data(), 1, text.size(), file.get()), text.size());
+  std::rewind(file.get());
+  const StandardInput input(fileno(file.get()));
+  return nivra(arguments);
 }
 
 inline std::vector<std::string> splitAt(char separator, const std::string& text) {

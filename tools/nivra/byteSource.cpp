@@ -103,6 +103,7 @@ ByteSource::Descriptor::~Descriptor() {
 }
 
 std::size_t ByteSource::read(char* target, std::size_t size) {
+  if (size == 0) return 0;
   if (!head.empty()) {
     const std::size_t count = head.copy(target, size);
     head.erase(0, count);

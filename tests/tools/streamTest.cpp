@@ -1,0 +1,430 @@
+#include <fmt/format.h>
+#include <simdjson.h>
+
+#include <future>
+#include <map>
+
+#include "cameras.h"
+#include "jsonLines.h"
+#include "simulation.h"
+#include "toolRun.h"
+
+namespace nivra::tool::test {
+
+namespace dom = simdjson::dom;
+
+class Stream : public ToolTest {};
+
+std::vector<std::string> linesOf(const std::string& text) { return splitAt('\n', text); }
+
+std::string frameLine(const std::string& camera, std::uint64_t timestamp, const std::string& detections) {
+  return fmt::format(R"({{"camera":"{}","timestamp":{},"detections":[{}]}})", camera, timestamp, detections) + "\n";
+}
+
+constexpr char kBox[] = R"({"box":[-0.1,0.2,0.1,-0.2]})";
+
+TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
+  struct Case {
+    std::string line;
+    const char* field;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"", "", "found nothing"},
+      {"nonsense", "", "no valid JSON"},
+      {R"({"camera":"a"} {})", "", "no valid JSON"},
+      {R"([1])", "", "expected an object, found an array"},
+      {"{\"camera\":\"\xff\"}", "", "UTF-8"},
+      {R"({"x":)" + std::string(2000, '[') + std::string(2000, ']') + "}", "", "too deep"},
+      {R"({"camera":"a","camera":"b"})", "camera", "given twice"},
+      {R"({"camera":1})", "camera", "expected a string, found 1"},
+      {R"({"camera":"a","timestamp":"1"})", "timestamp", "found a string"},
+      {R"({"camera":"a","timestamp":-1})", "timestamp", "expected a whole number from 0"},
+      {R"({"camera":"a","timestamp":5.5})", "timestamp", "found 5.5"},
+      {R"({"camera":"a","timestamp":5})", "timestamp", "not newer than this camera's last one, 5"},
+      {R"({"camera":"a","timestamp":4})", "timestamp", "not newer"},
+      {R"({"camera":"a","picture":[10]})", "picture", "expected 2 numbers, found 1"},
+      {R"({"camera":"a","picture":[0,5]})", "picture[0]", "from 1 to"},
+      {R"({"camera":"a","detections":{}})", "detections", "expected an array"},
+      {R"({"camera":"a","detections":[{"label":"x"}]})", "detections[0].box", "missing"},
+      {R"({"camera":"a","detections":[{"box":[0,1,2]}]})", "detections[0].box", "expected 4 numbers, found 3"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1e39,0]}]})", "detections[0].box[2]", "1e+39"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1e999,0]}]})", "", "number"},
+      {R"({"camera":"a","detections":[{"box":[1,1,0,0]}]})", "detections[0].box", "left"},
+      {R"({"camera":"a","detections":[{"box":[0,0,1,1]}]})", "detections[0].box", "y grows upward"},
+      {R"({"camera":"a","picture":[9,9],"detections":[{"box":[0,1,1,0]}]})", "detections[0].box", "y grows downward"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"id":1.5}]})", "detections[0].id", "whole number or a string"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":[1,1e39]}]})", "detections[0].feature[1]", "1e+39"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":[1,2]},{"box":[0,1,1,0],"feature":[1]}]})",
+       "detections[1].feature", "1 numbers, but the features of this camera have 2"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"attributes":[{"type":0.5}]}]})",
+       "detections[0].attributes[0].type", "whole number"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"classifications":[{},{"score":"x"}]}]})",
+       "detections[0].classifications[1].score", "found a string"},
+      {R"({"camera":"a","motion":{}})", "motion.matrix", "missing"},
+      {R"({"camera":"a","motion":{"matrix":[1,2,0,2,4,0]}})", "motion.matrix", "line or a point"},
+      {R"({"camera":"a","motion":{"matrix":[1,0,0,0,1,0]},"detections":[]})", "", "one of detections, motion and end"},
+      {R"({"camera":"a","end":"yes"})", "end", "true or false"},
+      {"{\"x\":\"" + std::string(std::size_t{65} << 20, 'x') + "\"}", "", "longer than 64 MiB"},
+  };
+  const std::string first = frameLine("a", 5, kBox);
+  const std::string last = frameLine("a", 40'000'000, kBox);
+  std::string stream = first;
+  for (const Case& each : cases) stream += each.line + "\n";
+  const Outcome outcome = nivraReading(stream + last, {"track"});
+  EXPECT_EQ(outcome.code, 0);
+  EXPECT_EQ(outcome.err, "");
+  const auto answers = linesOf(outcome.out);
+  ASSERT_EQ(answers.size(), std::size(cases) + 2);
+
+  dom::parser parser;
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const dom::element error = parser.parse(answers[i + 1]).at_key("error");
+    EXPECT_EQ(std::uint64_t(error["line"]), i + 2);
+    EXPECT_EQ(std::string_view(error["field"]), cases[i].field) << answers[i + 1];
+    EXPECT_NE(std::string_view(error["message"]).find(cases[i].message), std::string::npos) << answers[i + 1];
+  }
+  const auto undisturbed = linesOf(nivraReading(first + last, {"track"}).out);
+  EXPECT_EQ(answers.front(), undisturbed.front());
+  EXPECT_EQ(answers.back(), undisturbed.back());
+
+  const Outcome strict = nivraReading(first + "{]\n" + last, {"track", "--strict"});
+  EXPECT_EQ(strict.code, 1);
+  EXPECT_EQ(linesOf(strict.out).size(), 2U);
+  EXPECT_NE(strict.err.find("(the standard input:2)"), std::string::npos) << strict.err;
+}
+
+TEST_F(Stream, AnswersBeforeTheNextLineComes) {
+  int in[2];
+  int out[2];
+  ASSERT_EQ(pipe(in), 0);
+  ASSERT_EQ(pipe(out), 0);
+  const std::string output = "/dev/fd/" + std::to_string(out[1]);
+  {
+    const StandardInput input(in[0]);
+    close(in[0]);
+    auto run = std::async(std::launch::async, [&] { return nivra({"track", "-o", output}).code; });
+    const auto send = [&](const std::string& text) {
+      EXPECT_EQ(::write(in[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    };
+    std::string answers;
+    for (int i = 0; i < 20; ++i) {
+      const std::string line = frameLine("a", static_cast<std::uint64_t>(i), kBox);
+      send(line.substr(0, 10));
+      send(line.substr(10));
+      char piece[4096];
+      do {
+        const ssize_t count = ::read(out[0], piece, sizeof piece);
+        ASSERT_GT(count, 0);
+        answers.append(piece, static_cast<std::size_t>(count));
+      } while (answers.back() != '\n');
+      EXPECT_EQ(linesOf(answers).size(), static_cast<std::size_t>(i + 1));
+    }
+    send(frameLine("a", 100, "").substr(0, 40) + "}");  // a last line without line break, and not a good one
+    close(in[1]);
+    EXPECT_EQ(run.get(), 0);
+  }
+  close(out[0]);
+  close(out[1]);
+}
+
+/// The records of a made-up camera: people, vehicles, movements and gaps.
+std::vector<Record> recordsOf(std::uint64_t seed, const std::string& camera) {
+  SimulationOptions options;
+  options.seed = seed;
+  options.camera = camera;
+  options.frames = 150;
+  options.people = 25;
+  options.vehicles = 6;
+  options.pan = 0.2;
+  options.drop = 0.1;
+  Simulation simulation(options);
+  std::vector<Record> records;
+  for (Record record; simulation.read(record);) records.push_back(record);
+  return records;
+}
+
+/// The same in the library's coordinates, with names, attributes and more.
+std::vector<Record> withoutPixels(std::vector<Record> records) {
+  int serial = 0;
+  for (Record& record : records) {
+    if (auto* const motion = std::get_if<CameraMotion>(&record)) {
+      motion->matrix[2] *= 2.0 / motion->picture->width;
+      motion->picture.reset();
+    } else {
+      Frame& frame = std::get<Frame>(record);
+      frame.picture.reset();
+      for (ObjectDetection& each : frame.detections) {
+        frame.names.push_back(++serial % 2 == 0 ? std::to_string(serial) : fmt::format("\"\u00e9{}\"", serial));
+        each.attributes = {{1, serial % 3, 40.0F + static_cast<float>(serial % 7)}, {-5, 2, 1.5F}};
+        each.classifications.push_back({"other \"class\"", static_cast<float>(serial % 50)});
+        each.objectness = static_cast<float>(serial % 100);
+      }
+    }
+  }
+  return records;
+}
+
+std::string textOf(const std::vector<Record>& records) {
+  std::ostringstream text;
+  const auto writer = kJsonLines.writeDetections({text}, {});
+  for (const Record& each : records) writer->write(each);
+  writer->finish();
+  return text.str();
+}
+
+const LabelAssociations kAllLabels = {{"human", {"human"}}, {"car", {"car", "truck"}}, {"truck", {"truck"}}};
+const std::vector<std::string> kWithAllLabels = {"track",       "--labels",  "human,car,truck",
+                                                 "--associate", "car=truck", "--tracker"};
+
+std::vector<std::string> operator+(std::vector<std::string> list, const std::string& last) {
+  list.push_back(last);
+  return list;
+}
+
+std::vector<float> floatsOf(dom::element list) {
+  std::vector<float> floats;
+  for (const dom::element each : list.get_array()) floats.push_back(static_cast<float>(double(each)));
+  return floats;
+}
+
+/// A line has to say what the library says.
+void expectTold(dom::element told, const internal::DebugTrack& entry, const Frame& frame) {
+  const TrackedObjectDetection& track = entry.track;
+  EXPECT_EQ(std::int64_t(told["id"]), track.id);
+  const auto position = static_cast<std::size_t>(entry.lastDetectionId);
+  EXPECT_EQ(simdjson::minify(told["detection"].value()), entry.lastDetectionId < 0 ? "null" : frame.names[position]);
+  EXPECT_EQ(std::string_view(told["label"]), track.label);
+  EXPECT_EQ(floatsOf(told["box"]),
+            (std::vector<float>{track.box.left, track.box.top, track.box.right, track.box.bottom}));
+  EXPECT_EQ(floatsOf(told["velocity"]), (std::vector<float>{track.velocityX, track.velocityY}));
+  EXPECT_EQ(static_cast<float>(double(told["score"])), track.score);
+  EXPECT_EQ(bool(told["confident"]), track.confident);
+  EXPECT_EQ(std::int64_t(told["debug"]["state"]), entry.state);
+  EXPECT_EQ(floatsOf(told["debug"]["maxPositionDifference"]),
+            (std::vector<float>{entry.maxPositionDifferenceX, entry.maxPositionDifferenceY}));
+
+  ASSERT_EQ(dom::array(told["classifications"]).size(), track.classifications.size());
+  auto classification = track.classifications.begin();
+  for (const dom::element each : dom::array(told["classifications"])) {
+    EXPECT_EQ(std::string_view(each["label"]), classification->label);
+    EXPECT_EQ(static_cast<float>(double(each["score"])), classification->score);
+    ++classification;
+  }
+  ASSERT_EQ(dom::array(told["attributes"]).size(), track.attributes.size());
+  auto attribute = track.attributes.begin();
+  for (const dom::element each : dom::array(told["attributes"])) {
+    EXPECT_EQ(std::int64_t(each["type"]), attribute->attributeType);
+    EXPECT_EQ(std::int64_t(each["value"]), attribute->attributeValue);
+    EXPECT_EQ(static_cast<float>(double(each["score"])), attribute->score);
+    ++attribute;
+  }
+}
+
+TEST_F(Stream, TellsAllThatTheLibraryReports) {
+  const std::vector<Record> records = withoutPixels(recordsOf(3, "gate"));
+  const std::vector<std::string> trackers = {"vanilla", "reid", "hybrid", "lowfps"};
+  for (std::size_t selector = 0; selector < trackers.size(); ++selector) {
+    SCOPED_TRACE(trackers[selector]);
+    const auto answers = linesOf(nivraReading(textOf(records), kWithAllLabels + trackers[selector] + "--debug").out);
+    ASSERT_EQ(answers.size(), records.size());
+
+    MotionTrackerServer server;
+    const auto shift = [](void* distance, int, Point& point) {
+      point.x = static_cast<float>(static_cast<double>(point.x) + *static_cast<double*>(distance));
+      return true;
+    };
+    const auto tracker = makeTracker(static_cast<int>(selector), {}, kAllLabels, 16.0F / 9.0F);
+    dom::parser parser;
+    std::size_t removed = 0;
+    for (std::size_t i = 0; i < records.size(); ++i) {
+      const dom::element answer = parser.parse(answers[i]);
+      EXPECT_EQ(std::string_view(answer["camera"]), "gate");
+      if (const auto* const motion = std::get_if<CameraMotion>(&records[i])) {
+        double distance = motion->matrix[2];
+        server.setCameraMotionTracker(&distance, 0, shift);
+        server.updateClients();
+        EXPECT_TRUE(bool(answer["motion"]));
+        continue;
+      }
+      const Frame& frame = std::get<Frame>(records[i]);
+      auto detections = frame.detections;
+      const TrackUpdateResult changes = tracker->update(detections, *frame.timestamp);
+      const auto tracks = tracker->getDebugTracks();
+      EXPECT_EQ(std::uint64_t(answer["timestamp"]), *frame.timestamp);
+      ASSERT_EQ(dom::array(answer["tracks"]).size(), tracks.size());
+      auto track = tracks.begin();
+      for (const dom::element told : dom::array(answer["tracks"])) expectTold(told, *track++, frame);
+
+      EXPECT_EQ(simdjson::minify(answer["removed"].value()), fmt::format("[{}]", fmt::join(changes.removedIds, ",")));
+      std::vector<std::string> merged;
+      for (const auto& [absorbed, older] : changes.mergedIds) merged.push_back(fmt::format("[{},{}]", absorbed, older));
+      EXPECT_EQ(simdjson::minify(answer["merged"].value()), fmt::format("[{}]", fmt::join(merged, ",")));
+      removed += changes.removedIds.size();
+    }
+    EXPECT_GT(removed, 10U);
+  }
+}
+
+TEST_F(Stream, TracksAlikeInPixels) {
+  const std::vector<Record> inPixels = recordsOf(4, "gate");
+  std::vector<Record> normalised = withoutPixels(inPixels);
+  for (Record& record : normalised) {
+    if (auto* const frame = std::get_if<Frame>(&record)) frame->names.clear();
+  }
+  std::string bare;  // pixels whose picture the command line tells
+  for (const std::string& line : linesOf(textOf(inPixels))) {
+    const std::string picture = R"("picture":[1280,720],)";
+    bare += std::string(line).erase(line.find(picture), picture.size()) + "\n";
+  }
+  const auto expected = linesOf(nivraReading(textOf(normalised), kWithAllLabels + "vanilla").out);
+  const auto answers = linesOf(nivraReading(textOf(inPixels), kWithAllLabels + "vanilla").out);
+  EXPECT_EQ(answers, linesOf(nivraReading(bare, kWithAllLabels + "vanilla" + "--picture" + "1280x720").out));
+  ASSERT_EQ(answers.size(), expected.size());
+  dom::parser parser;
+  dom::parser otherParser;
+  std::size_t compared = 0;
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    const dom::object answer = parser.parse(answers[i]);
+    const dom::element other = otherParser.parse(expected[i]);
+    if (answer["tracks"].error() != simdjson::SUCCESS) continue;
+    ASSERT_EQ(dom::array(answer["tracks"]).size(), dom::array(other["tracks"]).size());
+    auto otherTrack = dom::array(other["tracks"]).begin();
+    for (const dom::element track : dom::array(answer["tracks"])) {
+      EXPECT_EQ(std::int64_t(track["id"]), std::int64_t((*otherTrack)["id"]));
+      EXPECT_EQ(simdjson::minify(track["detection"].value()), simdjson::minify((*otherTrack)["detection"].value()));
+      const auto box = floatsOf(track["box"]);
+      const auto otherBox = floatsOf((*otherTrack)["box"]);
+      const auto velocity = floatsOf(track["velocity"]);
+      const auto otherVelocity = floatsOf((*otherTrack)["velocity"]);
+      for (const std::size_t edge : {0U, 2U}) EXPECT_NEAR(box[edge], (otherBox[edge] + 1.0F) * 640.0F, 0.01F);
+      for (const std::size_t edge : {1U, 3U}) EXPECT_NEAR(box[edge], (1.0F - otherBox[edge]) * 360.0F, 0.01F);
+      EXPECT_NEAR(velocity[0], otherVelocity[0] * 640.0F, 0.05F);
+      EXPECT_NEAR(velocity[1], otherVelocity[1] * -360.0F, 0.05F);
+      ++otherTrack;
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, 500U);
+}
+
+TEST_F(Stream, DoesNotMixCameras) {
+  std::vector<std::vector<std::string>> cameras;
+  for (const char* const name : {"a", "b", "c"}) {
+    cameras.push_back(linesOf(textOf(recordsOf(cameras.size(), name))));
+    cameras.back().push_back(fmt::format(R"({{"camera":"{}","end":true}})", name));
+    cameras.back().push_back(frameLine(name, 0, kBox));  // anew, from the first identity on
+    cameras.back().back().pop_back();
+  }
+  std::string interleaved;
+  for (std::size_t i = 0; i < cameras[0].size() + cameras[1].size() + cameras[2].size(); ++i) {
+    for (const auto& lines : cameras) interleaved += i < lines.size() ? lines[i] + "\n" : "";
+  }
+  for (const char* const tracker : {"vanilla", "reid", "hybrid", "lowfps"}) {
+    std::map<char, std::vector<std::string>> answers;
+    const std::string start = R"({"camera":")";
+    for (const std::string& line : linesOf(nivraReading(interleaved, kWithAllLabels + tracker).out)) {
+      answers[line.at(start.size())].push_back(line);
+    }
+    for (const auto& lines : cameras) {
+      const std::string alone = fmt::format("{}\n", fmt::join(lines, "\n"));
+      EXPECT_EQ(linesOf(nivraReading(alone, kWithAllLabels + tracker).out), answers[lines[0].at(start.size())]);
+    }
+    const char* const firstIdentity = tracker == std::string("hybrid") ? R"("id":1,)" : R"("id":0,)";
+    EXPECT_NE(answers['a'].back().find(firstIdentity), std::string::npos);
+  }
+}
+
+TEST_F(Stream, SuppliesWhatALineLeavesOut) {
+  struct Case {
+    std::vector<std::string> arguments;
+    std::string line;
+    const char* answer;
+  };
+  const Case cases[] = {
+      {{}, "{}", R"({"camera":"stdin","timestamp":0,"tracks":[])"},
+      {{},
+       R"({"camera":null,"timestamp":null,"detections":null,"other":{"x":[1]}})",
+       R"({"camera":"stdin","timestamp":0)"},
+      {{}, R"({"detections":[{"box":[0,1,1,0]}]})", R"("label":"human","score":100)"},
+      {{"--label", "car"}, R"({"detections":[{"box":[0,1,1,0]}]})", R"("label":"car","score":100)"},
+      {{},
+       R"({"detections":[{"box":[0,1,1,0],"classifications":[{"label":"a","score":3},{"label":"b","score":7}]}]})",
+       R"("label":"b","score":7)"},
+      {{}, R"({"detections":[{"box":[0,1,1,0]},{"box":[-1,0,0,-1],"id":"x"}]})", R"("detection":0)"},
+      {{}, R"({"detections":[{"box":[0,1,1,0]},{"box":[-1,0,0,-1],"id":"x"}]})", R"("detection":"x")"},
+      {{}, "{}\n{}", R"("timestamp":40000000)"},
+      {{"--fps", "10"}, "{}\n{}", R"("timestamp":100000000)"},
+      {{}, "\xef\xbb\xbf{\"camera\":\"marked\"}\r", R"({"camera":"marked")"},
+      {{}, R"({"camera":"never seen","end":true})", R"({"camera":"never seen","end":true,"removed":[]})"},
+  };
+  for (const Case& each : cases) {
+    std::vector<std::string> arguments = {"track"};
+    arguments.insert(arguments.end(), each.arguments.begin(), each.arguments.end());
+    const Outcome outcome = nivraReading(each.line + "\n", arguments);
+    EXPECT_NE(outcome.out.find(each.answer), std::string::npos) << each.line << '\n' << outcome.out;
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+  }
+}
+
+TEST_F(Stream, NamesUnassociatedLabelsOnce) {
+  const auto boxOf = [](const std::string& label) {
+    return fmt::format(R"({{"box":[-0.1,0.2,0.1,-0.2],"label":"{}"}})", label);
+  };
+  std::string stream;
+  for (int i = 0; i < 3; ++i) {
+    stream += frameLine("a", static_cast<std::uint64_t>(i), boxOf("human") + "," + boxOf("dog") + "," + boxOf("car"));
+  }
+  stream += frameLine("a", 3, boxOf("bus"));
+  struct Case {
+    std::vector<std::string> options;
+    std::vector<const char*> named;  // by line
+  };
+  const Case cases[] = {
+      {{}, {R"(["dog","car"])", "", "", R"(["bus"])"}},
+      {{"--labels", "dog, car,human"}, {"", "", "", R"(["bus"])"}},
+      {{"--associate", "car=car,bus", "--associate", "dog=dog"}, {R"(["human"])", "", "", R"(["bus"])"}},
+  };
+  const std::string file = write("stream.jsonl", stream);
+  for (const Case& each : cases) {
+    std::vector<std::string> arguments = {"track"};
+    arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+    const auto answers = linesOf(nivraReading(stream, arguments).out);
+    ASSERT_EQ(answers.size(), each.named.size());
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+      const auto place = answers[i].find(R"("unassociated":)");
+      EXPECT_EQ(place == std::string::npos ? "" : answers[i].substr(place + 15, answers[i].size() - place - 16),
+                each.named[i]);
+    }
+    const bool saysLabels = !each.options.empty() && each.options[0] == "--labels";
+    EXPECT_EQ(nivra(arguments + file).out.find("unassociated") != std::string::npos, saysLabels)
+        << "files associate each label with itself, unless all are given";
+  }
+}
+
+TEST(CamerasTest, LetsGoOfIdleOnes) {
+  using namespace std::chrono_literals;
+  const TrackerRecipe recipe(parseTrackerChoice("vanilla"), {});
+  Cameras cameras(recipe, {}, 10s);
+  const Cameras::Clock::time_point start;
+  const auto see = [&](const char* name, std::uint64_t timestamp, std::chrono::seconds now) {
+    Frame frame;
+    frame.timestamp = timestamp;
+    Camera& camera = cameras.at(name, std::nullopt, start + now);
+    const bool isRefused = camera.refusalOf(frame).has_value();
+    FrameTracks result;
+    if (!isRefused) camera.update(frame, 1, result);
+    return !isRefused;
+  };
+  EXPECT_TRUE(see("a", 5, 0s));
+  EXPECT_TRUE(see("b", 5, 1s));
+  EXPECT_TRUE(see("c", 5, 2s));
+  EXPECT_TRUE(see("a", 6, 3s));
+  EXPECT_TRUE(cameras.dropIdle(start + 11s).empty());
+  EXPECT_EQ(cameras.dropIdle(start + 13s), (std::vector<std::string>{"b", "c"}));
+  EXPECT_TRUE(see("b", 5, 13s)) << "begins anew";
+  EXPECT_FALSE(see("a", 6, 13s)) << "goes on";
+  EXPECT_EQ(cameras.dropIdle(start + 24s), (std::vector<std::string>{"b", "a"}));
+}
+
+}  // namespace nivra::tool::test
