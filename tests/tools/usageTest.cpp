@@ -1,4 +1,3 @@
-#include "nivra/nivra.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
@@ -37,6 +36,13 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--param", "vanilla.kalman.no=1"}, "vanilla.kalman has no parameter \"no\""},
       {{"track", kPlaza, "--param", "reid.lambda=1"}, "--param reid.lambda=1: not read by the tracker \"vanilla\""},
       {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1"}, "two numbers"},
+      {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1,2x"}, "not 2 numbers"},
+      {{"track", kPlaza, "--tracker", "reid", "--param", "reid.inactiveAge=1e9"}, "1e9: not a whole number"},
+      {{"track", kPlaza, "--param", "vanila.scoreAbsorption=1"}, "there is no section \"vanila\""},
+      {{"track", kPlaza, "--param", "vanilla-scoreAbsorption=1"}, "expected section.name"},
+      {{"track", kPlaza, "--params", ""}, "--params"},
+      {{"params", "--json", "--markdown"}, "--json"},
+      {{"params", "--tracker", "best"}, "--tracker best: "},
       {{"simulate"}, "--output"},
       {{"simulate", "-o", "unused", "--seed", "-1"}, "--seed -1: "},
       {{"simulate", "-o", "unused", "--drop", "1"}, "--drop 1: "},
@@ -51,28 +57,6 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
     EXPECT_EQ(outcome.err.rfind("error: ", 0), 0U);
     EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.message << " in " << outcome.err;
   }
-}
-
-TEST(Usage, ParametersReachTheTracker) {
-  const std::string usual = nivra({"track", kPlaza}).out;
-  // The input may follow, and the last of several values holds.
-  const std::string patient = nivra({"track", "--param", "vanilla.expirationLikelihoodThreshold=5", "--param",
-                                     "vanilla.expirationLikelihoodThreshold=-4", kPlaza})
-                                  .out;
-  EXPECT_GT(rowsOf(patient).size(), rowsOf(usual).size());
-}
-
-TEST(Usage, ListsEveryParameterByTheKeyThatSetsIt) {
-  const Outcome list = nivra({"parameters"});
-  EXPECT_EQ(list.code, 0);
-  int tried = 0;
-  for (const std::string& line : splitAt('\n', list.out)) {
-    if (line.rfind("vanilla.", 0) != 0) continue;
-    ++tried;
-    const std::string setting = line.substr(0, line.find("  "));
-    EXPECT_EQ(nivra({"track", kPlaza, "--param", setting}).code, 0) << setting;
-  }
-  EXPECT_EQ(tried, static_cast<int>(vanillaTable.count + kalmanTable.count));
 }
 
 }  // namespace nivra::tool::test

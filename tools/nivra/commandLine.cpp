@@ -10,7 +10,7 @@
 #include "convertCommand.h"
 #include "errors.h"
 #include "output.h"
-#include "parameters.h"
+#include "paramsCommand.h"
 #include "simulateCommand.h"
 #include "trackCommand.h"
 
@@ -19,12 +19,6 @@ namespace nivra::tool {
 namespace {
 
 constexpr char kAbout[] = "Follows objects through the detections of a camera: nivra COMMAND --help says more.";
-
-void print(const std::string& text, std::ostream& out) {
-  const auto output = openOutput({out});
-  output->write(text);
-  output->finish();
-}
 
 /// Finds out what was asked for, and does it.
 void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream& err, std::ostream* terminal) {
@@ -35,7 +29,7 @@ void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream
   TrackCommand trackCommand(app);
   ConvertCommand convertCommand(app);
   SimulateCommand simulateCommand(app);
-  const CLI::App* const parameters = app.add_subcommand("parameters", "List the parameters of all trackers");
+  ParamsCommand paramsCommand(app);
 
   try {
     app.parse(argc, argv);
@@ -43,13 +37,13 @@ void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream
     if (fault.get_exit_code() != 0) throw UsageError(fault.what());
     std::ostringstream help;
     app.exit(fault, help, err);
-    print(help.str(), out);
+    print(help.str(), {out});
     return;
   }
   trackCommand.runIfChosen(out, err, terminal);
   convertCommand.runIfChosen(out);
   simulateCommand.runIfChosen(out);
-  if (parameters->parsed()) print(listParameters(), out);
+  paramsCommand.runIfChosen(out);
 }
 
 }  // namespace

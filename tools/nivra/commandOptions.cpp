@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "formats.h"
+#include "keyValues.h"
 
 namespace nivra::tool {
 
@@ -39,12 +40,9 @@ std::vector<std::string> parseList(const std::string& option, const std::string&
 }
 
 std::pair<std::string, std::string> parseAssignment(const std::string& option, const std::string& text) {
-  const auto equals = text.find('=');
-  std::string name(trimmed(std::string_view(text).substr(0, equals)));
-  if (equals == std::string::npos || name.empty()) {
-    throw UsageError(fmt::format("{} {}: expected an equals sign between two sides", option, text));
-  }
-  return {std::move(name), text.substr(equals + 1)};
+  auto entry = splitKeyValue(text);
+  if (!entry) throw UsageError(fmt::format("{} {}: expected an equals sign between two sides", option, text));
+  return {std::move(entry->key), std::move(entry->value)};
 }
 
 void PictureOptions::addTo(CLI::App& command, const std::string& instead) {

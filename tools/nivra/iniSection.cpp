@@ -1,38 +1,31 @@
 #include "iniSection.h"
 
-#include <fmt/format.h>
-
 #include <string_view>
 
 #include "textFile.h"
 
 namespace nivra::tool {
 
-IniSection::IniSection(const std::filesystem::path& iniFile, const std::string& section) : path(iniFile) {
+IniSection::IniSection(const std::filesystem::path& iniFile, const std::string& section) : entries(iniFile) {
   const std::string header = "[" + section + "]";
   bool inSection = false;
-  forEachLine(readFile(path), [&](int number, std::string_view line) {
-    if (line.front() == ';' || line.front() == '#') return;
+  forEachLine(readFile(iniFile), [&](int number, std::string_view line) {
+    if (isComment(line)) return;
     if (line.front() == '[') {
       inSection = line == header;
       return;
     }
-    const auto equals = line.find('=');
-    const std::string key(trimmed(line.substr(0, equals)));
-    if (equals == std::string_view::npos) failAt(path, number, quoted(line), "expected key=value");
-    if (!inSection) return;
-    const auto [entry, isNew] = entries.emplace(key, Entry{std::string(trimmed(line.substr(equals + 1))), number});
-    if (!isNew) failAt(path, number, key, fmt::format("key given before, in line {}", entry->second.line));
+    KeyValue entry = entries.parse(number, line);
+    if (inSection) entries.add(std::move(entry));
   });
 }
 
 template <class Number>
 Number IniSection::number(const std::string& key, Range<Number> range) const {
-  const auto found = entries.find(key);
-  if (found == entries.end()) failAt(path, 0, key, "missing key");
-  const auto& [value, line] = found->second;
-  const auto parsed = parseNumber(value, range);
-  if (!parsed) failAt(path, line, key, complaint(value, range));
+  const KeyValue* const found = entries.find(key);
+  if (found == nullptr) failAt(entries.file(), 0, key, "missing key");
+  const auto parsed = parseNumber(found->value, range);
+  if (!parsed) failAt(entries.file(), found->line, key, complaint(found->value, range));
   return *parsed;
 }
 

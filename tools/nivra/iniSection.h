@@ -1,9 +1,9 @@
 #pragma once
 
 #include <filesystem>
-#include <map>
 #include <string>
 
+#include "keyValues.h"
 #include "numbers.h"
 
 namespace nivra::tool {
@@ -20,13 +20,7 @@ class IniSection {
   Number number(const std::string& key, Range<Number> range) const;
 
  private:
-  struct Entry {
-    std::string value;
-    int line;
-  };
-
-  std::filesystem::path path;
-  std::map<std::string, Entry> entries;
+  KeyValues entries;
 };
 
 }  // namespace nivra::tool

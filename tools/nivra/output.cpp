@@ -228,6 +228,12 @@ std::unique_ptr<Output> openOutput(const Target& target) {
   return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
 }
 
+void print(std::string_view text, const Target& target) {
+  const auto output = openOutput(target);
+  output->write(text);
+  output->finish();
+}
+
 std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
   const fs::path path = fs::path(target.path) / file;
   std::error_code fault;

@@ -34,6 +34,9 @@ struct Target {
 /// @throws FileError when it cannot be opened, or would replace a file without permission.
 std::unique_ptr<Output> openOutput(const Target& target);
 
+/// Writes a text that is the whole output.
+void print(std::string_view text, const Target& target);
+
 /// The output for a file inside of the folder that `target` names.
 std::unique_ptr<Output> openInside(const Target& target, const std::string& file);
 

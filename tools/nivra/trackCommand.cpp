@@ -34,6 +34,11 @@ Labels
   --associate count (--label if neither is given), and a label that none of them
   covers is named once, as "unassociated".
 
+Parameters
+  nivra params --tracker NAME lists those of a tracker, in the form that --params
+  takes: lines "section.name = value", which may end in " # comment". Of several
+  values the last one holds, those of --param after those of all files.
+
 Examples
   Track a sequence folder, confirmed tracks only:
       nivra track examples/data/plaza --confident-only -o plaza.txt
@@ -41,6 +46,9 @@ Examples
       nivra track det.txt --picture 1920x1080 --fps 30 -o tracks.txt
   Track the cameras of a stream as they come:
       detector | nivra track --labels human,car --tracker hybrid | consumer
+  Keep the parameters of a site in a file:
+      nivra params --tracker reid > site.params
+      nivra track examples/data/plaza --tracker reid --params site.params
   Let cars take what was taken for trucks:
       nivra track day.jsonl.gz --associate car=car,truck -o day-tracks.jsonl.gz
 
@@ -60,6 +68,7 @@ TrackCommand::TrackCommand(CLI::App& app)
   addText(command, "--to", options.to, "Format of the output: jsonl or motchallenge")->type_name("FORMAT");
   addText(command, "--tracker", tracker, "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given")
       ->type_name("NAME");
+  addTexts(command, "--params", paramsFiles, "Set parameters from a file; may be repeated")->type_name("FILE");
   addTexts(command, "--param", params, "Set a parameter of the tracker; may be repeated")
       ->type_name("SECTION.NAME=VALUE");
   addTexts(command, "--associate", associationTexts, "Detections that tracks of a label take; may be repeated")
@@ -94,7 +103,7 @@ void TrackCommand::runIfChosen(std::ostream& out, std::ostream& err, std::ostrea
     options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
   }
   options.progress = quiet ? nullptr : terminal;
-  const TrackerRecipe recipe(parseTrackerChoice(tracker), params);
+  const TrackerRecipe recipe(parseTrackerChoice(tracker), collectSettings(paramsFiles, params));
   if (inputs.empty()) inputs.push_back(kStandardInput);
   for (const std::string& path : inputs) options.inputs.push_back({path, &inputOptions.formatOf(path)});
   track(options, recipe, outputOptions.target(out), err);

@@ -25,6 +25,7 @@ class TrackCommand {
   TrackOptions options;
   std::vector<std::string> inputs;
   std::string tracker = "vanilla";
+  std::vector<std::string> paramsFiles;
   std::vector<std::string> params;
   std::string labels;
   std::vector<std::string> associationTexts;

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "format.h"
-#include "parameters.h"
+#include "trackerRecipe.h"
 
 namespace nivra::tool {
 

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace nivra::tool {
+
+/// One "key=value", without blanks around either.
+struct KeyValue {
+  std::string key;
+  std::string value;
+  int line = 0;  // of a file, from 1
+};
+
+/// @return Nothing unless there is an equals sign after a key.
+std::optional<KeyValue> splitKeyValue(std::string_view text);
+
+/// Whether a line is for human readers alone, as ini files have it.
+bool isComment(std::string_view line);
+
+/// The entries of a file, or of a part of it, in their order; each key comes once.
+class KeyValues {
+ public:
+  /// @param file Its name in complaints.
+  explicit KeyValues(std::filesystem::path file) : path(std::move(file)) {}
+
+  /// @throws FileError unless the line is "key=value".
+  KeyValue parse(int number, std::string_view line) const;
+
+  /// @throws FileError for a key that is there already.
+  void add(KeyValue entry);
+
+  /// Null if there is none.
+  const KeyValue* find(std::string_view key) const;
+
+  const std::filesystem::path& file() const { return path; }
+  const std::vector<KeyValue>& all() const { return entries; }
+
+ private:
+  std::filesystem::path path;
+  std::vector<KeyValue> entries;
+};
+
+}  // namespace nivra::tool

@@ -1,0 +1,109 @@
+#include "trackerRecipe.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
+
+#include "errors.h"
+
+namespace nivra::tool {
+
+namespace {
+
+/// The section's entry of that name; null if it has none.
+const ParameterDescription* findParameter(const ParameterSection& section, std::string_view name) {
+  const auto* const found = std::find_if(section.table->begin(), section.table->end(),
+                                         [&](const ParameterDescription& each) { return each.name == name; });
+  return found == section.table->end() ? nullptr : found;
+}
+
+/// The parameter that a setting is for.
+const ParameterDescription& parameterOf(const Setting& setting, const TrackerChoice& tracker) {
+  const std::string_view key = setting.key;
+  const auto dot = key.rfind('.');
+  if (dot == std::string_view::npos) failAt(setting, "expected section.name before the equals sign");
+  for (const ParameterSection& section : parameterSections) {
+    if (section.name != key.substr(0, dot)) continue;
+    const ParameterDescription* const parameter = findParameter(section, key.substr(dot + 1));
+    if (parameter == nullptr) {
+      failAt(setting, fmt::format("{} has no parameter \"{}\"", section.name, key.substr(dot + 1)));
+    }
+    if (!readsSection(tracker, section)) failAt(setting, fmt::format("not read by the tracker \"{}\"", tracker.name));
+    return *parameter;
+  }
+  failAt(setting, fmt::format("there is no section \"{}\"", key.substr(0, dot)));
+}
+
+bool isNumber(const std::string& text) {
+  char* end = nullptr;
+  std::strtod(text.c_str(), &end);
+  return end != text.c_str() && trim(end).empty();
+}
+
+bool isCount(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char each) { return each >= '0' && each <= '9'; });
+}
+
+/// What is wrong with a value that the library takes although it is of another kind than the default: its conversions
+/// stop at the first character that they don't understand, and would take "0.5x" for 0.5 and "1e9" for a count of 1.
+std::string strayPart(const std::string& value, const std::string& defaultValue) {
+  if (isCount(defaultValue)) return isCount(value) ? "" : "not a whole number from 0";
+  const auto expected = split(defaultValue, ",");
+  if (expected.empty() || !std::all_of(expected.begin(), expected.end(), isNumber)) return "";
+  const auto found = split(value, ",");
+  if (std::all_of(found.begin(), found.end(), isNumber) && found.size() == expected.size()) return "";
+  return expected.size() == 1 ? "not a number" : fmt::format("not {} numbers with commas between", expected.size());
+}
+
+/// What the library has against a value; its conversions say no more than their own name.
+std::string explain(const std::logic_error& refusal) {
+  const std::string_view message = refusal.what();
+  if (message.substr(0, 3) != "sto") return refusal.what();
+  return dynamic_cast<const std::out_of_range*>(&refusal) != nullptr ? "number out of range" : "not a number";
+}
+
+}  // namespace
+
+TrackerChoice parseTrackerChoice(const std::string& text) {
+  for (const TrackerChoice& each : kTrackers) {
+    if (text == each.name || text == std::to_string(each.selector)) return each;
+  }
+  throw UsageError(fmt::format("--tracker {}: expected vanilla, reid, hybrid or lowfps, or 0 to 3", text));
+}
+
+bool readsSection(const TrackerChoice& tracker, const ParameterSection& section) {
+  const ParameterDescription& any = *section.table->begin();
+  try {
+    makeTracker(tracker.selector, {{fmt::format("{}.{}", section.name, any.name), any.defaultValue}}, {}, 1.0F);
+    return true;
+  } catch (const std::invalid_argument&) {  // a default is refused for nothing but its section
+    return false;
+  }
+}
+
+TrackerRecipe::TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings)
+    : choice(trackerChoice) {
+  for (const Setting& setting : settings) take(setting);
+}
+
+std::unique_ptr<ObjectTracker> TrackerRecipe::make(const LabelAssociations& associations, float aspectRatio) const {
+  return makeTracker(choice.selector, params, associations, aspectRatio);
+}
+
+/// The library's message doesn't tell which parameter it is about, so each is tried as soon as it is known. What was
+/// taken before is in order, even where values depend on each other.
+void TrackerRecipe::take(const Setting& setting) {
+  const ParameterDescription& parameter = parameterOf(setting, choice);
+  params[setting.key] = setting.value;
+  try {
+    make({}, 1.0F);
+  } catch (const std::logic_error& refusal) {
+    failAt(setting, explain(refusal));
+  }
+  const std::string fault = strayPart(setting.value, parameter.defaultValue);
+  if (!fault.empty()) failAt(setting, fault);
+}
+
+}  // namespace nivra::tool
