@@ -7,10 +7,10 @@ set -euo pipefail
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq) ;;
   arm) packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest) ;;
   bench) packages+=(git libbenchmark-dev python3) ;;
-  coverage) packages+=(libgtest-dev gcovr) ;;
+  coverage) packages+=(libgtest-dev gcovr python3) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   *) echo "usage: $0 build|test|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac

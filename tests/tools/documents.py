@@ -1,0 +1,137 @@
+#!/usr/bin/env python3
+"""Holds docs/streams.md and the JSON Schemas to what the tool does. usage: documents.py TOOL ROOT [unittest's options]"""
+import collections
+import copy
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+import jsonschema
+
+TOOL, ROOT = pathlib.Path(sys.argv.pop(1)).resolve(), pathlib.Path(sys.argv.pop(1)).resolve()
+GUIDE = (ROOT / "docs/streams.md").read_text()
+SAMPLE = (ROOT / "examples/data/stream.jsonl").read_text()
+
+
+def schema(name):
+    content = json.loads((ROOT / "docs" / name).read_text())
+    jsonschema.Draft202012Validator.check_schema(content)
+    return jsonschema.Draft202012Validator(content)
+
+
+DETECTIONS, TRACKS = schema("detections.schema.json"), schema("tracks.schema.json")
+
+
+def answers(text, *options):
+    """What the tool says to each line."""
+    run = subprocess.run([TOOL, "track", *options], input=text, stdout=subprocess.PIPE, text=True, check=True)
+    return [json.loads(line) for line in run.stdout.splitlines()]
+
+
+# What a line may hold, with room for each number to grow and shrink.
+LINES = [
+    {"camera": "a", "timestamp": 5, "detections": [{
+        "box": [-9, 9, 9, -9], "label": "human", "score": 90, "id": "d", "objectness": 50, "feature": [0.5, 0.5],
+        "classifications": [{"label": "human", "score": 90}], "attributes": [{"type": 1, "value": 2, "score": 80}]}]},
+    {"camera": "b", "picture": [1280, 720], "detections": [], "end": False, "motion": None, "note": {"of": ["host"]}},
+    {"camera": "c", "picture": [1280, 720], "motion": {"matrix": [1, 2, 3, 4, 5, 6]}},
+    {"camera": "d", "end": True},
+]
+VALUES = [None, True, False, 0, -1, 1.5, 10**10, 2**63, 1e39, "x", [], {}]
+
+# Refused for more than a schema can say: each is fine by the schema, if it is JSON at all.
+BEYOND_SCHEMA = [
+    "", "{", '{"id":18446744073709551616}', '{"camera":"a","camera":"a"}', '{"timestamp":1.0}', '{"timestamp":5}',
+    '{"detections":[{"box":[1,0,0,0]}]}', '{"detections":[{"box":[0,0,1,1]}]}',
+    '{"picture":[9,9],"detections":[{"box":[0,1,1,0]}]}', '{"motion":{"matrix":[1,0,0,2,0,0]}}',
+    '{"detections":[{"box":[0,0,0,0],"feature":[1]},{"box":[0,0,0,0],"feature":[1,2]}]}',
+]
+
+
+def variants(value):
+    """The value with one place of it changed, for every place and in every way."""
+    yield from VALUES
+    if isinstance(value, dict):
+        for field, inner in value.items():
+            yield {name: each for name, each in value.items() if name != field}
+            yield from ({**value, field: each} for each in variants(inner))
+    if isinstance(value, list):
+        yield value + value[-1:]
+        yield value[:-1]
+        for i, inner in enumerate(value):
+            yield from (value[:i] + [each] + value[i + 1:] for each in variants(inner))
+
+
+def with_own_place(line, number):
+    """Only what the line itself holds is to count, not the lines before it."""
+    line = copy.deepcopy(line)
+    if isinstance(line, dict) and isinstance(line.get("camera"), str):
+        line["camera"] += str(number)
+    elif isinstance(line, dict) and line.get("timestamp") == 5:
+        line["timestamp"] += number
+    return line
+
+
+class Documents(unittest.TestCase):
+    def expect_tracks(self, lines):
+        for line in lines:
+            with self.subTest(line=line):
+                TRACKS.validate(line)
+
+    def test_schema_refuses_what_the_tool_refuses(self):
+        lines = [with_own_place(line, i) for i, line in enumerate(each for base in LINES for each in variants(base))]
+        said = answers("".join(json.dumps(line) + "\n" for line in lines))
+        self.expect_tracks(said)
+        verdicts = collections.Counter()
+        for line, answer in zip(lines, said, strict=True):
+            with self.subTest(line=line, answer=answer):
+                self.assertEqual("error" not in answer, DETECTIONS.is_valid(line))
+            verdicts["error" in answer] += 1
+        self.assertGreater(min(verdicts[True], verdicts[False]), 100, verdicts)
+
+    def test_tool_refuses_what_no_schema_can(self):
+        text = '{"timestamp":5}\n' + "".join(line + "\n" for line in BEYOND_SCHEMA)
+        for line, answer in zip(BEYOND_SCHEMA, answers(text)[1:], strict=True):
+            with self.subTest(line=line):
+                self.assertIn("error", answer)
+                try:
+                    DETECTIONS.validate(json.loads(line))
+                except json.JSONDecodeError:
+                    pass
+
+    def test_sample_and_its_tracks_match(self):
+        lines = [json.loads(line) for line in SAMPLE.splitlines()]
+        self.assertEqual(1, sum(not DETECTIONS.is_valid(line) for line in lines))
+        for options in [], ["--debug"], ["--debug", "--picture", "640x480", "--tracker", "reid"]:
+            self.expect_tracks(answers(SAMPLE, *options))
+        plaza = subprocess.run([TOOL, "convert", ROOT / "examples/data/plaza"], stdout=subprocess.PIPE, check=True)
+        for line in plaza.stdout.splitlines()[::50]:
+            DETECTIONS.validate(json.loads(line))
+
+    def test_lines_of_the_guide_match(self):
+        blocks = re.findall(r"^```json ?(.*)\n((?:(?!```).*\n)*)```", GUIDE, re.M)
+        self.assertEqual({"input", "output"}, {kind for kind, _ in blocks})
+        for kind, text in blocks:
+            for line in text.splitlines():
+                (DETECTIONS if kind == "input" else TRACKS).validate(json.loads(line))
+            if kind == "input":
+                self.assertFalse([answer for answer in answers(text) if "error" in answer])
+
+    def test_examples_of_the_guide_print_what_it_shows(self):
+        """A block of commands, and behind it a block of what they print."""
+        blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", GUIDE, re.M)
+        self.assertEqual(GUIDE.count("```text"), len(blocks))
+        path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
+        for language, commands, output in blocks:
+            with self.subTest(commands=commands):
+                shell = ["bash"] if language == "sh" else [sys.executable]
+                run = subprocess.run([*shell, "-c", commands], cwd=ROOT, env={**os.environ, "PATH": path}, text=True,
+                                     stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+                self.assertEqual(output, run.stdout)
+
+
+unittest.main()
