@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq mandoc) ;;
   arm) packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest) ;;
   bench) packages+=(git libbenchmark-dev python3) ;;
   coverage) packages+=(libgtest-dev gcovr python3) ;;

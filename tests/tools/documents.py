@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Holds docs/streams.md and the JSON Schemas to what the tool does. usage: documents.py TOOL ROOT [unittest's options]"""
+"""Holds the guide, the JSON Schemas, the manual page and the completion to what the tool does.
+
+usage: documents.py TOOL ROOT [unittest's options]
+"""
 import collections
 import copy
 import json
@@ -30,6 +33,18 @@ def answers(text, *options):
     """What the tool says to each line."""
     run = subprocess.run([TOOL, "track", *options], input=text, stdout=subprocess.PIPE, text=True, check=True)
     return [json.loads(line) for line in run.stdout.splitlines()]
+
+
+def helped(*command):
+    return subprocess.run([TOOL, *command, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def completed(*words):
+    """What may stand for the last of the words."""
+    script = 'source completions/nivra.bash; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _nivra; echo "${COMPREPLY[*]}"'
+    run = subprocess.run(["bash", "-c", script, "bash", "nivra", *words], cwd=ROOT, stdout=subprocess.PIPE, text=True,
+                         check=True)
+    return set(run.stdout.split())
 
 
 # What a line may hold, with room for each number to grow and shrink.
@@ -132,6 +147,29 @@ class Documents(unittest.TestCase):
                 run = subprocess.run([*shell, "-c", commands], cwd=ROOT, env={**os.environ, "PATH": path}, text=True,
                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
                 self.assertEqual(output, run.stdout)
+
+    def test_manual_and_completion_have_every_option(self):
+        page = (ROOT / "docs/nivra.1").read_text()
+        subprocess.run(["mandoc", "-T", "lint", "-W", "warning", ROOT / "docs/nivra.1"], check=True)
+        commands = set(re.findall(r"^  (\w+)", helped().split("Subcommands:")[1], re.M))
+        self.assertEqual(commands, set(re.findall(r"^\.Ss nivra (.*)", page, re.M)))
+        self.assertEqual(commands, set(re.findall(r"^\.Nm\n\.Cm (.*)", page, re.M)))
+        self.assertEqual(commands, completed(""))
+        parts = dict(re.findall(r"^\.Ss nivra (.*)\n((?:(?!\.S[sh]).*\n)*)", page, re.M))
+        parts[""] = page.split("\n.Ss")[0]
+        for command, part in parts.items():
+            with self.subTest(command=command):
+                words = command.split()
+                known = set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", helped(*words), re.M))
+                items = " ".join(re.findall(r"^\.It Fl.*", part, re.M))
+                self.assertEqual(known, {"--help"} | {f"-{each}" for each in re.findall(r"Fl (-[\w-]+)", items)})
+                self.assertEqual(known, completed(*words, "--"))
+        for option in "--from", "--to", "--tracker":
+            with self.subTest(option=option):
+                said = re.search(rf"^  {option} .*", helped("track"), re.M)[0]
+                known = set(re.findall(r"jsonl|motchallenge|coco|vanilla|reid|hybrid|lowfps", said))
+                self.assertEqual(known, completed("track", option, ""))
+                self.assertEqual(known, completed("track", option, "=", ""))
 
 
 unittest.main()

@@ -1,0 +1,42 @@
+# Completion of nivra for bash: source this file, or put it where the package bash-completion looks for it.
+
+_nivra() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' options='' values='' files=''
+  local input='--from --label --category --picture --fps --output --force'
+  ((COMP_CWORD == 1)) || command=${COMP_WORDS[1]}
+  # --option=value comes as three words.
+  [[ $word != = ]] || word=
+  [[ $before != = ]] || before=${COMP_WORDS[COMP_CWORD - 2]}
+  COMPREPLY=()
+
+  case $command in
+    '') options='--version' values='track convert simulate parameters' ;;
+    track)
+      options="$input --to --tracker --param --associate --labels --idle-timeout --confident-only --debug --strict"
+      options+=' --verbose --quiet' files=yes ;;
+    convert) options="$input --to" files=yes ;;
+    simulate) options='--output --seed --frames --people --picture --fps' ;;
+    parameters) ;;
+    *) return ;;
+  esac
+  options+=' --help'
+  case $before in
+    -o | --output) options='' files=yes ;;
+    --from) options='' values='jsonl motchallenge coco' files='' ;;
+    --to) options='' values='jsonl motchallenge' files='' ;;
+    --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
+    --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout) return ;;
+    --seed | --frames | --people) return ;;
+  esac
+
+  if [[ $word == -* ]]; then
+    values=$options
+  elif [[ $files ]]; then
+    compopt -o filenames 2>/dev/null
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+    return
+  fi
+  mapfile -t COMPREPLY < <(compgen -W "$values" -- "$word")
+}
+
+complete -F _nivra nivra
