@@ -10,23 +10,25 @@ _nivra() {
   COMPREPLY=()
 
   case $command in
-    '') options='--version' values='track convert simulate parameters' ;;
+    '') options='--version' values='track convert simulate params' ;;
     track)
-      options="$input --to --tracker --param --associate --labels --idle-timeout --confident-only --debug --strict"
+      options="$input --to --tracker --params --param --associate --labels --idle-timeout --confident-only --debug --strict"
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
-    simulate) options='--output --seed --frames --people --picture --fps' ;;
-    parameters) ;;
+    simulate)
+      options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
+      options+=' --picture --fps' ;;
+    params) options='--tracker --markdown --json' ;;
     *) return ;;
   esac
   options+=' --help'
   case $before in
-    -o | --output) options='' files=yes ;;
+    -o | --output | --params) options='' files=yes ;;
     --from) options='' values='jsonl motchallenge coco' files='' ;;
     --to) options='' values='jsonl motchallenge' files='' ;;
     --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout) return ;;
-    --seed | --frames | --people) return ;;
+    --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac
 
   if [[ $word == -* ]]; then
