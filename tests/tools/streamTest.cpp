@@ -348,7 +348,7 @@ TEST_F(Stream, SuppliesWhatALineLeavesOut) {
        R"({"camera":"stdin","timestamp":0)"},
       {{}, R"({"detections":[{"box":[0,1,1,0]}]})", R"("label":"human","score":100)"},
       {{"--label", "car"}, R"({"detections":[{"box":[0,1,1,0]}]})", R"("label":"car","score":100)"},
-      {{},
+      {{"--labels", "a,b"},
        R"({"detections":[{"box":[0,1,1,0],"classifications":[{"label":"a","score":3},{"label":"b","score":7}]}]})",
        R"("label":"b","score":7)"},
       {{}, R"({"detections":[{"box":[0,1,1,0]},{"box":[-1,0,0,-1],"id":"x"}]})", R"("detection":0)"},
@@ -383,7 +383,7 @@ TEST_F(Stream, NamesUnassociatedLabelsOnce) {
   const Case cases[] = {
       {{}, {R"(["dog","car"])", "", "", R"(["bus"])"}},
       {{"--labels", "dog, car,human"}, {"", "", "", R"(["bus"])"}},
-      {{"--associate", "car=car,bus", "--associate", "dog=dog"}, {R"(["human"])", "", "", R"(["bus"])"}},
+      {{"--associate", "car=car,bus", "--associate", "dog=dog"}, {R"(["human"])", "", "", ""}},
   };
   const std::string file = write("stream.jsonl", stream);
   for (const Case& each : cases) {
@@ -395,6 +395,11 @@ TEST_F(Stream, NamesUnassociatedLabelsOnce) {
       const auto place = answers[i].find(R"("unassociated":)");
       EXPECT_EQ(place == std::string::npos ? "" : answers[i].substr(place + 15, answers[i].size() - place - 16),
                 each.named[i]);
+      for (const char* const label : {"human", "dog", "car", "bus"}) {
+        if (answers[0].find(fmt::format(R"("{}")", label), answers[0].find("unassociated")) != std::string::npos) {
+          EXPECT_EQ(answers[i].find(fmt::format(R"("label":"{}")", label)), std::string::npos) << answers[i];
+        }
+      }
     }
     const bool saysLabels = !each.options.empty() && each.options[0] == "--labels";
     EXPECT_EQ(nivra(arguments + file).out.find("unassociated") != std::string::npos, saysLabels)

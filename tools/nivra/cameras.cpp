@@ -57,7 +57,7 @@ void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& resu
   if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
   lastTimestamp = frame.timestamp;
   firstOtherLength(frame, featureLength);
-  noteLabels(frame, result.unassociated);
+  removeUnassociated(frame, result.unassociated);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
   result.tracks = tracker->getDebugTracks();
 }
@@ -80,14 +80,22 @@ std::set<int> Camera::identities() const {
   return ids;
 }
 
-void Camera::noteLabels(const Frame& frame, std::vector<std::string>& unassociated) {
-  unassociated.clear();
-  const std::string* last = nullptr;  // neighbours often share their label
-  for (const ObjectDetection& detection : frame.detections) {
-    if (last != nullptr && detection.label == *last) continue;
-    last = &detection.label;
-    if (associations.count(*last) == 0 && namedLabels.insert(*last).second) unassociated.push_back(*last);
-  }
+void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabels) {
+  newLabels.clear();
+  const std::string* known = nullptr;  // neighbours often share their label
+  const auto isUnassociated = [&](const ObjectDetection& detection) {
+    const std::string& label = detection.label;
+    if (known != nullptr && label == *known) return false;
+    const auto found = associations.find(label);
+    if (found != associations.end()) {
+      known = &found->first;
+      return false;
+    }
+    if (namedLabels.insert(label).second) newLabels.push_back(label);
+    return true;
+  };
+  auto& detections = frame.detections;
+  detections.erase(std::remove_if(detections.begin(), detections.end(), isUnassociated), detections.end());
 }
 
 Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,

@@ -42,7 +42,8 @@ class Camera {
   std::set<int> identities() const;
 
  private:
-  void noteLabels(const Frame& frame, std::vector<std::string>& unassociated);
+  /// Takes out the detections whose labels no association covers, which would start a new track each time.
+  void removeUnassociated(Frame& frame, std::vector<std::string>& newLabels);
 
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it

@@ -43,7 +43,7 @@ class Reader {
 struct FrameTracks {
   std::vector<internal::DebugTrack> tracks;  // `lastDetectionId` is a position in the frame, or -1
   TrackUpdateResult changes;
-  std::vector<std::string> unassociated;  // labels without associations that the camera shows for the first time
+  std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time
 };
 
 struct WriteSettings {

@@ -32,7 +32,7 @@ Labels
   Tracks take detections by the associations of labels alone. In files, labels
   that are not mentioned associate with themselves. In streams, only --labels and
   --associate count (--label if neither is given), and a label that none of them
-  covers is named once, as "unassociated".
+  covers is not tracked, but named once, as "unassociated".
 
 Parameters
   nivra params --tracker NAME lists those of a tracker, in the form that --params

@@ -124,17 +124,19 @@ bool canBeReadTwice(const std::string& path) {
   return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
 }
 
-/// Labels that the caller doesn't mention associate with themselves, if the input can tell which ones there are.
+/// What the caller says; and labels that it mentions, or that an input which can be read twice shows, associate at
+/// least with themselves.
 LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& input) {
   LabelAssociations associations = options.associations;
+  const auto complete = [&](const std::string& label) { associations.try_emplace(label, std::set{label}); };
+  for (const auto& [label, taken] : options.associations) std::for_each(taken.begin(), taken.end(), complete);
   for (const std::string& label : options.labels) associations[label].insert(label);
   if (!options.labels.empty()) return associations;
   if (canBeReadTwice(input.path)) {
-    for (const std::string& label : labelsOf(*input.format->read(input.path, options.read))) {
-      associations.emplace(label, std::set<std::string>{label});
-    }
+    const std::set<std::string> labels = labelsOf(*input.format->read(input.path, options.read));
+    std::for_each(labels.begin(), labels.end(), complete);
   } else if (associations.empty()) {
-    associations[options.read.label] = {options.read.label};
+    complete(options.read.label);
   }
   return associations;
 }
