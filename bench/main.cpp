@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   nivra::bench::registerTrackers();
   nivra::bench::registerGalleries();
   nivra::bench::registerFilters();
+  nivra::bench::registerStreams();
   if (!nivra::bench::registerSequences()) return 1;
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -20,7 +20,8 @@ LENGTHS = [128, 256, 512]
 
 # Repetitions of a time differ by what else the machine did, which only adds. Of two things timed side by side either may
 # have been disturbed. What is counted must hold in every repetition.
-CHOICES = {"ratio": statistics.median, "appearance_ratio": statistics.median, "allocations_per_frame": max,
+CHOICES = {"ratio": statistics.median, "update_share": statistics.median, "parsing_share": statistics.median,
+            "appearance_ratio": statistics.median, "allocations_per_frame": max,
            "new_tracks": max}
 
 
@@ -84,6 +85,10 @@ def targets(results):
     add("hybrid, 100 objects: time / its two parts", results.value("hybridAgainstParts/100", "ratio"), 1.1)
     for tracker in TRACKERS:
         add(f"{tracker}: 1,000 trackers in turn / one", results.value(f"thousandInTurn/{tracker}", "ratio"), 1.5)
+    add("stream of crowds, vanilla: ns per detection", results.value("stream/crowd/vanilla", "ns_per_detection"), 1000)
+    for tracker in ("reid", "hybrid"):
+        add(f"stream with features, {tracker}: time / (update + parsing)",
+            results.value(f"stream/features/{tracker}", "ratio"), 1.67)
     for name in [f"{tracker}/0" for tracker in TRACKERS] + ["reid/128", "hybrid/128"]:
         tracker, length = name.split("/")
         features = f", {length} numbers" if length != "0" else ""
@@ -128,6 +133,12 @@ def details(results):
     filters = [name for name in results.runs if re.match(r"(Kalman|Attribute)", name)]
     parts.append("Filters:\n\n" + table(["", "ns"], [[name.replace("/", ", "), results.value(name, "real_time")]
                                                      for name in sorted(filters)]))
+
+    rows = [[name.removeprefix("stream/").replace("/", ", ")] +
+            [results.value(name, counter) for counter in ("ns_per_detection", "update_share", "parsing_share", "ratio")]
+            for name in sorted(results.runs) if name.startswith("stream/")]
+    parts.append("The tool on streams, ns per detection, and how much of it `update` and parsing take:\n\n" +
+                 table(["", "ns", "update", "parsing", "time / both"], rows))
 
     if results.sequences():
         rows = [[sequence, results.value(f"sequence/{sequence}/vanilla", "detections_per_frame")] +
