@@ -44,4 +44,20 @@ cat "$log"
 distinct() { cut -d, -f2 "$1" | sort -u | wc -l; }
 echo "People in the ground truth: $(distinct "$sample/gt/gt.txt"), identities reported: $(distinct "$tracks")"
 echo
-echo "The tracks are in $root/$tracks. Next: $root/$tool track --help"
+
+crossing=$build/crossing
+step "Simulating a crossing: a camera that pans and drops frames" "$tool" simulate --to jsonl --force -o "$crossing" \
+  --people 8 --vehicles 3 --reentries 0.6 --pan 0.05 --drop 0.05
+follow() { "$tool" track --tracker hybrid --labels human,car,truck --confident-only --verbose \
+  <"$crossing/detections.jsonl" >"$crossing/tracks.jsonl"; }
+step "Tracking it as a stream, line by line" follow
+cat "$log"
+identities=$(grep -o '"tracks":\[{"id":[0-9]*\|,{"id":[0-9]*' "$crossing/tracks.jsonl" | grep -o '[0-9]*$' | sort -u | wc -l)
+echo "Objects in the ground truth: $(distinct "$crossing/gt/gt.txt"), identities reported: $identities"
+echo "The first answer with a track, shortened:"
+grep -m 1 '"tracks":\[{' "$crossing/tracks.jsonl" | cut -c 1-200 | sed 's/$/ .../; s/^/  /'
+
+echo
+echo "The tracks are in $root/$tracks and $root/$crossing/tracks.jsonl. Next:"
+echo "  PATH=$root/${tool%/*}:\$PATH"
+echo "  nivra track --help"

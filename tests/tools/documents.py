@@ -17,6 +17,7 @@ import jsonschema
 
 TOOL, ROOT = pathlib.Path(sys.argv.pop(1)).resolve(), pathlib.Path(sys.argv.pop(1)).resolve()
 GUIDE = (ROOT / "docs/streams.md").read_text()
+README = (ROOT / "README.md").read_text()
 SAMPLE = (ROOT / "examples/data/stream.jsonl").read_text()
 
 
@@ -136,10 +137,11 @@ class Documents(unittest.TestCase):
             if kind == "input":
                 self.assertFalse([answer for answer in answers(text) if "error" in answer])
 
-    def test_examples_of_the_guide_print_what_it_shows(self):
+    def test_examples_print_what_is_shown(self):
         """A block of commands, and behind it a block of what they print."""
-        blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", GUIDE, re.M)
-        self.assertEqual(GUIDE.count("```text"), len(blocks))
+        text = GUIDE + README
+        blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", text, re.M)
+        self.assertEqual(text.count("```text"), len(blocks))
         path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
         for language, commands, output in blocks:
             with self.subTest(commands=commands):
