@@ -35,6 +35,21 @@ Position moved(Position position, const CameraMotion& motion) {
   return toNormalised(mapped(toPixels(position, *motion.picture), motion.matrix), *motion.picture);
 }
 
+/// The detections that the tracks took in the last frame.
+std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>& tracks,
+                                       const std::vector<internal::DebugTrack>& debugTracks) {
+  std::vector<std::int32_t> detections;
+  detections.reserve(tracks.size());
+  auto entry = debugTracks.begin();  // both are in the same order, but for tracks that are not reported
+  for (const TrackedObjectDetection& track : tracks) {
+    const auto isTheSame = [&](const internal::DebugTrack& each) { return each.track.id == track.id; };
+    entry = std::find_if(entry, debugTracks.end(), isTheSame);
+    if (entry == debugTracks.end()) entry = std::find_if(debugTracks.begin(), debugTracks.end(), isTheSame);
+    detections.push_back(entry->lastDetectionId);
+  }
+  return detections;
+}
+
 }  // namespace
 
 Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
@@ -59,7 +74,9 @@ void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& resu
   firstOtherLength(frame, featureLength);
   removeUnassociated(frame, result.unassociated);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
-  result.tracks = tracker->getDebugTracks();
+  result.tracks = tracker->getTracks();
+  result.debugTracks = tracker->getDebugTracks();
+  result.detections = detectionsOf(result.tracks, result.debugTracks);
 }
 
 void Camera::move(const CameraMotion& motion) {

@@ -41,7 +41,9 @@ class Reader {
 
 /// What a tracker made of a frame.
 struct FrameTracks {
-  std::vector<internal::DebugTrack> tracks;  // `lastDetectionId` is a position in the frame, or -1
+  std::vector<TrackedObjectDetection> tracks;
+  std::vector<std::int32_t> detections;           // the `id` of the one that each track took; -1 if it took none
+  std::vector<internal::DebugTrack> debugTracks;  // those that are not reported as well
   TrackUpdateResult changes;
   std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time
 };

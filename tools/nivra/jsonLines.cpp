@@ -355,7 +355,16 @@ class JsonTrackWriter final : public TrackWriter {
   void frame(const Frame& frame, const FrameTracks& result, std::string& json) override {
     beginFrame(json, frame);
     json += R"(,"tracks":)";
-    appendArray(json, result.tracks, [&](std::string&, const auto& track) { appendTrack(json, frame, track); });
+    auto detection = result.detections.begin();
+    appendArray(json, result.tracks, [&](std::string&, const TrackedObjectDetection& track) {
+      json += '{';
+      appendTrack(json, frame, track, *detection++);
+      json += '}';
+    });
+    if (debug) {
+      json += R"(,"debug":)";
+      appendArray(json, result.debugTracks, [&](std::string&, const auto& track) { appendDebug(json, frame, track); });
+    }
     json += R"(,"removed":)";
     appendArray(json, result.changes.removedIds, appendWhole);
     json += R"(,"merged":)";
@@ -392,12 +401,12 @@ class JsonTrackWriter final : public TrackWriter {
   void dropped(const std::vector<std::string>& cameras) override { droppedCameras = cameras; }
 
  private:
-  void appendTrack(std::string& json, const Frame& frame, const internal::DebugTrack& entry) const {
-    const TrackedObjectDetection& track = entry.track;
-    json += R"({"id":)";
+  static void appendTrack(std::string& json, const Frame& frame, const TrackedObjectDetection& track,
+                          std::int32_t detection) {
+    json += R"("id":)";
     appendWhole(json, track.id);
     json += R"(,"detection":)";
-    appendName(json, frame, entry.lastDetectionId);
+    appendName(json, frame, detection);
     json += R"(,"label":)";
     appendQuoted(json, track.label);
     json += R"(,"score":)";
@@ -412,13 +421,15 @@ class JsonTrackWriter final : public TrackWriter {
     appendArray(json, track.classifications, appendClassification);
     json += R"(,"attributes":)";
     appendArray(json, track.attributes, appendAttribute);
-    if (debug) {
-      json += R"(,"debug":{"state":)";
-      appendWhole(json, entry.state);
-      json += R"(,"maxPositionDifference":)";
-      appendExtent(json, frame, entry.maxPositionDifferenceX, entry.maxPositionDifferenceY, 1.0);
-      json += '}';
-    }
+  }
+
+  static void appendDebug(std::string& json, const Frame& frame, const internal::DebugTrack& entry) {
+    json += R"({"state":)";
+    appendWhole(json, entry.state);
+    json += R"(,"maxPositionDifference":)";
+    appendExtent(json, frame, entry.maxPositionDifferenceX, entry.maxPositionDifferenceY, 1.0);
+    json += ',';
+    appendTrack(json, frame, entry.track, entry.lastDetectionId);
     json += '}';
   }
 

@@ -121,11 +121,11 @@ class MotTrackWriter final : public TrackWriter {
     }
     if (!frame.picture) throw UsageError("MOTChallenge files are in pixels: give --picture WxH");
     const int number = numbering.next(*frame.timestamp);
-    for (const internal::DebugTrack& each : result.tracks) {
-      const PixelBox box = toPixels(each.track.box, *frame.picture);
-      const float confidence = each.track.score / frame.percentPerConfidence;
+    for (const TrackedObjectDetection& track : result.tracks) {
+      const PixelBox box = toPixels(track.box, *frame.picture);
+      const float confidence = track.score / frame.percentPerConfidence;
       fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", number,
-                     each.track.id + 1, box.left, box.top, box.width, box.height, confidence);
+                     track.id + 1, box.left, box.top, box.width, box.height, confidence);
     }
   }
 

@@ -51,6 +51,17 @@ std::set<std::string> labelsOf(Reader& reader) {
   return labels;
 }
 
+void dropUnsure(FrameTracks& result) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < result.tracks.size(); ++i) {
+    if (!result.tracks[i].confident) continue;
+    if (kept != i) result.tracks[kept] = std::move(result.tracks[i]);
+    result.detections[kept++] = result.detections[i];
+  }
+  result.tracks.resize(kept);
+  result.detections.resize(kept);
+}
+
 /// The way of one input's records through its cameras to what is said of them.
 class Run {
  public:
@@ -93,10 +104,7 @@ class Run {
     const auto start = Clock::now();
     camera.update(frame, frameDuration, result);
     summary.updateTime += Clock::now() - start;
-    if (options.confidentOnly) {
-      const auto isUnsure = [](const internal::DebugTrack& each) { return !each.track.confident; };
-      result.tracks.erase(std::remove_if(result.tracks.begin(), result.tracks.end(), isUnsure), result.tracks.end());
-    }
+    if (options.confidentOnly) dropUnsure(result);
     ++summary.frames;
     summary.detections += frame.detections.size();
     summary.tracks += result.tracks.size();
