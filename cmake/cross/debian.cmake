@@ -9,3 +9,11 @@ set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
 # take their place.
 set(fmt_DIR ${CMAKE_CURRENT_LIST_DIR}/packages)
 set(GTest_DIR ${CMAKE_CURRENT_LIST_DIR}/packages)
+
+# Of these the target's own libraries are needed: NIVRA_CROSS_LIBRARIES is where Debian's packages for it were unpacked.
+# The folder is only known where the project is configured, not where CMake tries the compiler.
+if(NIVRA_CROSS_LIBRARIES)
+  set(simdjson_DIR ${NIVRA_CROSS_LIBRARIES}/usr/lib/${triplet}/cmake/simdjson)
+  set(ZLIB_INCLUDE_DIR ${NIVRA_CROSS_LIBRARIES}/usr/include)
+  set(ZLIB_LIBRARY ${NIVRA_CROSS_LIBRARIES}/usr/lib/${triplet}/libz.a)
+endif()
