@@ -52,12 +52,9 @@ std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>
 
 }  // namespace
 
-Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
-
-std::optional<Refusal> Camera::refusalOf(const Frame& frame) const {
-  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
-    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
+std::optional<Refusal> FrameHistory::refusalOf(const Frame& frame) const {
+  if (frame.timestamp && newest && *frame.timestamp <= *newest) {
+    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *newest)};
   }
   auto length = featureLength;
   if (const auto other = firstOtherLength(frame, length)) {
@@ -68,10 +65,18 @@ std::optional<Refusal> Camera::refusalOf(const Frame& frame) const {
   return std::nullopt;
 }
 
-void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
-  if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
-  lastTimestamp = frame.timestamp;
+void FrameHistory::add(const Frame& frame) {
+  newest = frame.timestamp;
   firstOtherLength(frame, featureLength);
+}
+
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
+
+void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
+  const auto last = frames.lastTimestamp();
+  if (!frame.timestamp) frame.timestamp = last ? *last + frameDuration : 0;
+  frames.add(frame);
   removeUnassociated(frame, result.unassociated);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
   result.tracks = tracker->getTracks();
@@ -131,6 +136,11 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   }
   entries.back().lastUse = now;
   return entries.back().camera;
+}
+
+std::optional<Refusal> Cameras::refusalOf(const Frame& frame) const {
+  const auto found = entryOf.find(frame.camera);
+  return found != entryOf.end() ? found->second->camera.history().refusalOf(frame) : FrameHistory().refusalOf(frame);
 }
 
 std::set<int> Cameras::end(const std::string& name) {

@@ -22,17 +22,32 @@ struct Refusal {
   std::string message;
 };
 
-/// A tracker, the source of its camera's movements, and what has to be known of earlier frames.
+/// What has to be known of a camera's earlier frames.
+class FrameHistory {
+ public:
+  /// Why a frame can't follow them; nothing if it can.
+  std::optional<Refusal> refusalOf(const Frame& frame) const;
+
+  /// @param frame One that is not refused, and has its time.
+  void add(const Frame& frame);
+
+  std::optional<std::uint64_t> lastTimestamp() const { return newest; }
+
+ private:
+  std::optional<std::uint64_t> newest;
+  std::optional<std::size_t> featureLength;
+};
+
+/// A tracker, the source of its camera's movements, and the history of its frames.
 class Camera {
  public:
   Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio);
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
-  /// Why a frame can't follow those before it; nothing if it can.
-  std::optional<Refusal> refusalOf(const Frame& frame) const;
+  const FrameHistory& history() const { return frames; }
 
-  /// @param frame One that is not refused; gets its time if it has none.
+  /// @param frame One that `history` does not refuse; gets its time if it has none.
   /// @param result Takes what came of it.
   void update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result);
 
@@ -48,8 +63,7 @@ class Camera {
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker;
-  std::optional<std::uint64_t> lastTimestamp;
-  std::optional<std::size_t> featureLength;
+  FrameHistory frames;
   std::set<std::string, std::less<>> namedLabels;
 };
 
@@ -63,6 +77,10 @@ class Cameras {
 
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
+
+  /// Why a frame can't follow those of its camera; asked before `at`, so that what is refused changes no camera and
+  /// begins none.
+  std::optional<Refusal> refusalOf(const Frame& frame) const;
 
   /// Lets a camera go.
   /// @return The identities that ended with it.

@@ -97,10 +97,10 @@ class Run {
   }
 
   std::optional<BadLine> takeFrame(Frame& frame, Clock::time_point now, std::string& text) {
-    Camera& camera = cameras.at(frame.camera, frame.picture, now);
-    if (const auto refusal = camera.refusalOf(frame)) {
+    if (const auto refusal = cameras.refusalOf(frame)) {
       return takeFault({recordsTaken, refusal->field, refusal->message}, text);
     }
+    Camera& camera = cameras.at(frame.camera, frame.picture, now);
     const auto start = Clock::now();
     camera.update(frame, frameDuration, result);
     summary.updateTime += Clock::now() - start;
