@@ -32,6 +32,17 @@ TEST_F(Files, ConvertWithoutLosingABit) {
   }
 }
 
+TEST_F(Files, ConvertWhatIsFarthestOut) {
+  for (
+      const char* const line : {
+          R"({"camera":"a","picture":[1,1],"detections":[{"box":[-999999999.5,-999999999.5,1000000000,1000000000],"label":"x","score":1}]})",
+          R"({"camera":"a","detections":[{"box":[-0.0,1,-0.0,-0.0],"label":"x","score":-5,"objectness":-1,"feature":[-0.0,1e-45,3.4028235e+38]}]})",
+          R"({"camera":"a","motion":{"matrix":[1000000000,-0.0,1e-300,0,1,-0.1]}})",
+      }) {
+    EXPECT_EQ(nivraReading(line, {"convert", "-"}).out, line + std::string("\n"));
+  }
+}
+
 TEST_F(Files, ArePackedAndUnpackedByTheirNames) {
   const std::string expected = nivra({"track", path("crowd.jsonl")}).out;
   ASSERT_EQ(nivra({"track", path("crowd.jsonl"), "-o", path("tracks.jsonl.gz")}).code, 0);

@@ -454,8 +454,6 @@ class JsonTrackWriter final : public TrackWriter {
   std::vector<std::string> droppedCameras;
 };
 
-void appendDouble(std::string& json, double number) { fmt::format_to(std::back_inserter(json), "{}", number); }
-
 class JsonDetectionWriter final : public DetectionWriter {
  public:
   explicit JsonDetectionWriter(const Target& target) : output(openOutput(target)) {}
@@ -504,7 +502,7 @@ class JsonDetectionWriter final : public DetectionWriter {
     appendQuoted(json, detection.label);
     json += R"(,"score":)";
     appendNumber(json, detection.score);
-    if (detection.objectness > 0.0F) {
+    if (detection.objectness != 0.0F) {
       json += R"(,"objectness":)";
       appendNumber(json, detection.objectness);
     }
@@ -535,14 +533,16 @@ class JsonDetectionWriter final : public DetectionWriter {
     appendArray(json, edges, appendDouble);
   }
 
-  /// The edge with the fewest decimals that make the same coordinate.
+  /// The edge with the fewest decimals that make the same coordinate, and one that is read: single precision may have
+  /// carried those at the limit beyond it.
   template <class Normalise>
   static double shortestThatReadsBack(double edge, float coordinate, Normalise normalise) {
+    const double readable = std::clamp(edge, kCoordinates.least, kCoordinates.most);
     for (double steps = 1e3; steps < 1e10; steps *= 10.0) {
-      const double rounded = std::round(edge * steps) / steps;
+      const double rounded = std::round(readable * steps) / steps;
       if (normalise(rounded) == coordinate) return rounded;
     }
-    return edge;
+    return readable;
   }
 
   /// Whether the class hypotheses are those that a reader supposes.

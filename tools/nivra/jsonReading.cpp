@@ -67,9 +67,11 @@ template <class Number>
 Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place) {
   using Parsed = std::conditional_t<std::is_floating_point_v<Number>, double,
                                     std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>>;
-  Parsed number;
+  Parsed number{};
   const bool isNumber = value.get(number) == simdjson::SUCCESS;
-  if (!isNumber || !(number >= range.least && number <= range.most)) refuse(place, expectation(range), value);
+  // The shortest decimals of the largest float are a little more than it is, before they are rounded to it.
+  const auto compared = static_cast<std::conditional_t<std::is_floating_point_v<Number>, Number, Parsed>>(number);
+  if (!isNumber || !(compared >= range.least && compared <= range.most)) refuse(place, expectation(range), value);
   return static_cast<Number>(number);
 }
 

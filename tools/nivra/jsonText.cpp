@@ -18,6 +18,19 @@ bool isPlain(char character) {
          character != '"' && character != '\\';
 }
 
+template <class Number>
+void appendShortest(std::string& json, Number number) {
+  if (number == 0 && std::signbit(number)) {
+    json += "-0.0";  // "-0" would be read as a whole number, which loses the sign
+  } else if (std::isfinite(number)) {
+    std::array<char, 32> digits;  // appending character by character would take longer
+    const char* const end = fmt::format_to(digits.data(), FMT_COMPILE("{}"), number);
+    json.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
+  } else {
+    json += "null";
+  }
+}
+
 }  // namespace
 
 void appendQuoted(std::string& json, std::string_view text) {
@@ -38,15 +51,9 @@ void appendQuoted(std::string& json, std::string_view text) {
   json += '"';
 }
 
-void appendNumber(std::string& json, float number) {
-  if (std::isfinite(number)) {
-    std::array<char, 32> digits;  // appending character by character would take longer
-    const char* const end = fmt::format_to(digits.data(), FMT_COMPILE("{}"), number);
-    json.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
-  } else {
-    json += "null";
-  }
-}
+void appendNumber(std::string& json, float number) { appendShortest(json, number); }
+
+void appendDouble(std::string& json, double number) { appendShortest(json, number); }
 
 void appendPixels(std::string& json, double pixels) {
   constexpr double kExact = 1e12;  // thousandths beyond it leave the whole numbers of a double

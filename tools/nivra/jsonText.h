@@ -11,6 +11,9 @@ void appendQuoted(std::string& json, std::string_view text);
 /// Appends the shortest number that reads back as the same float; null for what is no finite number.
 void appendNumber(std::string& json, float number);
 
+/// Likewise in double precision.
+void appendDouble(std::string& json, double number);
+
 /// Appends a number of pixels, rounded to thousandths.
 void appendPixels(std::string& json, double pixels);
 
