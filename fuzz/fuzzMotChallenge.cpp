@@ -3,47 +3,21 @@
 // The first byte chooses what is given; the rest is the text of det.txt, of seqinfo.ini and the bytes of feat.bin,
 // separated by form feeds.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <string_view>
 
 #include "errors.h"
 #include "motChallenge.h"
 #include "support.h"
+#include "temporaryFolder.h"
 
 namespace nivra::fuzz {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// A folder of this process, gone when it ends.
-struct Folder {
-  Folder() {
-    std::string pattern = (fs::temp_directory_path() / "nivraFuzzXXXXXX").string();
-    require(mkdtemp(pattern.data()) != nullptr, "a temporary folder can be made");
-    path = pattern;
-    fs::create_directory(path / "det");
-  }
-  ~Folder() {
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-  }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-
-  fs::path path;
-};
-
-void write(const fs::path& path, std::string_view text) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
-  require(file && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size(), "a file can be written");
-}
 
 std::string_view takePart(std::string_view& text) {
   const auto end = std::min(text.find('\f'), text.size());
@@ -67,12 +41,13 @@ void check(const tool::Sequence& sequence) {
 }
 
 void run(std::string_view text) {
-  static const Folder folder;
+  static const TemporaryFolder folder;
   const auto mode = static_cast<unsigned char>(text.empty() ? 0 : text.front());
   text.remove_prefix(std::min<std::size_t>(1, text.size()));
   const bool givesFolder = (mode & 1U) != 0;
-  const fs::path detections = folder.path / "det" / "det.txt";
-  const std::array<fs::path, 2> others = {folder.path / "seqinfo.ini", folder.path / "det" / "feat.bin"};
+  fs::create_directory(folder / "det");
+  const fs::path detections = folder / "det/det.txt";
+  const std::array<fs::path, 2> others = {folder / "seqinfo.ini", folder / "det/feat.bin"};
   write(detections, takePart(text));
   for (std::size_t i = 0; i < others.size(); ++i) {
     std::error_code ignored;
@@ -86,7 +61,7 @@ void run(std::string_view text) {
   if ((mode & 8U) != 0) settings.picture = tool::PictureSize{640, 480};
   if ((mode & 16U) != 0) settings.frameRate = 25.0;
   try {
-    check(tool::readMotChallenge((givesFolder ? folder.path : detections).string(), settings));
+    check(tool::readMotChallenge((givesFolder ? folder / "" : detections).string(), settings));
   } catch (const tool::FileError& error) {
     require(*error.what() != '\0', "an error says what is wrong");
   } catch (const tool::UsageError&) {

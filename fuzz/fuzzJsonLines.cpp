@@ -1,0 +1,253 @@
+// Arbitrary streams: an answer for each line, valid JSON whatever comes; refused lines leave no trace; and detections
+// that were accepted are still the same when they have been written and read again.
+//
+// The first byte chooses the options; the rest is the stream.
+
+#include <simdjson.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "errors.h"
+#include "jsonLines.h"
+#include "output.h"
+#include "support.h"
+#include "temporaryFolder.h"
+#include "tracking.h"
+
+namespace nivra::fuzz {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path& streamFile() {
+  static const TemporaryFolder folder;
+  static const fs::path file = folder / "stream.jsonl";
+  return file;
+}
+
+class Choices {
+ public:
+  explicit Choices(unsigned char bits) : selector(bits & 3U) {
+    const auto isChosen = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
+    if (isChosen(2)) options.read.picture = tool::PictureSize{640, 480};
+    if (isChosen(3)) options.read.frameRate = 1e6;
+    if (isChosen(4)) options.labels = {"human", "car"};
+    options.confidentOnly = isChosen(5);
+    options.debug = isChosen(6);
+    packs = isChosen(7);
+    options.inputs = {{streamFile().string(), &tool::kJsonLines}};
+  }
+
+  std::string track() const {
+    static const std::array<tool::TrackerRecipe, 4> recipes = {
+        {{tool::kTrackers[0], {}}, {tool::kTrackers[1], {}}, {tool::kTrackers[2], {}}, {tool::kTrackers[3], {}}}};
+    std::ostringstream answers;
+    std::ostringstream nothing;
+    tool::track(options, recipes[selector], {answers}, nothing);
+    require(nothing.str().empty(), "silent unless asked");
+    return answers.str();
+  }
+
+  tool::TrackOptions options;
+  bool packs = false;
+
+ private:
+  std::size_t selector;
+};
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    lines.push_back(text.substr(0, text.find('\n')));
+    text.remove_prefix(std::min(lines.back().size() + 1, text.size()));
+  }
+  return lines;
+}
+
+std::string joined(const std::vector<std::string_view>& lines) {
+  std::string text;
+  for (const std::string_view line : lines) text.append(line).append("\n");
+  return text;
+}
+
+/// Whether an answer is one to a refused line.
+bool isRefusal(std::string_view answer) {
+  static simdjson::dom::parser parser;
+  simdjson::dom::object object;
+  require(parser.parse(answer.data(), answer.size()).get(object) == simdjson::SUCCESS, "an answer is a JSON object",
+          std::string(answer));
+  const bool isRefused = object.at_key("error").error() == simdjson::SUCCESS;
+  const bool namesCamera = object.at_key("camera").error() == simdjson::SUCCESS;
+  require(isRefused != namesCamera, "an answer names a fault or a camera", std::string(answer));
+  return isRefused;
+}
+
+/// @param lines Of the stream; those that were refused are taken out.
+/// @param answers Likewise.
+void keepAccepted(std::vector<std::string_view>& lines, std::vector<std::string_view>& answers) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    if (isRefusal(answers[i])) continue;
+    lines[kept] = lines[i];
+    answers[kept] = answers[i];
+    ++kept;
+  }
+  lines.resize(kept);
+  answers.resize(kept);
+}
+
+void checkAnswers(const Choices& choices, std::string_view stream) {
+  write(streamFile(), stream);
+  const std::string all = choices.track();
+  std::vector<std::string_view> lines = linesOf(stream);
+  std::vector<std::string_view> answers = linesOf(all);
+  require(answers.size() == lines.size() && (all.empty() || all.back() == '\n'), "every line has an answer", all);
+  if (choices.packs) {
+    const std::string packed = streamFile().string() + ".gz";
+    tool::print(stream, {std::cout, packed, true});
+    fs::rename(packed, streamFile());
+    require(choices.track() == all, "packed streams are tracked alike");
+  }
+  const std::size_t count = lines.size();
+  keepAccepted(lines, answers);
+  if (lines.size() == count) return;
+  write(streamFile(), joined(lines));
+  const std::string rest = choices.track();
+  require(rest == joined(answers), "refused lines leave no trace", joined(answers) + "without them:\n" + rest);
+}
+
+std::vector<tool::Record> acceptedRecords(const tool::ReadSettings& settings) {
+  std::vector<tool::Record> records;
+  const auto reader = tool::kJsonLines.read(streamFile().string(), settings);
+  for (tool::Record record; reader->read(record);) {
+    if (!std::holds_alternative<tool::BadLine>(record)) records.push_back(record);
+  }
+  return records;
+}
+
+/// Everything that distinguishes a record, numbers by their bits.
+class Fingerprint {
+ public:
+  explicit Fingerprint(const tool::Record& record) {
+    add(record.index());
+    std::visit([this](const auto& each) { addRecord(each); }, record);
+  }
+  const std::string& text() const { return bytes; }
+
+ private:
+  template <class Number>
+  void add(Number number) {
+    static_assert(std::is_arithmetic_v<Number>);
+    char raw[sizeof number];
+    std::memcpy(raw, &number, sizeof number);
+    bytes.append(raw, sizeof number);
+  }
+  void add(const std::string& text) {
+    add(text.size());
+    bytes += text;
+  }
+  void add(const tool::PictureSize& picture) {
+    add(picture.width);
+    add(picture.height);
+  }
+  void add(const Classification& each) {
+    add(each.label);
+    add(each.score);
+  }
+  void add(const AttributeClassification& each) {
+    add(each.attributeType);
+    add(each.attributeValue);
+    add(each.score);
+  }
+  void add(const ObjectDetection& each) {
+    for (const float edge : {each.box.left, each.box.top, each.box.right, each.box.bottom}) add(edge);
+    add(each.label);
+    add(each.score);
+    add(each.objectness);
+    add(each.id);
+    add(each.inbetween);
+    add(each.classifications);
+    add(each.attributes);
+    add(each.feature);
+  }
+  template <class Value>
+  void add(const std::optional<Value>& value) {
+    add(value.has_value());
+    if (value) add(*value);
+  }
+  template <class Element>
+  void add(const std::vector<Element>& elements) {
+    add(elements.size());
+    for (const Element& each : elements) add(each);
+  }
+
+  void addRecord(const tool::Frame& frame) {
+    add(frame.camera);
+    add(frame.timestamp);
+    add(frame.picture);
+    add(frame.percentPerConfidence);
+    add(frame.detections);
+    add(frame.names);
+  }
+  void addRecord(const tool::CameraMotion& motion) {
+    add(motion.camera);
+    add(motion.picture);
+    for (const double number : motion.matrix) add(number);
+  }
+  void addRecord(const tool::CameraEnd& end) { add(end.camera); }
+  void addRecord(const tool::BadLine&) {}
+
+  std::string bytes;
+};
+
+void checkRoundTrip(const tool::ReadSettings& settings, std::string_view stream) {
+  write(streamFile(), stream);
+  const std::vector<tool::Record> records = acceptedRecords(settings);
+  std::ostringstream text;
+  const auto writer = tool::kJsonLines.writeDetections({text}, {});
+  for (const tool::Record& each : records) writer->write(each);
+  writer->finish();
+  write(streamFile(), text.str());
+  const std::vector<tool::Record> again = acceptedRecords(settings);
+  require(again.size() == records.size(), "what is written can be read", text.str());
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    require(Fingerprint(again[i]).text() == Fingerprint(records[i]).text(), "records survive being written",
+            std::string(linesOf(text.str())[i]));
+  }
+}
+
+void run(std::string_view text) {
+  const Choices choices(static_cast<unsigned char>(text.empty() ? 0 : text.front()));
+  std::string_view stream = text.substr(std::min<std::size_t>(1, text.size()));
+  constexpr std::string_view kGzipMark = "\x1f\x8b";
+  constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
+  if (stream.substr(0, kGzipMark.size()) == kGzipMark) {
+    write(streamFile(), stream);
+    try {
+      choices.track();
+    } catch (const tool::FileError& error) {
+      require(*error.what() != '\0', "an error says what is wrong");
+    }
+    return;
+  }
+  while (stream.substr(0, kByteOrderMark.size()) == kByteOrderMark) stream.remove_prefix(kByteOrderMark.size());
+  checkAnswers(choices, stream);
+  checkRoundTrip(choices.options.read, stream);
+}
+
+}  // namespace
+}  // namespace nivra::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size);
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  nivra::fuzz::run({reinterpret_cast<const char*>(bytes), size});
+  return 0;
+}
