@@ -3,31 +3,59 @@
 # that scripts/test.sh runs, `arm`, `bench`, `coverage` and `fuzz` for the scripts named after them. Does nothing, and
 # needs no network, when all of it is there.
 set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
+architectures=()
 case "${1:-}" in
   build) ;;
   test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq mandoc) ;;
-  arm) packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest) ;;
+  arm)
+    packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest)
+    architectures=(arm64 armhf) ;;
   bench) packages+=(git libbenchmark-dev python3) ;;
   coverage) packages+=(libgtest-dev gcovr python3) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   *) echo "usage: $0 build|test|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac
 
-is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }
-missing=()
-for package in "${packages[@]}"; do is_installed "$package" || missing+=("$package"); done
-[ ${#missing[@]} -gt 0 ] || exit 0
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+quietly() { "$@" >>"$scratch/log" 2>&1 || { cat "$scratch/log" >&2; exit 1; }; }
 
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
-echo "Installing ${missing[*]}"
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
-if ! { "${as_root[@]}" apt-get update &&
-       "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
-     } >"$log" 2>&1; then
-  cat "$log" >&2
-  exit 1
-fi
+is_installed() { [ "$(dpkg-query -W -f '${Status}' "$1" 2>/dev/null)" = "install ok installed" ]; }
+install_missing() {
+  local missing=() as_root=()
+  for package in "${packages[@]}"; do is_installed "$package" || missing+=("$package"); done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  echo "Installing ${missing[*]}"
+  quietly "${as_root[@]}" apt-get update
+  quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# Compiled libraries of other architectures are unpacked into build/debian. Installing them would add architectures to
+# the machine for good, and fail or replace its own libc6 wherever that isn't of the very same version.
+libraries=(libsimdjson-dev libsimdjson14 zlib1g-dev)
+unpack_libraries() { # architecture
+  local folder="$root/build/debian/$1" state="$scratch/$1"
+  local options=(-o "APT::Architecture=$1" -o "APT::Architectures=$1" -o Acquire::Languages=none
+    -o "Dir::State=$state" -o Dir::State::status=/dev/null -o "Dir::Cache=$state")
+  # Written last, the list is there only when all of its packages are.
+  if cmp -s "$folder/unpacked" <(echo "${libraries[@]}"); then return; fi
+
+  echo "Unpacking ${libraries[*]} of $1"
+  mkdir "$state"
+  cd "$state"
+  # apt leaves out lists that don't match their signatures, as while a mirror is being updated; the rest may do.
+  apt-get "${options[@]}" update >>"$scratch/log" 2>&1 || echo "Some package lists of $1 are unusable; going on without"
+  quietly apt-get "${options[@]}" download "${libraries[@]}"
+  rm -rf "$folder"
+  mkdir -p "$folder"
+  for package in *.deb; do quietly dpkg-deb -x "$package" "$folder"; done
+  echo "${libraries[@]}" >"$folder/unpacked"
+}
+
+install_missing
+for architecture in "${architectures[@]}"; do unpack_libraries "$architecture"; done

@@ -9,32 +9,14 @@ cd "$root"
 
 scripts/install-dependencies.sh arm
 
-# Libraries that the tool links are fetched and unpacked, not installed: that leaves the machine's own packages alone.
-fetch_libraries() { # Debian's name of the architecture, folder
-  [ -e "$2/complete" ] && return
-  echo "== Fetching libraries for $1"
-  mkdir -p "$2/state/lists/partial" "$2/cache/archives/partial"
-  (
-    cd "$2"
-    apt=(apt-get -qq -o APT::Architecture="$1" -o APT::Architectures::="$1" -o Dir::State="$PWD/state"
-      -o Dir::Cache="$PWD/cache" -o APT::Sandbox::User="$(id -un)")
-    "${apt[@]}" update || true # the download below tells whether enough of the index came
-    "${apt[@]}" download libsimdjson14 libsimdjson-dev zlib1g-dev
-    for package in *.deb; do dpkg-deb -x "$package" .; done
-    touch complete
-  )
-}
-
 build() { # name, then what CMake is to know
   echo "== Building for $1"
   cmake --preset release -B "build/$1" "${@:2}" >/dev/null
   cmake --build "build/$1"
 }
 build host -D NIVRA_BUILD_TESTS=OFF
-fetch_libraries arm64 build/libraries/aarch64
-fetch_libraries armhf build/libraries/armhf
-build aarch64 --toolchain cmake/cross/aarch64.cmake -D NIVRA_CROSS_LIBRARIES="$root/build/libraries/aarch64"
-build armhf --toolchain cmake/cross/armhf.cmake -D NIVRA_CROSS_LIBRARIES="$root/build/libraries/armhf"
+build aarch64 --toolchain cmake/cross/aarch64.cmake
+build armhf --toolchain cmake/cross/armhf.cmake
 
 declare -A emulator=(
   [aarch64]="qemu-aarch64 -L /usr/aarch64-linux-gnu"

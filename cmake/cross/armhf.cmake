@@ -1,4 +1,5 @@
 set(CMAKE_SYSTEM_PROCESSOR armv7l)
 set(triplet arm-linux-gnueabihf)
+set(architecture armhf)
 set(emulator qemu-arm)
 include(${CMAKE_CURRENT_LIST_DIR}/debian.cmake)
