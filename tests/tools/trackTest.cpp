@@ -230,6 +230,8 @@ TEST_F(Track, ReportsAnOutputThatCannotBeWritten) {
   const std::string input = sequence(kWalk);
   const std::string replaced = write("replaced.txt", "good");
   const std::string appended = write("appended.txt", "");
+  fs::create_symlink("nowhere", path("dangling"));
+  fs::create_symlink("loop", path("loop"));
   const int descriptor = open(appended.c_str(), O_WRONLY | O_APPEND);
   rlimit usual{};
   ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &usual), 0);
@@ -238,6 +240,8 @@ TEST_F(Track, ReportsAnOutputThatCannotBeWritten) {
   const std::pair<std::string, const char*> cases[] = {{path("absent/tracks.txt"), "No such file or directory"},
                                                        {path(".") + "/sequence.txt", "File too large"},
                                                        {replaced, "File too large"},
+                                                       {path("dangling"), "No such file or directory"},
+                                                       {path("loop"), "Too many levels of symbolic links"},
                                                        {"/dev/fd/" + std::to_string(descriptor), "File too large"}};
   for (const auto& [output, reason] : cases) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
@@ -249,7 +253,7 @@ TEST_F(Track, ReportsAnOutputThatCannotBeWritten) {
   std::signal(SIGXFSZ, usualHandler);
   close(descriptor);
   EXPECT_EQ(contentOf(replaced), "good");
-  EXPECT_EQ(filesHere(), (std::vector<std::string>{"appended.txt", "replaced.txt", "sequence"}));
+  EXPECT_EQ(filesHere(), (std::vector<std::string>{"appended.txt", "dangling", "loop", "replaced.txt", "sequence"}));
 }
 
 TEST_F(Track, EndsQuietlyWhenItsReaderHasGoneAndLoudlyOtherwise) {

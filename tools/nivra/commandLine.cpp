@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <new>
 #include <sstream>
 #include <string>
 
@@ -60,6 +61,8 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     return 0;
   } catch (const UsageError& error) {
     return fail(2, error.what());
+  } catch (const std::bad_alloc&) {
+    return fail(1, "not enough memory");
   } catch (const std::exception& error) {
     return fail(1, error.what());
   } catch (...) {

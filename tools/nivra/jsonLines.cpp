@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "errors.h"
@@ -196,6 +197,7 @@ class JsonLinesReader final : public Reader {
     if (!line) refuse(whole, fmt::format("longer than {} MiB", LineReader::kLongestLine >> 20U));
     dom::element element;
     const auto fault = parser.parse(line->data(), line->size(), false).get(element);
+    if (fault == simdjson::MEMALLOC) throw std::bad_alloc();  // not the line's fault
     if (fault == simdjson::EMPTY) refuse(whole, "expected an object, found nothing");
     if (fault != simdjson::SUCCESS) refuse(whole, fmt::format("no valid JSON: {}", simdjson::error_message(fault)));
     return objectOf(element, whole);

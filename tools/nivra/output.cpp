@@ -203,8 +203,10 @@ bool namesOpenFile(const fs::path& path) {
 
 std::unique_ptr<Output> openFile(const std::string& path, bool replaces) {
   std::error_code ignored;
-  const fs::file_status status = fs::status(path, ignored);
+  std::error_code fault;
+  const fs::file_status status = fs::status(path, fault);
   if (fs::is_directory(status)) failWriting(path, EISDIR);
+  if (!fs::exists(status) && fs::is_symlink(fs::symlink_status(path, ignored))) failWriting(path, fault.value());
   if (namesOpenFile(path) || (fs::exists(status) && !fs::is_regular_file(status))) {
     return std::make_unique<DirectOutput>(path);
   }
