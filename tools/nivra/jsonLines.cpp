@@ -282,6 +282,11 @@ class JsonLinesReader final : public Reader {
 
 // ---- Writing ----
 
+constexpr auto appendWhole = [](std::string& json, auto number) {
+  const fmt::format_int digits(number);
+  json.append(digits.data(), digits.size());
+};
+
 void appendBox(std::string& json, const Box& box, const std::optional<PictureSize>& picture) {
   if (picture) {
     const PixelBox pixels = toPixels(box, *picture);
@@ -294,23 +299,16 @@ void appendBox(std::string& json, const Box& box, const std::optional<PictureSiz
 }
 
 void appendClassification(std::string& json, const Classification& classification) {
-  json += R"({"label":)";
-  appendQuoted(json, classification.label);
-  json += R"(,"score":)";
-  appendNumber(json, classification.score);
+  appendField(json, R"({"label":)", classification.label, appendQuoted);
+  appendField(json, R"(,"score":)", classification.score, appendNumber);
   json += '}';
 }
 
 void appendAttribute(std::string& json, const AttributeClassification& attribute) {
-  fmt::format_to(std::back_inserter(json), R"({{"type":{},"value":{},"score":)", attribute.attributeType,
-                 attribute.attributeValue);
-  appendNumber(json, attribute.score);
+  appendField(json, R"({"type":)", attribute.attributeType, appendWhole);
+  appendField(json, R"(,"value":)", attribute.attributeValue, appendWhole);
+  appendField(json, R"(,"score":)", attribute.score, appendNumber);
   json += '}';
-}
-
-void appendWhole(std::string& json, long long number) {
-  const fmt::format_int digits(number);
-  json.append(digits.data(), digits.size());
 }
 
 void appendName(std::string& json, const Frame& frame, std::int32_t position) {
@@ -324,30 +322,21 @@ void appendName(std::string& json, const Frame& frame, std::int32_t position) {
 }
 
 void beginLine(std::string& json, const std::string& camera) {
-  json += R"({"camera":)";
-  appendQuoted(json, camera);
+  appendField(json, R"({"camera":)", camera, appendQuoted);
 }
 
 void appendPicture(std::string& json, const std::optional<PictureSize>& picture) {
-  if (!picture) return;
-  json += R"(,"picture":)";
-  appendArray(json, std::array<int, 2>{picture->width, picture->height}, appendWhole);
+  if (picture) appendArrayField(json, R"(,"picture":)", std::array{picture->width, picture->height}, appendWhole);
 }
 
 void beginFrame(std::string& json, const Frame& frame) {
   beginLine(json, frame.camera);
-  if (frame.timestamp) {
-    json += R"(,"timestamp":)";
-    const fmt::format_int digits(*frame.timestamp);
-    json.append(digits.data(), digits.size());
-  }
+  if (frame.timestamp) appendField(json, R"(,"timestamp":)", *frame.timestamp, appendWhole);
   appendPicture(json, frame.picture);
 }
 
-void appendStrings(std::string& json, const char* field, const std::vector<std::string>& texts) {
-  if (texts.empty()) return;
-  json += field;
-  appendArray(json, texts, appendQuoted);
+void appendStrings(std::string& json, std::string_view start, const std::vector<std::string>& texts) {
+  if (!texts.empty()) appendArrayField(json, start, texts, appendQuoted);
 }
 
 class JsonTrackWriter final : public TrackWriter {
@@ -356,22 +345,19 @@ class JsonTrackWriter final : public TrackWriter {
 
   void frame(const Frame& frame, const FrameTracks& result, std::string& json) override {
     beginFrame(json, frame);
-    json += R"(,"tracks":)";
     auto detection = result.detections.begin();
-    appendArray(json, result.tracks, [&](std::string&, const TrackedObjectDetection& track) {
+    appendArrayField(json, R"(,"tracks":)", result.tracks, [&](std::string&, const TrackedObjectDetection& track) {
       json += '{';
       appendTrack(json, frame, track, *detection++);
       json += '}';
     });
     if (debug) {
-      json += R"(,"debug":)";
-      appendArray(json, result.debugTracks, [&](std::string&, const auto& track) { appendDebug(json, frame, track); });
+      appendArrayField(json, R"(,"debug":)", result.debugTracks,
+                       [&](std::string&, const auto& track) { appendDebug(json, frame, track); });
     }
-    json += R"(,"removed":)";
-    appendArray(json, result.changes.removedIds, appendWhole);
-    json += R"(,"merged":)";
-    appendArray(json, result.changes.mergedIds, [](std::string& text, const std::pair<int, int>& ids) {
-      appendArray(text, std::array<int, 2>{ids.first, ids.second}, appendWhole);
+    appendArrayField(json, R"(,"removed":)", result.changes.removedIds, appendWhole);
+    appendArrayField(json, R"(,"merged":)", result.changes.mergedIds, [](std::string& text, const auto& ids) {
+      appendArray(text, std::array{ids.first, ids.second}, appendWhole);
     });
     appendStrings(json, R"(,"unassociated":)", result.unassociated);
     endLine(json);
@@ -385,16 +371,14 @@ class JsonTrackWriter final : public TrackWriter {
 
   void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& json) override {
     beginLine(json, end.camera);
-    json += R"(,"end":true,"removed":)";
-    appendArray(json, removedIds, appendWhole);
+    appendArrayField(json, R"(,"end":true,"removed":)", removedIds, appendWhole);
     endLine(json);
   }
 
   bool fault(const BadLine& fault, std::string& json) override {
-    fmt::format_to(std::back_inserter(json), R"({{"error":{{"line":{},"field":)", fault.line);
-    appendQuoted(json, fault.field);
-    json += R"(,"message":)";
-    appendQuoted(json, fault.message);
+    appendField(json, R"({"error":{"line":)", fault.line, appendWhole);
+    appendField(json, R"(,"field":)", fault.field, appendQuoted);
+    appendField(json, R"(,"message":)", fault.message, appendQuoted);
     json += '}';
     endLine(json);
     return true;
@@ -405,29 +389,23 @@ class JsonTrackWriter final : public TrackWriter {
  private:
   static void appendTrack(std::string& json, const Frame& frame, const TrackedObjectDetection& track,
                           std::int32_t detection) {
-    json += R"("id":)";
-    appendWhole(json, track.id);
+    appendField(json, R"("id":)", track.id, appendWhole);
     json += R"(,"detection":)";
     appendName(json, frame, detection);
-    json += R"(,"label":)";
-    appendQuoted(json, track.label);
-    json += R"(,"score":)";
-    appendNumber(json, track.score);
+    appendField(json, R"(,"label":)", track.label, appendQuoted);
+    appendField(json, R"(,"score":)", track.score, appendNumber);
     json += R"(,"confident":)";
     json += track.confident ? "true" : "false";
     json += R"(,"box":)";
     appendBox(json, track.box, frame.picture);
     json += R"(,"velocity":)";
     appendExtent(json, frame, track.velocityX, track.velocityY, -1.0);
-    json += R"(,"classifications":)";
-    appendArray(json, track.classifications, appendClassification);
-    json += R"(,"attributes":)";
-    appendArray(json, track.attributes, appendAttribute);
+    appendArrayField(json, R"(,"classifications":)", track.classifications, appendClassification);
+    appendArrayField(json, R"(,"attributes":)", track.attributes, appendAttribute);
   }
 
   static void appendDebug(std::string& json, const Frame& frame, const internal::DebugTrack& entry) {
-    json += R"({"state":)";
-    appendWhole(json, entry.state);
+    appendField(json, R"({"state":)", entry.state, appendWhole);
     json += R"(,"maxPositionDifference":)";
     appendExtent(json, frame, entry.maxPositionDifferenceX, entry.maxPositionDifferenceY, 1.0);
     json += ',';
@@ -472,15 +450,14 @@ class JsonDetectionWriter final : public DetectionWriter {
  private:
   void append(const Frame& frame) {
     beginFrame(json, frame);
-    json += R"(,"detections":)";
-    appendArray(json, frame.detections, [&](std::string&, const auto& each) { appendDetection(frame, each); });
+    appendArrayField(json, R"(,"detections":)", frame.detections,
+                     [&](std::string&, const auto& each) { appendDetection(frame, each); });
   }
 
   void append(const CameraMotion& motion) {
     beginLine(json, motion.camera);
     appendPicture(json, motion.picture);
-    json += R"(,"motion":{"matrix":)";
-    appendArray(json, motion.matrix, appendDouble);
+    appendArrayField(json, R"(,"motion":{"matrix":)", motion.matrix, appendDouble);
     json += '}';
   }
 
@@ -500,26 +477,16 @@ class JsonDetectionWriter final : public DetectionWriter {
     }
     json += R"("box":)";
     appendExactBox(detection.box, frame.picture);
-    json += R"(,"label":)";
-    appendQuoted(json, detection.label);
-    json += R"(,"score":)";
-    appendNumber(json, detection.score);
-    if (detection.objectness != 0.0F) {
-      json += R"(,"objectness":)";
-      appendNumber(json, detection.objectness);
-    }
+    appendField(json, R"(,"label":)", detection.label, appendQuoted);
+    appendField(json, R"(,"score":)", detection.score, appendNumber);
+    if (detection.objectness != 0.0F) appendField(json, R"(,"objectness":)", detection.objectness, appendNumber);
     if (!followsFromLabel(detection)) {
-      json += R"(,"classifications":)";
-      appendArray(json, detection.classifications, appendClassification);
+      appendArrayField(json, R"(,"classifications":)", detection.classifications, appendClassification);
     }
     if (!detection.attributes.empty()) {
-      json += R"(,"attributes":)";
-      appendArray(json, detection.attributes, appendAttribute);
+      appendArrayField(json, R"(,"attributes":)", detection.attributes, appendAttribute);
     }
-    if (detection.feature) {
-      json += R"(,"feature":)";
-      appendArray(json, *detection.feature, appendNumber);
-    }
+    if (detection.feature) appendArrayField(json, R"(,"feature":)", *detection.feature, appendNumber);
     json += '}';
   }
 

@@ -30,4 +30,18 @@ void appendArray(std::string& json, const Elements& elements, Append append) {
   json += ']';
 }
 
+/// Appends a field of an object by `append(json, value)`; `start` is what stands before the value, such as ,"id":
+template <class Value, class Append>
+void appendField(std::string& json, std::string_view start, const Value& value, Append append) {
+  json += start;
+  append(json, value);
+}
+
+/// Likewise a field whose value is an array.
+template <class Elements, class Append>
+void appendArrayField(std::string& json, std::string_view start, const Elements& elements, Append append) {
+  json += start;
+  appendArray(json, elements, append);
+}
+
 }  // namespace nivra::tool

@@ -94,17 +94,13 @@ std::string listAsJson(const std::vector<ParameterSection>& sections) {
   appendArray(list, parameters, [](std::string& json, const auto& parameter) {
     const auto& [section, description] = parameter;
     const auto& [name, defaultValue, unit, meaning, pull] = description;
-    const auto append = [&json](const char* start, std::string_view value) {
-      json += start;
-      appendQuoted(json, value);
-    };
-    append("\n{\"section\":", section);
-    append(",\"name\":", name);
-    append(",\"key\":", section + "." + name);
-    append(",\"default\":", defaultValue);
-    append(",\"unit\":", unit);
-    append(",\"meaning\":", meaning);
-    append(",\"pull\":", pull);
+    appendField(json, "\n{\"section\":", section, appendQuoted);
+    appendField(json, ",\"name\":", name, appendQuoted);
+    appendField(json, ",\"key\":", section + "." + name, appendQuoted);
+    appendField(json, ",\"default\":", defaultValue, appendQuoted);
+    appendField(json, ",\"unit\":", unit, appendQuoted);
+    appendField(json, ",\"meaning\":", meaning, appendQuoted);
+    appendField(json, ",\"pull\":", pull, appendQuoted);
     json += '}';
   });
   return list + '\n';
