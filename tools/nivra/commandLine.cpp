@@ -8,12 +8,10 @@
 #include <sstream>
 #include <string>
 
-#include "convertCommand.h"
+#include "commands.h"
 #include "errors.h"
+#include "nivra/version.h"
 #include "output.h"
-#include "paramsCommand.h"
-#include "simulateCommand.h"
-#include "trackCommand.h"
 
 namespace nivra::tool {
 
@@ -22,29 +20,24 @@ namespace {
 constexpr char kAbout[] = "Follows objects through the detections of a camera: nivra COMMAND --help says more.";
 
 /// Finds out what was asked for, and does it.
-void dispatch(int argc, const char* const* argv, std::ostream& out, std::ostream& err, std::ostream* terminal) {
+void dispatch(int argc, const char* const* argv, const Streams& streams) {
   CLI::App app(kAbout, "nivra");
   app.set_version_flag("--version",
                        fmt::format("nivra {}.{}.{}", NIVRA_VERSION_MAJOR, NIVRA_VERSION_MINOR, NIVRA_VERSION_PATCH));
   app.require_subcommand(1);
-  TrackCommand trackCommand(app);
-  ConvertCommand convertCommand(app);
-  SimulateCommand simulateCommand(app);
-  ParamsCommand paramsCommand(app);
+  addTrackCommand(app, streams);
+  addConvertCommand(app, streams);
+  addSimulateCommand(app, streams);
+  addParamsCommand(app, streams);
 
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& fault) {
     if (fault.get_exit_code() != 0) throw UsageError(fault.what());
     std::ostringstream help;
-    app.exit(fault, help, err);
-    print(help.str(), {out});
-    return;
+    app.exit(fault, help, streams.err);
+    print(help.str(), {streams.out});
   }
-  trackCommand.runIfChosen(out, err, terminal);
-  convertCommand.runIfChosen(out);
-  simulateCommand.runIfChosen(out);
-  paramsCommand.runIfChosen(out);
 }
 
 }  // namespace
@@ -55,7 +48,7 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
     return code;
   };
   try {
-    dispatch(argc, argv, out, err, terminal);
+    dispatch(argc, argv, {out, err, terminal});
     return 0;
   } catch (const ReaderGone&) {
     return 0;

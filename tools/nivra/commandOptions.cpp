@@ -1,9 +1,8 @@
 #include "commandOptions.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 #include "formats.h"
 #include "keyValues.h"
@@ -17,15 +16,6 @@ constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
 std::string complaintAboutEmpty(const std::string& argument) { return argument.empty() ? "must not be empty" : ""; }
 
 }  // namespace
-
-CLI::Option* addText(CLI::App& command, const std::string& name, std::string& text, const std::string& help) {
-  return command.add_option(name, text, help)->check(complaintAboutEmpty);
-}
-
-CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
-                      const std::string& help) {
-  return command.add_option(name, texts, help)->check(complaintAboutEmpty)->allow_extra_args(false);
-}
 
 std::vector<std::string> parseList(const std::string& option, const std::string& text) {
   std::vector<std::string> pieces;
@@ -45,58 +35,77 @@ std::pair<std::string, std::string> parseAssignment(const std::string& option, c
   return {std::move(entry->key), std::move(entry->value)};
 }
 
-void PictureOptions::addTo(CLI::App& command, const std::string& instead) {
-  addText(command, "--picture", pictureText, "Size of the picture in pixels" + instead)
-      ->type_name("WxH")
-      ->default_str(pictureText);
-  addText(command, "--fps", frameRateText, "Frames per second" + instead)->type_name("F")->default_str(frameRateText);
-}
-
-std::optional<PictureSize> PictureOptions::picture() const {
-  if (pictureText.empty()) return std::nullopt;
-  const auto cross = pictureText.find('x');
-  const auto width = parseNumber(pictureText.substr(0, cross), kPictureSides);
-  const auto height =
-      cross == std::string::npos ? std::nullopt : parseNumber(pictureText.substr(cross + 1), kPictureSides);
+PictureSize parsePicture(const std::string& text) {
+  const auto cross = text.find('x');
+  const auto width = parseNumber(text.substr(0, cross), kPictureSides);
+  const auto height = cross == std::string::npos ? std::nullopt : parseNumber(text.substr(cross + 1), kPictureSides);
   if (!width || !height) {
-    throw UsageError(fmt::format("--picture {}: expected WIDTHxHEIGHT in pixels, such as 1920x1080", pictureText));
+    throw UsageError(fmt::format("--picture {}: expected WIDTHxHEIGHT in pixels, such as 1920x1080", text));
   }
-  return PictureSize{*width, *height};
+  return {*width, *height};
 }
 
-std::optional<double> PictureOptions::frameRate() const {
-  if (frameRateText.empty()) return std::nullopt;
-  return parseOption("--fps", frameRateText, kFrameRates);
+Command::Command(CLI::App& app, const char* name, const char* about, const char* help)
+    : command(*app.add_subcommand(name, about)) {
+  command.footer(help);
 }
 
-void InputOptions::addTo(CLI::App& command) {
-  addText(command, "--from", from, "Format of the input, told from what it holds if not given: " + formatNames())
-      ->type_name("FORMAT");
-  addText(command, "--label", label, "Label of detections without one")->type_name("LABEL")->capture_default_str();
-  addTexts(command, "--category", categories, "Label of a COCO category, its number if not given; may be repeated")
-      ->type_name("NUMBER=LABEL");
-  pictureOptions.addTo(command, ", if the input doesn't tell");
+CLI::Option* Command::addText(const std::string& name, std::string& text, const char* kind, const std::string& help) {
+  return command.add_option(name, text, help)->check(complaintAboutEmpty)->type_name(kind)->capture_default_str();
 }
 
-ReadSettings InputOptions::settings() const {
-  ReadSettings settings;
-  settings.picture = pictureOptions.picture();
-  settings.frameRate = pictureOptions.frameRate();
-  settings.label = label;
-  for (const std::string& text : categories) {
-    const auto [number, categoryLabel] = parseAssignment("--category", text);
-    settings.categories[parseOption("--category", number, kCategories)] = categoryLabel;
-  }
-  return settings;
+CLI::Option* Command::addTexts(const std::string& name, std::vector<std::string>& texts, const char* kind,
+                               const std::string& help) {
+  return command.add_option(name, texts, help)->check(complaintAboutEmpty)->type_name(kind)->allow_extra_args(false);
+}
+
+CLI::Option* Command::addFlag(const std::string& name, bool& flag, const std::string& help) {
+  return command.add_flag(name, flag, help);
+}
+
+CLI::Option* Command::addParsed(const std::string& name, const char* kind, const std::string& help, const Take& take) {
+  const auto text = std::make_shared<std::string>();
+  parsers.push_back([text, take] {
+    if (!text->empty()) take(*text);
+  });
+  return addText(name, *text, kind, help);
+}
+
+void Command::addEachParsed(const std::string& name, const char* kind, const std::string& help, const Take& take) {
+  const auto texts = std::make_shared<std::vector<std::string>>();
+  parsers.push_back([texts, take] { std::for_each(texts->begin(), texts->end(), take); });
+  addTexts(name, *texts, kind, help);
+}
+
+void Command::whenChosen(const std::function<void()>& run) {
+  command.callback([parsers = std::move(parsers), run] {
+    for (const auto& parse : parsers) parse();
+    run();
+  });
+}
+
+void InputOptions::addTo(Command& command) {
+  command.addText("--from", from, "FORMAT",
+                  "Format of the input, told from what it holds if not given: " + formatNames());
+  command.addText("--label", settings.label, "LABEL", "Label of detections without one");
+  command.addEachParsed("--category", "NUMBER=LABEL",
+                        "Label of a COCO category, its number if not given; may be repeated",
+                        [this](const std::string& text) {
+                          const auto [number, label] = parseAssignment("--category", text);
+                          settings.categories[parseOption("--category", number, kCategories)] = label;
+                        });
+  command.addParsed("--picture", "WxH", "Size of the picture in pixels, if the input doesn't tell",
+                    [this](const std::string& text) { settings.picture = parsePicture(text); });
+  command.addNumber("--fps", settings.frameRate, kFrameRates, "F", "Frames per second, if the input doesn't tell");
 }
 
 const Format& InputOptions::formatOf(const std::string& input) const {
   return from.empty() ? recogniseFormat(input) : formatNamed("--from", from);
 }
 
-CLI::Option* OutputOptions::addTo(CLI::App& command, const std::string& help, const std::string& kind) {
-  command.add_flag("--force", replaces, "Replace files that exist already");
-  return addText(command, "-o,--output", path, help)->type_name(kind);
+CLI::Option* OutputOptions::addTo(Command& command, const char* kind, const std::string& help) {
+  command.addFlag("--force", replaces, "Replace files that exist already");
+  return command.addText("-o,--output", path, kind, help);
 }
 
 }  // namespace nivra::tool

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -10,16 +13,8 @@
 #include "format.h"
 #include "numbers.h"
 #include "output.h"
-#include "picture.h"
 
 namespace nivra::tool {
-
-/// An option that takes a text. An empty argument is mostly a variable that a script forgot to set, and refused.
-CLI::Option* addText(CLI::App& command, const std::string& name, std::string& text, const std::string& help);
-
-/// One that may be given again and again, each time with one text.
-CLI::Option* addTexts(CLI::App& command, const std::string& name, std::vector<std::string>& texts,
-                      const std::string& help);
 
 /// @throws UsageError unless `text` is a number of the range; numbers are as strict here as they are in files.
 template <class Number>
@@ -35,47 +30,64 @@ std::vector<std::string> parseList(const std::string& option, const std::string&
 /// The two sides of "name=value", of which the first may not be empty.
 std::pair<std::string, std::string> parseAssignment(const std::string& option, const std::string& text);
 
-/// --picture and --fps.
-class PictureOptions {
+/// @throws UsageError unless `text` is the argument of --picture.
+PictureSize parsePicture(const std::string& text);
+
+/// One of the tool's commands while it is declared. Its options keep what they say in variables of the caller, which
+/// live until the command has run. `kind` is how help calls an option's argument.
+class Command {
  public:
-  PictureOptions() = default;
-  PictureOptions(const char* usualPicture, const char* usualFrameRate)
-      : pictureText(usualPicture), frameRateText(usualFrameRate) {}
+  using Take = std::function<void(const std::string& text)>;
 
-  void addTo(CLI::App& command, const std::string& instead);
+  Command(CLI::App& app, const char* name, const char* about, const char* help);
 
-  std::optional<PictureSize> picture() const;
-  std::optional<double> frameRate() const;
+  /// An option that takes a text. An empty argument is mostly a variable that a script forgot to set, and refused.
+  CLI::Option* addText(const std::string& name, std::string& text, const char* kind, const std::string& help);
+  /// One that may be given again and again, each time with one text.
+  CLI::Option* addTexts(const std::string& name, std::vector<std::string>& texts, const char* kind,
+                        const std::string& help);
+  CLI::Option* addFlag(const std::string& name, bool& flag, const std::string& help);
+
+  /// A text that is handed on when the command is about to run; `take` may refuse it by a UsageError.
+  CLI::Option* addParsed(const std::string& name, const char* kind, const std::string& help, const Take& take);
+  /// Texts of an option that may be repeated, likewise.
+  void addEachParsed(const std::string& name, const char* kind, const std::string& help, const Take& take);
+
+  /// @param number Or an optional one; help shows what it holds as the default.
+  template <class Number, class Variable>
+  void addNumber(const std::string& name, Variable& number, Range<Number> range, const char* kind,
+                 const std::string& help) {
+    const std::optional<Number> usual = number;
+    addParsed(name, kind, help, [=, &number](const std::string& text) {
+      number = parseOption(name, text, range);
+    })->default_str(usual ? fmt::format("{}", *usual) : "");
+  }
+
+  /// @param run What the command does; asked for help or called wrongly, it doesn't run.
+  void whenChosen(const std::function<void()>& run);
 
  private:
-  std::string pictureText;
-  std::string frameRateText;
+  CLI::App& command;
+  std::vector<std::function<void()>> parsers;
 };
 
 /// What may be said about inputs: --from, --picture, --fps, --label and --category.
-class InputOptions {
- public:
-  void addTo(CLI::App& command);
+struct InputOptions {
+  void addTo(Command& command);
 
-  ReadSettings settings() const;
   /// What --from says, or else the input's own format.
   const Format& formatOf(const std::string& input) const;
 
- private:
   std::string from;
-  std::string label = ReadSettings().label;
-  std::vector<std::string> categories;
-  PictureOptions pictureOptions;
+  ReadSettings settings;
 };
 
 /// -o and --force.
-class OutputOptions {
- public:
-  CLI::Option* addTo(CLI::App& command, const std::string& help, const std::string& kind);
+struct OutputOptions {
+  CLI::Option* addTo(Command& command, const char* kind, const std::string& help);
 
   Target target(std::ostream& standardOutput) const { return {standardOutput, path, replaces}; }
 
- private:
   std::string path;
   bool replaces = false;
 };

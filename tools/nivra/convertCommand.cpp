@@ -1,6 +1,8 @@
-#include "convertCommand.h"
+#include <memory>
 
 #include "byteSource.h"
+#include "commandOptions.h"
+#include "commands.h"
 #include "formats.h"
 #include "textFile.h"
 
@@ -18,31 +20,36 @@ Examples
       nivra convert results.json --from coco --picture 1920x1080 --fps 30 --category 1=human
       nivra convert detections.jsonl --to motchallenge --fps 25 -o sequence)";
 
-}  // namespace
+struct Arguments {
+  std::string input;
+  std::string to = "jsonl";
+  InputOptions inputOptions;
+  OutputOptions output;
+};
 
-ConvertCommand::ConvertCommand(CLI::App& app)
-    : command(*app.add_subcommand("convert", "Turn detections of one format into another")) {
-  addText(command, "INPUT", input, "File, sequence folder, or - for standard input")->required()->type_name("");
-  outputOptions.addTo(command, "Where the detections go; standard output if not given", "FILE|FOLDER");
-  inputOptions.addTo(command);
-  addText(command, "--to", to, "Format of the output: jsonl or motchallenge")
-      ->type_name("FORMAT")
-      ->capture_default_str();
-  command.footer(kHelp);
-}
-
-void ConvertCommand::runIfChosen(std::ostream& out) {
-  if (!command.parsed()) return;
-  const ReadSettings settings = inputOptions.settings();
-  const Format& target = detectionFormatNamed("--to", to);
-  const auto reader = inputOptions.formatOf(input).read(input, settings);
-  const auto writer = target.writeDetections(outputOptions.target(out), {settings.frameRate, std::nullopt});
+void run(const Arguments& given, std::ostream& out) {
+  const ReadSettings& settings = given.inputOptions.settings;
+  const Format& target = detectionFormatNamed("--to", given.to);
+  const auto reader = given.inputOptions.formatOf(given.input).read(given.input, settings);
+  const auto writer = target.writeDetections(given.output.target(out), {settings.frameRate, std::nullopt});
   for (Record record; reader->read(record);) {
     const BadLine* const bad = std::get_if<BadLine>(&record);
-    if (bad != nullptr) failAt(shownName(input), static_cast<int>(bad->line), bad->field, bad->message);
+    if (bad != nullptr) failAt(shownName(given.input), static_cast<int>(bad->line), bad->field, bad->message);
     writer->write(record);
   }
   writer->finish();
+}
+
+}  // namespace
+
+void addConvertCommand(CLI::App& app, const Streams& streams) {
+  const auto given = std::make_shared<Arguments>();
+  Command command(app, "convert", "Turn detections of one format into another", kHelp);
+  command.addText("INPUT", given->input, "", "File, sequence folder, or - for standard input")->required();
+  given->output.addTo(command, "FILE|FOLDER", "Where the detections go; standard output if not given");
+  given->inputOptions.addTo(command);
+  command.addText("--to", given->to, "FORMAT", "Format of the output: jsonl or motchallenge");
+  command.whenChosen([given, streams] { run(*given, streams.out); });
 }
 
 }  // namespace nivra::tool

@@ -1,8 +1,8 @@
-#include "paramsCommand.h"
-
 #include <algorithm>
+#include <memory>
 
 #include "commandOptions.h"
+#include "commands.h"
 #include "output.h"
 #include "parameterList.h"
 #include "trackerRecipe.h"
@@ -18,18 +18,14 @@ Examples
       nivra params --tracker reid > site.params
       nivra params --json | jq -r '.[] | select(.unit == "ns").key')";
 
-}  // namespace
+struct Arguments {
+  std::string tracker;
+  bool asMarkdown = false;
+  bool asJson = false;
+};
 
-ParamsCommand::ParamsCommand(CLI::App& app)
-    : command(*app.add_subcommand("params", "List the parameters of the trackers")) {
-  addText(command, "--tracker", tracker, "Only what vanilla, reid, hybrid or lowfps reads, or 0 to 3")
-      ->type_name("NAME");
-  CLI::Option* const markdown = command.add_flag("--markdown", asMarkdown, "A page with a table for each section");
-  command.add_flag("--json", asJson, "An array with an object for each parameter")->excludes(markdown);
-  command.footer(kHelp);
-}
-
-std::vector<ParameterSection> ParamsCommand::sections() const {
+/// All sections, or those which a tracker reads if one is named.
+std::vector<ParameterSection> sectionsFor(const std::string& tracker) {
   std::vector<ParameterSection> chosen(parameterSections.begin(), parameterSections.end());
   if (tracker.empty()) return chosen;
   const TrackerChoice choice = parseTrackerChoice(tracker);
@@ -38,10 +34,19 @@ std::vector<ParameterSection> ParamsCommand::sections() const {
   return chosen;
 }
 
-void ParamsCommand::runIfChosen(std::ostream& out) {
-  if (!command.parsed()) return;
-  const auto list = asMarkdown ? listAsMarkdown : asJson ? listAsJson : listAsText;
-  print(list(sections()), {out});
+}  // namespace
+
+void addParamsCommand(CLI::App& app, const Streams& streams) {
+  const auto given = std::make_shared<Arguments>();
+  Command command(app, "params", "List the parameters of the trackers", kHelp);
+  command.addText("--tracker", given->tracker, "NAME", "Only what vanilla, reid, hybrid or lowfps reads, or 0 to 3");
+  CLI::Option* const markdown =
+      command.addFlag("--markdown", given->asMarkdown, "A page with a table for each section");
+  command.addFlag("--json", given->asJson, "An array with an object for each parameter")->excludes(markdown);
+  command.whenChosen([given, streams] {
+    const auto list = given->asMarkdown ? listAsMarkdown : given->asJson ? listAsJson : listAsText;
+    print(list(sectionsFor(given->tracker)), {streams.out});
+  });
 }
 
 }  // namespace nivra::tool

@@ -1,9 +1,11 @@
-#include "simulateCommand.h"
-
 #include <cstdint>
 #include <limits>
+#include <memory>
 
+#include "commandOptions.h"
+#include "commands.h"
 #include "formats.h"
+#include "simulation.h"
 
 namespace nivra::tool {
 
@@ -29,47 +31,43 @@ Examples
   Let people leave and come back, in front of a camera that loses frames:
       nivra simulate -o lobby --frames 2000 --reentries 0.7 --drop 0.1)";
 
+constexpr Range<std::uint64_t> kSeeds = {0, std::numeric_limits<std::uint64_t>::max()};
+constexpr Range<int> kFigureCounts = {0, 1000};
+
+struct Arguments {
+  SimulationOptions options;
+  std::string format = "motchallenge";
+  OutputOptions output;
+};
+
 }  // namespace
 
-SimulateCommand::SimulateCommand(CLI::App& app)
-    : command(*app.add_subcommand("simulate", "Make up a sequence: people cross a plaza, a detector watches them")) {
-  outputOptions.addTo(command, "Where the sequence goes", "FOLDER")->required();
-  addText(command, "--seed", seed, "Another number gives other people")->type_name("N")->capture_default_str();
-  addText(command, "--frames", frames, "Length of the sequence")->type_name("N")->capture_default_str();
-  addText(command, "--people", people, "How many cross the plaza")->type_name("N")->capture_default_str();
-  addText(command, "--vehicles", vehicles, "How many cars and trucks pass by")->type_name("N")->capture_default_str();
-  addText(command, "--reentries", reentries, "Share of those who leave that come back later")
-      ->type_name("SHARE")
-      ->capture_default_str();
-  addText(command, "--pan", pan, "Fastest panning to and fro, picture widths per second")
-      ->type_name("SPEED")
-      ->capture_default_str();
-  addText(command, "--drop", drop, "Share of the frames that the camera drops")
-      ->type_name("SHARE")
-      ->capture_default_str();
-  addText(command, "--feature-length", featureLength, "Numbers of an appearance feature; 0 for none")
-      ->type_name("N")
-      ->capture_default_str();
-  pictureOptions.addTo(command, "");
-  addText(command, "--to", format, "Format of the detections: motchallenge or jsonl")
-      ->type_name("FORMAT")
-      ->capture_default_str();
-  command.footer(kHelp);
-}
-
-void SimulateCommand::runIfChosen(std::ostream& out) {
-  if (!command.parsed()) return;
-  options.seed = parseOption("--seed", seed, Range<std::uint64_t>{0, std::numeric_limits<std::uint64_t>::max()});
-  options.frames = parseOption("--frames", frames, kFrameCounts);
-  options.people = parseOption("--people", people, Range<int>{0, 1000});
-  options.vehicles = parseOption("--vehicles", vehicles, Range<int>{0, 1000});
-  options.reentries = parseOption("--reentries", reentries, Range<double>{0.0, 1.0});
-  options.pan = parseOption("--pan", pan, Range<double>{0.0, 5.0});
-  options.drop = parseOption("--drop", drop, Range<double>{0.0, 0.9});
-  options.featureLength = parseOption("--feature-length", featureLength, Range<int>{0, 4096});
-  options.picture = *pictureOptions.picture();
-  options.frameRate = *pictureOptions.frameRate();
-  simulate(options, outputOptions.target(out), detectionFormatNamed("--to", format));
+void addSimulateCommand(CLI::App& app, const Streams& streams) {
+  const auto given = std::make_shared<Arguments>();
+  SimulationOptions& options = given->options;
+  Command command(app, "simulate", "Make up a sequence: people cross a plaza, a detector watches them", kHelp);
+  given->output.addTo(command, "FOLDER", "Where the sequence goes")->required();
+  command.addNumber("--seed", options.seed, kSeeds, "N", "Another number gives other people");
+  command.addNumber("--frames", options.frames, kFrameCounts, "N", "Length of the sequence");
+  command.addNumber("--people", options.people, kFigureCounts, "N", "How many cross the plaza");
+  command.addNumber("--vehicles", options.vehicles, kFigureCounts, "N", "How many cars and trucks pass by");
+  command.addNumber("--reentries", options.reentries, Range<double>{0.0, 1.0}, "SHARE",
+                    "Share of those who leave that come back later");
+  command.addNumber("--pan", options.pan, Range<double>{0.0, 5.0}, "SPEED",
+                    "Fastest panning to and fro, picture widths per second");
+  command.addNumber("--drop", options.drop, Range<double>{0.0, 0.9}, "SHARE",
+                    "Share of the frames that the camera drops");
+  command.addNumber("--feature-length", options.featureLength, Range<int>{0, 4096}, "N",
+                    "Numbers of an appearance feature; 0 for none");
+  command
+      .addParsed("--picture", "WxH", "Size of the picture in pixels",
+                 [&options](const std::string& text) { options.picture = parsePicture(text); })
+      ->default_str(fmt::format("{}x{}", options.picture.width, options.picture.height));
+  command.addNumber("--fps", options.frameRate, kFrameRates, "F", "Frames per second");
+  command.addText("--to", given->format, "FORMAT", "Format of the detections: motchallenge or jsonl");
+  command.whenChosen([given, streams] {
+    simulate(given->options, given->output.target(streams.out), detectionFormatNamed("--to", given->format));
+  });
 }
 
 }  // namespace nivra::tool

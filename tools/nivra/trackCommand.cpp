@@ -1,6 +1,9 @@
-#include "trackCommand.h"
+#include <memory>
 
 #include "byteSource.h"
+#include "commandOptions.h"
+#include "commands.h"
+#include "tracking.h"
 
 namespace nivra::tool {
 
@@ -56,57 +59,66 @@ Exit code: 0 for success, 1 for a fault of input or output, 2 for a wrong call.)
 
 constexpr Range<double> kIdleSeconds = {0.001, 1e9};
 
+struct Arguments {
+  TrackOptions options;
+  std::vector<std::string> inputs;
+  TrackerChoice tracker = kTrackers[0];
+  std::vector<std::string> paramsFiles;
+  std::vector<std::string> params;
+  InputOptions input;
+  OutputOptions output;
+  bool quiet = false;
+};
+
+void addLabelOptions(Command& command, TrackOptions& options) {
+  command.addEachParsed("--associate", "LABEL=LABEL,...", "Detections that tracks of a label take; may be repeated",
+                        [&options](const std::string& text) {
+                          const auto [label, taken] = parseAssignment("--associate", text);
+                          for (const std::string& each : parseList("--associate", taken)) {
+                            options.associations[label].insert(each);
+                          }
+                        });
+  command.addParsed("--labels", "LABEL,...", "Labels that associate with themselves",
+                    [&options](const std::string& text) { options.labels = parseList("--labels", text); });
+}
+
+void run(Arguments& given, const Streams& streams) {
+  TrackOptions& options = given.options;
+  options.read = given.input.settings;
+  options.progress = given.quiet ? nullptr : streams.terminal;
+  const TrackerRecipe recipe(given.tracker, collectSettings(given.paramsFiles, given.params));
+  if (given.inputs.empty()) given.inputs.push_back(kStandardInput);
+  for (const std::string& path : given.inputs) options.inputs.push_back({path, &given.input.formatOf(path)});
+  track(options, recipe, given.output.target(streams.out), streams.err);
+}
+
 }  // namespace
 
-TrackCommand::TrackCommand(CLI::App& app)
-    : command(*app.add_subcommand("track", "Turn detections into tracks with stable identities")) {
-  command.add_option("INPUT", inputs, "Files, sequence folders, or - for standard input (if none is given)")
-      ->type_name("")
-      ->check([](const std::string& argument) { return std::string(argument.empty() ? "must not be empty" : ""); });
-  outputOptions.addTo(command, "Where the tracks go; standard output if not given", "FILE|FOLDER");
-  inputOptions.addTo(command);
-  addText(command, "--to", options.to, "Format of the output: jsonl or motchallenge")->type_name("FORMAT");
-  addText(command, "--tracker", tracker, "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given")
-      ->type_name("NAME");
-  addTexts(command, "--params", paramsFiles, "Set parameters from a file; may be repeated")->type_name("FILE");
-  addTexts(command, "--param", params, "Set a parameter of the tracker; may be repeated")
-      ->type_name("SECTION.NAME=VALUE");
-  addTexts(command, "--associate", associationTexts, "Detections that tracks of a label take; may be repeated")
-      ->type_name("LABEL=LABEL,...");
-  addText(command, "--labels", labels, "Labels that associate with themselves")->type_name("LABEL,...");
-  addText(command, "--idle-timeout", idleTimeout, "Let go of cameras of which nothing came for so long")
-      ->type_name("SECONDS");
-  command.add_flag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
-  command.add_flag("--debug", options.debug, "Add the inner state of the tracks");
-  command.add_flag("--strict", options.strict, "End with the first bad line");
-  command.add_flag("--verbose", options.verbose, "Summary on standard error");
-  command.add_flag("--quiet", quiet, "No progress on a terminal");
-  command.footer(kHelp);
-}
-
-LabelAssociations TrackCommand::associations() const {
-  LabelAssociations result;
-  for (const std::string& text : associationTexts) {
-    const auto [label, taken] = parseAssignment("--associate", text);
-    for (const std::string& each : parseList("--associate", taken)) result[label].insert(each);
-  }
-  return result;
-}
-
-void TrackCommand::runIfChosen(std::ostream& out, std::ostream& err, std::ostream* terminal) {
-  if (!command.parsed()) return;
-  options.read = inputOptions.settings();
-  options.associations = associations();
-  if (!labels.empty()) options.labels = parseList("--labels", labels);
-  if (!idleTimeout.empty()) {
-    const std::chrono::duration<double> seconds(parseOption("--idle-timeout", idleTimeout, kIdleSeconds));
-    options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
-  }
-  options.progress = quiet ? nullptr : terminal;
-  const TrackerRecipe recipe(parseTrackerChoice(tracker), collectSettings(paramsFiles, params));
-  if (inputs.empty()) inputs.push_back(kStandardInput);
-  for (const std::string& path : inputs) options.inputs.push_back({path, &inputOptions.formatOf(path)});
-  track(options, recipe, outputOptions.target(out), err);
+void addTrackCommand(CLI::App& app, const Streams& streams) {
+  const auto given = std::make_shared<Arguments>();
+  TrackOptions& options = given->options;
+  Command command(app, "track", "Turn detections into tracks with stable identities", kHelp);
+  command.addTexts("INPUT", given->inputs, "", "Files, sequence folders, or - for standard input (if none is given)")
+      ->allow_extra_args();
+  given->output.addTo(command, "FILE|FOLDER", "Where the tracks go; standard output if not given");
+  given->input.addTo(command);
+  command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl or motchallenge");
+  command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
+                    [given](const std::string& text) { given->tracker = parseTrackerChoice(text); });
+  command.addTexts("--params", given->paramsFiles, "FILE", "Set parameters from a file; may be repeated");
+  command.addTexts("--param", given->params, "SECTION.NAME=VALUE", "Set a parameter of the tracker; may be repeated");
+  addLabelOptions(command, options);
+  command.addParsed("--idle-timeout", "SECONDS", "Let go of cameras of which nothing came for so long",
+                    [&options](const std::string& text) {
+                      const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
+                      options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+                    });
+  command.addFlag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
+  command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
+  command.addFlag("--strict", options.strict, "End with the first bad line");
+  command.addFlag("--verbose", options.verbose, "Summary on standard error");
+  command.addFlag("--quiet", given->quiet, "No progress on a terminal");
+  command.whenChosen([given, streams] { run(*given, streams); });
 }
 
 }  // namespace nivra::tool

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+namespace nivra::tool {
+
+/// Whom the commands speak to.
+struct Streams {
+  std::ostream& out;
+  std::ostream& err;
+  std::ostream* terminal;  // where progress is shown; null if nobody would see it
+};
+
+/// Each declares a command, which runs as the last step of parsing if it was chosen.
+void addTrackCommand(CLI::App& app, const Streams& streams);
+void addConvertCommand(CLI::App& app, const Streams& streams);
+void addSimulateCommand(CLI::App& app, const Streams& streams);
+void addParamsCommand(CLI::App& app, const Streams& streams);
+
+}  // namespace nivra::tool
