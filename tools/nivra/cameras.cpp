@@ -52,9 +52,12 @@ std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>
 
 }  // namespace
 
-std::optional<Refusal> FrameHistory::refusalOf(const Frame& frame) const {
-  if (frame.timestamp && newest && *frame.timestamp <= *newest) {
-    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *newest)};
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
+
+std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
+  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
+    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
   }
   auto length = featureLength;
   if (const auto other = firstOtherLength(frame, length)) {
@@ -62,26 +65,15 @@ std::optional<Refusal> FrameHistory::refusalOf(const Frame& frame) const {
                    fmt::format("{} numbers, but the features of this camera have {}",
                                frame.detections[*other].feature->size(), *length)};
   }
-  return std::nullopt;
-}
-
-void FrameHistory::add(const Frame& frame) {
-  newest = frame.timestamp;
-  firstOtherLength(frame, featureLength);
-}
-
-Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
-
-void Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
-  const auto last = frames.lastTimestamp();
-  if (!frame.timestamp) frame.timestamp = last ? *last + frameDuration : 0;
-  frames.add(frame);
+  if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
+  lastTimestamp = frame.timestamp;
+  featureLength = length;
   removeUnassociated(frame, result.unassociated);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
   result.tracks = tracker->getTracks();
   result.debugTracks = tracker->getDebugTracks();
   result.detections = detectionsOf(result.tracks, result.debugTracks);
+  return std::nullopt;
 }
 
 void Camera::move(const CameraMotion& motion) {
@@ -138,9 +130,12 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   return entries.back().camera;
 }
 
-std::optional<Refusal> Cameras::refusalOf(const Frame& frame) const {
-  const auto found = entryOf.find(frame.camera);
-  return found != entryOf.end() ? found->second->camera.history().refusalOf(frame) : FrameHistory().refusalOf(frame);
+std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now,
+                                       FrameTracks& result) {
+  const bool isNew = entryOf.count(frame.camera) == 0;
+  auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, result);
+  if (refusal && isNew) end(frame.camera);
+  return refusal;
 }
 
 std::set<int> Cameras::end(const std::string& name) {

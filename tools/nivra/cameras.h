@@ -22,34 +22,17 @@ struct Refusal {
   std::string message;
 };
 
-/// What has to be known of a camera's earlier frames.
-class FrameHistory {
- public:
-  /// Why a frame can't follow them; nothing if it can.
-  std::optional<Refusal> refusalOf(const Frame& frame) const;
-
-  /// @param frame One that is not refused, and has its time.
-  void add(const Frame& frame);
-
-  std::optional<std::uint64_t> lastTimestamp() const { return newest; }
-
- private:
-  std::optional<std::uint64_t> newest;
-  std::optional<std::size_t> featureLength;
-};
-
-/// A tracker, the source of its camera's movements, and the history of its frames.
+/// A tracker, the source of its camera's movements, and what has to be known of earlier frames.
 class Camera {
  public:
   Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio);
   Camera(const Camera&) = delete;
   Camera& operator=(const Camera&) = delete;
 
-  const FrameHistory& history() const { return frames; }
-
-  /// @param frame One that `history` does not refuse; gets its time if it has none.
+  /// @param frame Gets its time if it has none.
   /// @param result Takes what came of it.
-  void update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result);
+  /// @return Why the frame can't follow those before it, which leaves all as it was; nothing if it can.
+  std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result);
 
   void move(const CameraMotion& motion);
 
@@ -63,7 +46,8 @@ class Camera {
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker;
-  FrameHistory frames;
+  std::optional<std::uint64_t> lastTimestamp;
+  std::optional<std::size_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;
 };
 
@@ -78,9 +62,8 @@ class Cameras {
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
 
-  /// Why a frame can't follow those of its camera; asked before `at`, so that what is refused changes no camera and
-  /// begins none.
-  std::optional<Refusal> refusalOf(const Frame& frame) const;
+  /// Hands a frame to its camera, as `Camera::update` has it; what is refused begins no camera.
+  std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now, FrameTracks& result);
 
   /// Lets a camera go.
   /// @return The identities that ended with it.

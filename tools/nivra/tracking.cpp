@@ -62,71 +62,6 @@ void dropUnsure(FrameTracks& result) {
   result.detections.resize(kept);
 }
 
-/// The way of one input's records through its cameras to what is said of them.
-class Run {
- public:
-  Run(const TrackOptions& trackOptions, const TrackerRecipe& recipe, const LabelAssociations& associations,
-      TrackWriter& trackWriter, Summary& totals)
-      : options(trackOptions),
-        cameras(recipe, associations, trackOptions.mostIdle),
-        writer(trackWriter),
-        summary(totals),
-        frameDuration(frameDurationAt(trackOptions.read.frameRate.value_or(kUsualFrameRate))) {}
-
-  /// @param text Gets what is to be said of the record.
-  /// @return The fault that ends the run, if there is one.
-  std::optional<BadLine> take(Record& record, std::string& text) {
-    const Clock::time_point now = Clock::now();
-    ++recordsTaken;
-    if (options.mostIdle) writer.dropped(cameras.dropIdle(now));
-    if (Frame* const frame = std::get_if<Frame>(&record)) return takeFrame(*frame, now, text);
-    if (const CameraMotion* const motion = std::get_if<CameraMotion>(&record)) {
-      cameras.at(motion->camera, motion->picture, now).move(*motion);
-      writer.motion(*motion, text);
-    } else if (const CameraEnd* const end = std::get_if<CameraEnd>(&record)) {
-      writer.end(*end, cameras.end(end->camera), text);
-    } else {
-      return takeFault(std::get<BadLine>(record), text);
-    }
-    return std::nullopt;
-  }
-
- private:
-  static std::uint64_t frameDurationAt(double frameRate) {
-    return static_cast<std::uint64_t>(std::llround(1e9 / frameRate));
-  }
-
-  std::optional<BadLine> takeFrame(Frame& frame, Clock::time_point now, std::string& text) {
-    if (const auto refusal = cameras.refusalOf(frame)) {
-      return takeFault({recordsTaken, refusal->field, refusal->message}, text);
-    }
-    Camera& camera = cameras.at(frame.camera, frame.picture, now);
-    const auto start = Clock::now();
-    camera.update(frame, frameDuration, result);
-    summary.updateTime += Clock::now() - start;
-    if (options.confidentOnly) dropUnsure(result);
-    ++summary.frames;
-    summary.detections += frame.detections.size();
-    summary.tracks += result.tracks.size();
-    writer.frame(frame, result, text);
-    return std::nullopt;
-  }
-
-  std::optional<BadLine> takeFault(const BadLine& fault, std::string& text) {
-    ++summary.faults;
-    const bool hasPlace = writer.fault(fault, text);
-    return hasPlace && !options.strict ? std::nullopt : std::optional<BadLine>(fault);
-  }
-
-  const TrackOptions& options;
-  Cameras cameras;
-  TrackWriter& writer;
-  Summary& summary;
-  std::uint64_t frameDuration;  // ns, for frames that come without a time
-  std::uint64_t recordsTaken = 0;
-  FrameTracks result;
-};
-
 bool canBeReadTwice(const std::string& path) {
   std::error_code ignored;
   return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
@@ -149,90 +84,131 @@ LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& 
   return associations;
 }
 
-/// Where the tracks of the inputs go, and in which format.
-class Plan {
+/// One input from beginning to end: every record goes to its camera, and what came of it to the output.
+class Run {
  public:
-  /// @throws UsageError when the inputs' tracks can't go there.
-  Plan(const TrackOptions& options, const std::string& outputPath) : path(outputPath) {
-    format = &chooseFormat(options);
-    if (format->writeTracks == nullptr) {
-      throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format->name));
+  Run(const TrackOptions& trackOptions, const TrackerRecipe& recipe, const TrackInput& trackInput,
+      const Format& outputFormat, Output& trackOutput, Summary& totals)
+      : options(trackOptions),
+        input(trackInput),
+        cameras(recipe, associationsOf(options, input), options.mostIdle),
+        writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
+        output(trackOutput),
+        summary(totals),
+        frameDuration(std::llround(1e9 / options.read.frameRate.value_or(kUsualFrameRate))) {}
+
+  void follow() {
+    const auto reader = input.format->read(input.path, options.read);
+    ProgressLine progress(options.progress, Clock::now());
+    for (Record record; reader->read(record);) {
+      now = Clock::now();
+      ++recordsTaken;
+      if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
+      std::visit([this](auto& each) { take(each); }, record);
+      handOut();
+      if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
     }
-    if (goesToFolder()) {
-      checkNames(options.inputs);
-    } else if (options.inputs.size() > 1 && format == &kMotChallenge) {
-      throw UsageError("several inputs make several MOTChallenge files: -o takes a folder for them");
-    }
-  }
-
-  const Format& outputFormat() const { return *format; }
-
-  /// Whether every input's tracks go to a file of their own.
-  bool goesToFolder() const {
-    std::error_code ignored;
-    return !path.empty() && (path.back() == '/' || fs::is_directory(path, ignored));
-  }
-
-  std::string fileFor(const TrackInput& input) const {
-    const std::string name = input.path == kStandardInput ? "stdin" : nameOf(input.path);
-    return name + std::string(format->extensions.front());
   }
 
  private:
-  const Format& chooseFormat(const TrackOptions& options) const {
-    if (!options.to.empty()) return formatNamed("--to", options.to);
-    if (const Format* const named = formatOfFileName(path)) return *named;
-    const Format* const first = options.inputs[0].format;
-    const bool allAlike = std::all_of(options.inputs.begin(), options.inputs.end(),
-                                      [&](const TrackInput& each) { return each.format == first; });
-    return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
-  }
-
-  void checkNames(const std::vector<TrackInput>& inputs) const {
-    std::set<std::string> names;
-    for (const TrackInput& each : inputs) {
-      if (!names.insert(fileFor(each)).second) {
-        throw UsageError(fmt::format("the tracks of two inputs would be called {}", fileFor(each)));
-      }
+  void take(Frame& frame) {
+    const auto start = Clock::now();
+    if (const auto refusal = cameras.update(frame, frameDuration, now, result)) {
+      return take(BadLine{recordsTaken, refusal->field, refusal->message});
     }
+    summary.updateTime += Clock::now() - start;
+    if (options.confidentOnly) dropUnsure(result);
+    ++summary.frames;
+    summary.detections += frame.detections.size();
+    summary.tracks += result.tracks.size();
+    writer->frame(frame, result, text);
   }
 
-  std::string path;
-  const Format* format = nullptr;
-};
+  void take(const CameraMotion& motion) {
+    cameras.at(motion.camera, motion.picture, now).move(motion);
+    writer->motion(motion, text);
+  }
 
-/// Follows one input from beginning to end.
-void follow(const TrackOptions& options, const TrackerRecipe& recipe, const TrackInput& input, TrackWriter& writer,
-            Output& output, Summary& summary) {
-  const LabelAssociations associations = associationsOf(options, input);
-  const auto reader = input.format->read(input.path, options.read);
-  Run run(options, recipe, associations, writer, summary);
-  ProgressLine progress(options.progress, Clock::now());
-  std::string text;
-  for (Record record; reader->read(record);) {
-    text.clear();
-    const auto fault = run.take(record, text);
+  void take(const CameraEnd& end) { writer->end(end, cameras.end(end.camera), text); }
+
+  void take(const BadLine& fault) {
+    ++summary.faults;
+    const bool hasPlace = writer->fault(fault, text);
+    if (hasPlace && !options.strict) return;
+    handOut();
+    failAt(shownName(input.path), static_cast<int>(fault.line), fault.field, fault.message);
+  }
+
+  void handOut() {
     output.write(text);
     output.flush();
-    if (fault) failAt(shownName(input.path), static_cast<int>(fault->line), fault->field, fault->message);
-    if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
+    text.clear();
+  }
+
+  const TrackOptions& options;
+  const TrackInput& input;
+  Cameras cameras;
+  const std::unique_ptr<TrackWriter> writer;
+  Output& output;
+  Summary& summary;
+  const std::uint64_t frameDuration;  // ns, for frames that come without a time
+  std::uint64_t recordsTaken = 0;
+  Clock::time_point now;
+  FrameTracks result;
+  std::string text;
+};
+
+bool isFolder(const std::string& path) {
+  std::error_code ignored;
+  return !path.empty() && (path.back() == '/' || fs::is_directory(path, ignored));
+}
+
+const Format& outputFormatOf(const TrackOptions& options, const std::string& path) {
+  if (!options.to.empty()) return formatNamed("--to", options.to);
+  if (const Format* const named = formatOfFileName(path)) return *named;
+  const Format* const first = options.inputs[0].format;
+  const bool allAlike = std::all_of(options.inputs.begin(), options.inputs.end(),
+                                    [&](const TrackInput& each) { return each.format == first; });
+  return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
+}
+
+/// The name of an input's tracks in a folder.
+std::string fileFor(const TrackInput& input, const Format& format) {
+  const std::string name = input.path == kStandardInput ? "stdin" : nameOf(input.path);
+  return name + std::string(format.extensions.front());
+}
+
+/// @throws UsageError when tracks of these inputs can't go there.
+void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, bool toFolder) {
+  if (format.writeTracks == nullptr) {
+    throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format.name));
+  }
+  if (!toFolder && inputs.size() > 1 && &format == &kMotChallenge) {
+    throw UsageError("several inputs make several MOTChallenge files: -o takes a folder for them");
+  }
+  std::set<std::string> names;
+  for (const TrackInput& each : inputs) {
+    if (toFolder && !names.insert(fileFor(each, format)).second) {
+      throw UsageError(fmt::format("the tracks of two inputs would be called {}", fileFor(each, format)));
+    }
   }
 }
 
 }  // namespace
 
 void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err) {
-  const Plan plan(options, target.path);
+  const Format& format = outputFormatOf(options, target.path);
+  const bool toFolder = isFolder(target.path);
+  requirePlace(options.inputs, format, toFolder);
   Summary summary;
   std::unique_ptr<Output> output;
-  if (!plan.goesToFolder()) output = openOutput(target);
+  if (!toFolder) output = openOutput(target);
   for (const TrackInput& input : options.inputs) {
-    if (plan.goesToFolder()) output = openInside(target, plan.fileFor(input));
-    const auto writer = plan.outputFormat().writeTracks({options.read.frameRate, std::nullopt, options.debug});
-    follow(options, recipe, input, *writer, *output, summary);
-    if (plan.goesToFolder()) output->finish();
+    if (toFolder) output = openInside(target, fileFor(input, format));
+    Run(options, recipe, input, format, *output, summary).follow();
+    if (toFolder) output->finish();
   }
-  if (!plan.goesToFolder()) output->finish();
+  if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
 }
 
