@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "numbers.h"
 #include "textFile.h"
 
 namespace nivra::tool {
@@ -37,6 +36,33 @@ const KeyValue* KeyValues::find(std::string_view key) const {
   const auto found =
       std::find_if(entries.begin(), entries.end(), [&](const KeyValue& each) { return each.key == key; });
   return found == entries.end() ? nullptr : &*found;
+}
+
+template <class Number>
+Number KeyValues::number(const std::string& key, Range<Number> range) const {
+  const KeyValue* const found = find(key);
+  if (found == nullptr) failAt(path, 0, key, "missing key");
+  const auto parsed = parseNumber(found->value, range);
+  if (!parsed) failAt(path, found->line, key, complaint(found->value, range));
+  return *parsed;
+}
+
+template int KeyValues::number(const std::string&, Range<int>) const;
+template double KeyValues::number(const std::string&, Range<double>) const;
+
+KeyValues readIniSection(const std::filesystem::path& file, const std::string& section) {
+  KeyValues entries(file);
+  bool inSection = false;
+  forEachLine(readFile(file), [&](int number, std::string_view line) {
+    if (isComment(line)) return;
+    if (line.front() == '[') {
+      inSection = line == "[" + section + "]";
+      return;
+    }
+    KeyValue entry = entries.parse(number, line);
+    if (inSection) entries.add(std::move(entry));
+  });
+  return entries;
 }
 
 }  // namespace nivra::tool

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "numbers.h"
+
 namespace nivra::tool {
 
 /// One "key=value", without blanks around either.
@@ -33,15 +35,23 @@ class KeyValues {
   /// @throws FileError for a key that is there already.
   void add(KeyValue entry);
 
-  /// Null if there is none.
-  const KeyValue* find(std::string_view key) const;
+  /// @throws FileError when the key is missing or its value is no number of the range.
+  template <class Number>
+  Number number(const std::string& key, Range<Number> range) const;
 
-  const std::filesystem::path& file() const { return path; }
   const std::vector<KeyValue>& all() const { return entries; }
 
  private:
+  /// Null if there is none.
+  const KeyValue* find(std::string_view key) const;
+
   std::filesystem::path path;
   std::vector<KeyValue> entries;
 };
+
+/// The entries of one section of an INI file.
+/// @throws FileError when the file cannot be read, or holds a line that is neither a section, nor a comment, nor
+///   "key=value", or a key of the section twice.
+KeyValues readIniSection(const std::filesystem::path& file, const std::string& section);
 
 }  // namespace nivra::tool

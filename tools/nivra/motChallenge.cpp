@@ -10,7 +10,7 @@
 #include "appearanceFeatures.h"
 #include "errors.h"
 #include "frameTimes.h"
-#include "iniSection.h"
+#include "keyValues.h"
 #include "motChallengeFolder.h"
 #include "numbers.h"
 #include "textFile.h"
@@ -42,7 +42,7 @@ Sequence outlineOf(const fs::path& input, const ReadSettings& settings) {
   std::error_code ignored;
   const fs::path infoFile = input / "seqinfo.ini";
   if (fs::is_directory(input, ignored) && fs::exists(infoFile, ignored)) {
-    const IniSection info(infoFile, "Sequence");
+    const KeyValues info = readIniSection(infoFile, "Sequence");
     if (!settings.frameRate) outline.frameRate = info.number("frameRate", kFrameRates);
     outline.frameCount = info.number("seqLength", kFrameCounts);
     if (!settings.picture) {

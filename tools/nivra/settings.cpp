@@ -40,7 +40,7 @@ std::vector<Setting> collectSettings(const std::vector<std::string>& files, cons
   std::vector<Setting> settings;
   for (const std::string& file : files) {
     const KeyValues entries = readSettings(file);
-    for (const auto& [key, value, line] : entries.all()) settings.push_back({key, value, entries.file(), line});
+    for (const auto& [key, value, line] : entries.all()) settings.push_back({key, value, shownName(file), line});
   }
   for (const std::string& argument : arguments) {
     const auto entry = splitKeyValue(argument);
