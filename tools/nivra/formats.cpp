@@ -11,21 +11,9 @@
 #include "errors.h"
 #include "jsonLines.h"
 #include "motChallenge.h"
+#include "textFile.h"
 
 namespace nivra::tool {
-
-namespace {
-
-std::string beginningOf(const std::string& path) {
-  ByteSource source(path);
-  std::string beginning(4096, '\0');
-  std::size_t size = 0;
-  while (const std::size_t count = source.read(beginning.data() + size, beginning.size() - size)) size += count;
-  beginning.resize(size);
-  return beginning;
-}
-
-}  // namespace
 
 const std::vector<const Format*>& formats() {
   static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults};
@@ -59,7 +47,7 @@ const Format& recogniseFormat(const std::string& path) {
   if (std::filesystem::is_directory(path, ignored)) return kMotChallenge;
   if (!isRegularFile(path) && (path == kStandardInput || std::filesystem::exists(path, ignored))) return kJsonLines;
 
-  const std::string beginning = beginningOf(path);
+  const std::string beginning = readFile(path, 4096);
   for (const Format* const each : formats()) {
     if (each->recognises(beginning)) return *each;
   }

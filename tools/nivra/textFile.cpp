@@ -11,11 +11,13 @@
 
 namespace nivra::tool {
 
-std::string readFile(const std::filesystem::path& path) {
+std::string readFile(const std::filesystem::path& path, std::size_t most) {
   ByteSource source(path.string());
   std::string content;
   std::array<char, 1 << 16> piece;
-  while (const std::size_t size = source.read(piece.data(), piece.size())) content.append(piece.data(), size);
+  while (const std::size_t size = source.read(piece.data(), std::min(piece.size(), most - content.size()))) {
+    content.append(piece.data(), size);
+  }
   return content;
 }
 

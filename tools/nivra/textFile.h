@@ -7,9 +7,9 @@
 
 namespace nivra::tool {
 
-/// The whole content of a file.
+/// The content of a file, up to a number of bytes.
 /// @throws FileError naming the file and the system's reason.
-std::string readFile(const std::filesystem::path& path);
+std::string readFile(const std::filesystem::path& path, std::size_t most = std::string::npos);
 
 /// The name of a file or folder, without the endings that tell a file's format.
 std::string nameOf(const std::filesystem::path& path);
