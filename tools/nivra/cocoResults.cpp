@@ -14,7 +14,6 @@ namespace nivra::tool {
 
 namespace {
 
-constexpr Range<double> kSizes = {0.0, kCoordinates.most};
 constexpr Range<std::int64_t> kIds = {0, std::numeric_limits<std::int64_t>::max()};
 
 struct Result {
@@ -32,7 +31,7 @@ constexpr std::array<JsonField<Result>, 4> kFields = {{
     {"bbox",
      [](dom::element value, const JsonPlace& place, Result& result) {
        const auto [left, top, width, height] = numbersOf<double, 4>(value, kCoordinates, place);
-       if (width < kSizes.least || height < kSizes.least) refuse(place, "width or height is negative");
+       if (width < 0.0 || height < 0.0) refuse(place, "width or height is negative");
        result.box = PixelBox{left, top, width, height};
      }},
     {"score", [](dom::element value, const JsonPlace& place,
@@ -100,10 +99,7 @@ Sequence readSequence(const std::string& path, const ReadSettings& settings) {
   return sequence;
 }
 
-bool beginsWithArray(std::string_view beginning) {
-  const auto first = beginning.find_first_not_of(" \t\r\n");
-  return first != std::string_view::npos && beginning[first] == '[';
-}
+bool beginsWithArray(std::string_view beginning) { return beginsWith('[', beginning); }
 
 std::unique_ptr<Reader> openResults(const std::string& path, const ReadSettings& settings) {
   return std::make_unique<SequenceReader>(nameOf(path), readSequence(path, settings));

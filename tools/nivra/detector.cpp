@@ -44,6 +44,17 @@ Sighting imagine(Random& random, const SimulationOptions& options) {
           randomAppearance(random, options.featureLength)};
 }
 
+const char* labelOf(Kind kind) {
+  switch (kind) {
+    case Kind::car:
+      return "car";
+    case Kind::truck:
+      return "truck";
+    default:
+      return "human";
+  }
+}
+
 double toHundredths(double number) { return std::round(number * 100.0) / 100.0; }
 
 ObjectDetection toDetection(const Sighting& sighting, PictureSize picture, std::int32_t id) {
@@ -60,17 +71,6 @@ ObjectDetection toDetection(const Sighting& sighting, PictureSize picture, std::
 }
 
 }  // namespace
-
-const char* labelOf(Kind kind) {
-  switch (kind) {
-    case Kind::car:
-      return "car";
-    case Kind::truck:
-      return "truck";
-    default:
-      return "human";
-  }
-}
 
 std::vector<ObjectDetection> detect(const std::vector<Figure>& figures, Random& random,
                                     const SimulationOptions& options) {

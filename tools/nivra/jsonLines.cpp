@@ -524,10 +524,7 @@ class JsonDetectionWriter final : public DetectionWriter {
   std::string json;
 };
 
-bool beginsWithObject(std::string_view beginning) {
-  const auto first = beginning.find_first_not_of(" \t\r\n");
-  return first != std::string_view::npos && beginning[first] == '{';
-}
+bool beginsWithObject(std::string_view beginning) { return beginsWith('{', beginning); }
 
 std::unique_ptr<Reader> readJsonLines(const std::string& path, const ReadSettings& settings) {
   return std::make_unique<JsonLinesReader>(path, settings);

@@ -50,6 +50,11 @@ void refuse(const JsonPlace& place, std::string_view expected, dom::element foun
   refuse(place, fmt::format("{}, found {}", expected, describe(found)));
 }
 
+bool beginsWith(char mark, std::string_view text) {
+  const auto first = text.find_first_not_of(" \t\r\n");
+  return first != std::string_view::npos && text[first] == mark;
+}
+
 std::string_view stringOf(dom::element value, const JsonPlace& place) {
   return valueOf<std::string_view>(value, "expected a string", place);
 }

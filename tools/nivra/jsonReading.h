@@ -40,6 +40,9 @@ struct JsonFault {
 /// Stops with "expected <what>, found a string" or the like.
 [[noreturn]] void refuse(const JsonPlace& place, std::string_view expected, dom::element found);
 
+/// Whether that is the first character which counts in JSON.
+bool beginsWith(char mark, std::string_view text);
+
 std::string_view stringOf(dom::element value, const JsonPlace& place);
 dom::array arrayOf(dom::element value, const JsonPlace& place);
 dom::object objectOf(dom::element value, const JsonPlace& place);

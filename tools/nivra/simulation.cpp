@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <string>
 #include <variant>
 
@@ -73,10 +72,6 @@ bool Simulation::read(Record& record) {
   frameIsDue = false;
   seeFrame(record);
   return true;
-}
-
-std::optional<double> Simulation::progress() const {
-  return std::min(1.0, static_cast<double>(frame) / options.frames);
 }
 
 /// Goes on to the next frame that is not dropped.

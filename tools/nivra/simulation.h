@@ -13,13 +13,13 @@ namespace nivra::tool {
 
 /// A camera that watches a made-up world, and a detector behind it. The same options give the same records on every
 /// machine.
-class Simulation final : public Reader {
+class Simulation {
  public:
   explicit Simulation(const SimulationOptions& chosen);
 
   /// Hands out frames, and before each one how the camera has panned since the one before, if it has.
-  bool read(Record& record) override;
-  std::optional<double> progress() const override;
+  /// @return False at the end of the sequence.
+  bool read(Record& record);
 
   /// The number of the frame handed out last, from 1; dropped ones count.
   int frameNumber() const { return frame; }
