@@ -44,17 +44,6 @@ Sighting imagine(Random& random, const SimulationOptions& options) {
           randomAppearance(random, options.featureLength)};
 }
 
-const char* labelOf(Kind kind) {
-  switch (kind) {
-    case Kind::car:
-      return "car";
-    case Kind::truck:
-      return "truck";
-    default:
-      return "human";
-  }
-}
-
 double toHundredths(double number) { return std::round(number * 100.0) / 100.0; }
 
 ObjectDetection toDetection(const Sighting& sighting, PictureSize picture, std::int32_t id) {
@@ -63,7 +52,7 @@ ObjectDetection toDetection(const Sighting& sighting, PictureSize picture, std::
   detection.box =
       toNormalised({toHundredths(left), toHundredths(top), toHundredths(width), toHundredths(height)}, picture);
   detection.score = static_cast<float>(std::round(sighting.confidence * 100.0));
-  detection.label = labelOf(sighting.kind);
+  detection.label = traitsOf(sighting.kind).label;
   detection.classifications = {{detection.label, detection.score}};
   if (!sighting.appearance.empty()) detection.feature.emplace(sighting.appearance.begin(), sighting.appearance.end());
   detection.id = id;

@@ -4,7 +4,6 @@
 
 #include "nivra/nivra.h"
 #include "random.h"
-#include "simulationOptions.h"
 #include "world.h"
 
 namespace nivra::tool {

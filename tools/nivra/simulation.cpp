@@ -16,21 +16,9 @@ namespace nivra::tool {
 
 namespace {
 
-/// MOTChallenge has numbers for people and cars; the first that it leaves free stands for trucks.
-int truthClassOf(Kind kind) {
-  switch (kind) {
-    case Kind::car:
-      return 3;
-    case Kind::truck:
-      return 14;
-    default:
-      return 1;
-  }
-}
-
 std::string truthLine(int frame, const Figure& figure) {
-  return fmt::format("{},{},{},1,{},{:.2f}\n", frame, figure.object, boxColumns(figure.box), truthClassOf(figure.kind),
-                     figure.visibility);
+  return fmt::format("{},{},{},1,{},{:.2f}\n", frame, figure.object, boxColumns(figure.box),
+                     traitsOf(figure.kind).truthClass, figure.visibility);
 }
 
 /// So that nobody waits for a world that its format then refuses.

@@ -6,7 +6,6 @@
 
 #include "format.h"
 #include "random.h"
-#include "simulationOptions.h"
 #include "world.h"
 
 namespace nivra::tool {

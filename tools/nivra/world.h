@@ -1,16 +1,42 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "picture.h"
 #include "random.h"
-#include "simulationOptions.h"
 
 namespace nivra::tool {
 
+struct SimulationOptions {
+  std::string camera = "plaza";
+  std::uint64_t seed = 1;
+  int frames = 300;
+  int people = 10;
+  int vehicles = 0;
+  double pan = 0.0;        // how fast the camera pans to and fro at most, picture widths per second
+  double drop = 0.0;       // share of the frames that the camera drops
+  double reentries = 0.0;  // share of the people who leave that come back in
+  int featureLength = 16;  // 0 for detections without appearance features
+  PictureSize picture = {1280, 720};
+  double frameRate = 25.0;
+};
+
 enum class Kind { person, car, truck };
+
+struct KindTraits {
+  const char* label;
+  int truthClass;  // MOTChallenge numbers people and cars; the first number that it leaves free stands for trucks
+};
+
+constexpr KindTraits traitsOf(Kind kind) {
+  constexpr std::array<KindTraits, 3> kTraits = {{{"human", 1}, {"car", 3}, {"truck", 14}}};
+  return kTraits[static_cast<std::size_t>(kind)];
+}
 
 /// What somebody or something looks like: a direction, as appearance features are compared by their angle.
 using Appearance = std::vector<double>;
