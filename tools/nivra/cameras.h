@@ -26,8 +26,6 @@ struct Refusal {
 class Camera {
  public:
   Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio);
-  Camera(const Camera&) = delete;
-  Camera& operator=(const Camera&) = delete;
 
   /// @param frame Gets its time if it has none.
   /// @param result Takes what came of it.

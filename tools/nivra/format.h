@@ -25,9 +25,6 @@ struct ReadSettings {
 /// Hands out an input record by record.
 class Reader {
  public:
-  Reader() = default;
-  Reader(const Reader&) = delete;
-  Reader& operator=(const Reader&) = delete;
   virtual ~Reader() = default;
 
   /// @param record Takes the next one; what it holds may be reused.
@@ -57,9 +54,6 @@ struct WriteSettings {
 /// Says what came of the records of an input, in the order of the records. All functions append to `text`.
 class TrackWriter {
  public:
-  TrackWriter() = default;
-  TrackWriter(const TrackWriter&) = delete;
-  TrackWriter& operator=(const TrackWriter&) = delete;
   virtual ~TrackWriter() = default;
 
   virtual void frame(const Frame& frame, const FrameTracks& result, std::string& text) = 0;
@@ -74,9 +68,6 @@ class TrackWriter {
 /// Writes what a reader handed out, in the same format or another one.
 class DetectionWriter {
  public:
-  DetectionWriter() = default;
-  DetectionWriter(const DetectionWriter&) = delete;
-  DetectionWriter& operator=(const DetectionWriter&) = delete;
   virtual ~DetectionWriter() = default;
 
   /// @throws FileError when the format cannot hold the record.
