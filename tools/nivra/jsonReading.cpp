@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdint>
-#include <type_traits>
 #include <utility>
 
 namespace nivra::tool {
@@ -67,23 +65,5 @@ dom::object objectOf(dom::element value, const JsonPlace& place) {
 bool boolOf(dom::element value, const JsonPlace& place) {
   return valueOf<bool>(value, "expected true or false", place);
 }
-
-template <class Number>
-Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place) {
-  using Parsed = std::conditional_t<std::is_floating_point_v<Number>, double,
-                                    std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>>;
-  Parsed number{};
-  const bool isNumber = value.get(number) == simdjson::SUCCESS;
-  // The shortest decimals of the largest float are a little more than it is, before they are rounded to it.
-  const auto compared = static_cast<std::conditional_t<std::is_floating_point_v<Number>, Number, Parsed>>(number);
-  if (!isNumber || !(compared >= range.least && compared <= range.most)) refuse(place, expectation(range), value);
-  return static_cast<Number>(number);
-}
-
-template int numberOf(dom::element, Range<int>, const JsonPlace&);
-template std::uint64_t numberOf(dom::element, Range<std::uint64_t>, const JsonPlace&);
-template std::int64_t numberOf(dom::element, Range<std::int64_t>, const JsonPlace&);
-template float numberOf(dom::element, Range<float>, const JsonPlace&);
-template double numberOf(dom::element, Range<double>, const JsonPlace&);
 
 }  // namespace nivra::tool

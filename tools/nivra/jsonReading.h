@@ -4,8 +4,10 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "numbers.h"
 
@@ -50,7 +52,16 @@ bool boolOf(dom::element value, const JsonPlace& place);
 
 /// A number of the range; whole if the range is one of whole numbers.
 template <class Number>
-Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place);
+Number numberOf(dom::element value, Range<Number> range, const JsonPlace& place) {
+  using Parsed = std::conditional_t<std::is_floating_point_v<Number>, double,
+                                    std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>>;
+  Parsed number{};
+  const bool isNumber = value.get(number) == simdjson::SUCCESS;
+  // The shortest decimals of the largest float are a little more than it is, before they are rounded to it.
+  const auto compared = static_cast<std::conditional_t<std::is_floating_point_v<Number>, Number, Parsed>>(number);
+  if (!isNumber || !(compared >= range.least && compared <= range.most)) refuse(place, expectation(range), value);
+  return static_cast<Number>(number);
+}
 
 /// Exactly as many numbers as the array has elements.
 template <class Number, std::size_t size>

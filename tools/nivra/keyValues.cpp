@@ -4,8 +4,6 @@
 
 #include <algorithm>
 
-#include "textFile.h"
-
 namespace nivra::tool {
 
 std::optional<KeyValue> splitKeyValue(std::string_view text) {
@@ -37,18 +35,6 @@ const KeyValue* KeyValues::find(std::string_view key) const {
       std::find_if(entries.begin(), entries.end(), [&](const KeyValue& each) { return each.key == key; });
   return found == entries.end() ? nullptr : &*found;
 }
-
-template <class Number>
-Number KeyValues::number(const std::string& key, Range<Number> range) const {
-  const KeyValue* const found = find(key);
-  if (found == nullptr) failAt(path, 0, key, "missing key");
-  const auto parsed = parseNumber(found->value, range);
-  if (!parsed) failAt(path, found->line, key, complaint(found->value, range));
-  return *parsed;
-}
-
-template int KeyValues::number(const std::string&, Range<int>) const;
-template double KeyValues::number(const std::string&, Range<double>) const;
 
 KeyValues readIniSection(const std::filesystem::path& file, const std::string& section) {
   KeyValues entries(file);

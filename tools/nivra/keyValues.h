@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "numbers.h"
+#include "textFile.h"
 
 namespace nivra::tool {
 
@@ -37,7 +38,13 @@ class KeyValues {
 
   /// @throws FileError when the key is missing or its value is no number of the range.
   template <class Number>
-  Number number(const std::string& key, Range<Number> range) const;
+  Number number(const std::string& key, Range<Number> range) const {
+    const KeyValue* const found = find(key);
+    if (found == nullptr) failAt(path, 0, key, "missing key");
+    const auto parsed = parseNumber(found->value, range);
+    if (!parsed) failAt(path, found->line, key, complaint(found->value, range));
+    return *parsed;
+  }
 
   const std::vector<KeyValue>& all() const { return entries; }
 

@@ -1,8 +1,13 @@
 #pragma once
 
+#include <fmt/format.h>
+
+#include <charconv>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <type_traits>
 
 namespace nivra::tool {
 
@@ -31,11 +36,25 @@ std::string quoted(std::string_view text);
 /// Reads all of `text` as one decimal number, blanks around it allowed, whatever the locale.
 /// @return Nothing for anything else, and for numbers outside `range`.
 template <class Number>
-std::optional<Number> parseNumber(std::string_view text, Range<Number> range);
+std::optional<Number> parseNumber(std::string_view text, Range<Number> range) {
+  const std::string_view digits = trimmed(text);
+  const char* const digitsEnd = digits.data() + digits.size();
+  Number number{};
+  const auto [end, fault] = std::from_chars(digits.data(), digitsEnd, number);
+  if (fault != std::errc{} || end != digitsEnd) return std::nullopt;
+  const bool inRange = number >= range.least && number <= range.most;  // false for NaN
+  return inRange ? std::optional<Number>(number) : std::nullopt;
+}
 
 /// For example "expected a whole number from 1 to 9".
 template <class Number>
-std::string expectation(Range<Number> range);
+std::string expectation(Range<Number> range) {
+  if constexpr (std::is_floating_point_v<Number>) {
+    return fmt::format("expected a number from {:.12g} to {:.12g}", range.least, range.most);
+  } else {
+    return fmt::format("expected a whole number from {} to {}", range.least, range.most);
+  }
+}
 
 /// `expectation` and what was found instead, in quotes and shortened.
 template <class Number>
