@@ -52,40 +52,32 @@ void MotChallengeFolder::write(const Record& record) {
 }
 
 void MotChallengeFolder::writeFrame(const Frame& frame) {
-  requireOneCamera(frame.camera);
-  requireOnePicture(frame);
-  if (!frame.timestamp) refuse("numbers its frames by their times: give every frame a timestamp");
+  requirePlaceFor(frame);
   const int number = numbering.next(*frame.timestamp);
   for (const ObjectDetection& each : frame.detections) {
-    requireOneLabel(each.label);
+    if (!label) label = each.label;
+    if (*label != each.label) {
+      refuse(fmt::format("has no labels, but there are {} and {}: write JSON Lines instead", tool::quoted(*label),
+                         tool::quoted(each.label)));
+    }
     detectionFile->write(fmt::format("{},-1,{},{:.2f},-1,-1,-1\n", number, boxColumns(toPixels(each.box, *picture)),
                                      each.score / frame.percentPerConfidence));
     keepFeature(each);
   }
 }
 
-void MotChallengeFolder::requireOnePicture(const Frame& frame) {
+void MotChallengeFolder::requirePlaceFor(const Frame& frame) {
+  if (!camera) camera = frame.camera;
+  if (frame.camera != *camera) {
+    refuse(fmt::format("holds one camera, but there are {} and {}: write JSON Lines instead, or one folder for each",
+                       tool::quoted(*camera), tool::quoted(frame.camera)));
+  }
   if (!frame.picture) refuse("is in pixels: give --picture WxH");
   if (!picture) picture = frame.picture;
   if (frame.picture->width != picture->width || frame.picture->height != picture->height) {
     refuse("holds one size of picture");
   }
-}
-
-void MotChallengeFolder::requireOneCamera(const std::string& name) {
-  if (!camera) camera = name;
-  if (*camera != name) {
-    refuse(fmt::format("holds one camera, but there are {} and {}: write JSON Lines instead, or one folder for each",
-                       tool::quoted(*camera), tool::quoted(name)));
-  }
-}
-
-void MotChallengeFolder::requireOneLabel(const std::string& name) {
-  if (!label) label = name;
-  if (*label != name) {
-    refuse(fmt::format("has no labels, but there are {} and {}: write JSON Lines instead", tool::quoted(*label),
-                       tool::quoted(name)));
-  }
+  if (!frame.timestamp) refuse("numbers its frames by their times: give every frame a timestamp");
 }
 
 void MotChallengeFolder::keepFeature(const ObjectDetection& detection) {

@@ -27,9 +27,7 @@ class MotChallengeFolder final : public DetectionWriter {
 
  private:
   void writeFrame(const Frame& frame);
-  void requireOnePicture(const Frame& frame);
-  void requireOneCamera(const std::string& name);
-  void requireOneLabel(const std::string& name);
+  void requirePlaceFor(const Frame& frame);
   void keepFeature(const ObjectDetection& detection);
   void finishFeatures();
   [[noreturn]] void refuse(const std::string& what) const;
