@@ -4,7 +4,6 @@
 
 #include <iterator>
 #include <string_view>
-#include <utility>
 
 #include "jsonText.h"
 #include "trackerRecipe.h"
@@ -86,24 +85,21 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
 }
 
 std::string listAsJson(const std::vector<ParameterSection>& sections) {
-  std::vector<std::pair<std::string, ParameterDescription>> parameters;
+  std::string json;
   for (const ParameterSection& section : sections) {
-    for (const ParameterDescription& each : *section.table) parameters.emplace_back(section.name, each);
+    for (const auto& [name, defaultValue, unit, meaning, pull] : *section.table) {
+      json += json.empty() ? '[' : ',';
+      appendField(json, "\n{\"section\":", section.name, appendQuoted);
+      appendField(json, ",\"name\":", name, appendQuoted);
+      appendField(json, ",\"key\":", fmt::format("{}.{}", section.name, name), appendQuoted);
+      appendField(json, ",\"default\":", defaultValue, appendQuoted);
+      appendField(json, ",\"unit\":", unit, appendQuoted);
+      appendField(json, ",\"meaning\":", meaning, appendQuoted);
+      appendField(json, ",\"pull\":", pull, appendQuoted);
+      json += '}';
+    }
   }
-  std::string list;
-  appendArray(list, parameters, [](std::string& json, const auto& parameter) {
-    const auto& [section, description] = parameter;
-    const auto& [name, defaultValue, unit, meaning, pull] = description;
-    appendField(json, "\n{\"section\":", section, appendQuoted);
-    appendField(json, ",\"name\":", name, appendQuoted);
-    appendField(json, ",\"key\":", section + "." + name, appendQuoted);
-    appendField(json, ",\"default\":", defaultValue, appendQuoted);
-    appendField(json, ",\"unit\":", unit, appendQuoted);
-    appendField(json, ",\"meaning\":", meaning, appendQuoted);
-    appendField(json, ",\"pull\":", pull, appendQuoted);
-    json += '}';
-  });
-  return list + '\n';
+  return json + "]\n";
 }
 
 }  // namespace nivra::tool

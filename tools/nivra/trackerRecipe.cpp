@@ -43,7 +43,7 @@ bool isNumber(const std::string& text) {
 }
 
 bool isCount(const std::string& text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(), [](char each) { return each >= '0' && each <= '9'; });
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 /// What is wrong with a value that the library takes although it is of another kind than the default: its conversions
