@@ -24,18 +24,15 @@ struct Result {
 };
 
 constexpr std::array<JsonField<Result>, 4> kFields = {{
-    {"image_id",
-     [](dom::element value, const JsonPlace& place, Result& result) { result.image = numberOf(value, kIds, place); }},
-    {"category_id", [](dom::element value, const JsonPlace& place,
-                       Result& result) { result.category = numberOf(value, kIds, place); }},
+    {"image_id", readNumber<&Result::image, kIds>},
+    {"category_id", readNumber<&Result::category, kIds>},
     {"bbox",
      [](dom::element value, const JsonPlace& place, Result& result) {
        const auto [left, top, width, height] = numbersOf<double, 4>(value, kCoordinates, place);
        if (width < 0.0 || height < 0.0) refuse(place, "width or height is negative");
        result.box = PixelBox{left, top, width, height};
      }},
-    {"score", [](dom::element value, const JsonPlace& place,
-                 Result& result) { result.score = numberOf(value, kCoordinates, place); }},
+    {"score", readNumber<&Result::score, kCoordinates>},
 }};
 
 Result readResult(dom::element element, const JsonPlace& place) {

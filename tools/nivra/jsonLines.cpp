@@ -39,8 +39,7 @@ struct LineFields {
 constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
     {"camera",
      [](dom::element value, const JsonPlace& place, LineFields& line) { line.camera = stringOf(value, place); }},
-    {"timestamp", [](dom::element value, const JsonPlace& place,
-                     LineFields& line) { line.timestamp = numberOf(value, kTimestamps, place); }},
+    {"timestamp", readNumber<&LineFields::timestamp, kTimestamps>},
     {"picture",
      [](dom::element value, const JsonPlace& place, LineFields& line) {
        const auto [width, height] = numbersOf<int, 2>(value, kPictureSides, place);
@@ -54,17 +53,13 @@ constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
 constexpr std::array<JsonField<Classification>, 2> kClassificationFields = {{
     {"label",
      [](dom::element value, const JsonPlace& place, Classification& target) { target.label = stringOf(value, place); }},
-    {"score", [](dom::element value, const JsonPlace& place,
-                 Classification& target) { target.score = numberOf(value, kScores, place); }},
+    {"score", readNumber<&Classification::score, kScores>},
 }};
 
 constexpr std::array<JsonField<AttributeClassification>, 3> kAttributeFields = {{
-    {"type", [](dom::element value, const JsonPlace& place,
-                AttributeClassification& target) { target.attributeType = numberOf(value, kInts, place); }},
-    {"value", [](dom::element value, const JsonPlace& place,
-                 AttributeClassification& target) { target.attributeValue = numberOf(value, kInts, place); }},
-    {"score", [](dom::element value, const JsonPlace& place,
-                 AttributeClassification& target) { target.score = numberOf(value, kFloats, place); }},
+    {"type", readNumber<&AttributeClassification::attributeType, kInts>},
+    {"value", readNumber<&AttributeClassification::attributeValue, kInts>},
+    {"score", readNumber<&AttributeClassification::score, kFloats>},
 }};
 
 /// A detection while its fields come in.

@@ -86,6 +86,12 @@ struct JsonField {
   void (*read)(dom::element value, const JsonPlace& place, Target& target);
 };
 
+/// For a table's number that goes to a member of its target as it is.
+template <auto member, const auto& range, class Target>
+void readNumber(dom::element value, const JsonPlace& place, Target& target) {
+  target.*member = numberOf(value, range, place);
+}
+
 /// Reads the fields of an object that the table knows. Others are passed over, and null counts as absent.
 template <class Target, std::size_t count>
 void readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
