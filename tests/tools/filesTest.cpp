@@ -56,24 +56,21 @@ TEST_F(Files, ArePackedAndUnpackedByTheirNames) {
   EXPECT_EQ(nivraReading(packed + packed, {"convert", "-"}).out,
             contentOf(path("crowd.jsonl")) + contentOf(path("crowd.jsonl")));
   const std::pair<std::string, const char*> broken[] = {
-      {packed.substr(0, packed.size() / 2), "ends too early"},
+      {packed.substr(0, packed.size() / 2), "the gzip data ends too early"},
       {packed.substr(0, 40) + std::string(packed.size() - 40, '\x55'), "damaged gzip data"}};
   for (const auto& [bytes, message] : broken) {
     const Outcome outcome = nivraReading(bytes, {"track"});
     EXPECT_EQ(outcome.code, 1);
-    EXPECT_EQ(outcome.err,
-              fmt::format("error: cannot read the standard input: {}\n",
-                          message == std::string("ends too early") ? "the gzip data ends too early" : message));
+    EXPECT_EQ(outcome.err, fmt::format("error: cannot read the standard input: {}\n", message));
   }
 }
 
 TEST_F(Files, SeveralGoToAFolderOrOneStream) {
   const std::string text = "1,-1,10,20,30,40,1\n2,-1,10,20,30,40,1\n";
   const std::vector<std::string> inputs = {path("crowd"), path("crowd.jsonl"), write("b.txt", text)};
-  std::vector<std::string> track = {"track", "--picture", "1280x720", "--fps", "25", inputs[0], inputs[2]};
+  const Arguments track = {"track", "--picture", "1280x720", "--fps", "25", inputs[0], inputs[2], "-o", path("out/")};
   const std::string single = nivra({"track", inputs[2], "--picture", "1280x720", "--fps", "25"}).out;
 
-  track.insert(track.end(), {"-o", path("out/")});
   ASSERT_EQ(nivra(track).code, 0);
   EXPECT_EQ(contentOf(path("out/b.txt")), single);
   EXPECT_EQ(contentOf(path("out/crowd.txt")), nivra({"track", inputs[0]}).out);
@@ -89,11 +86,9 @@ TEST_F(Files, OfCocoResultsAreRead) {
       {"image_id": 41, "category_id": 3, "bbox": [10, 20, 30, 40], "score": 0.5},
       {"image_id": 40, "category_id": 1, "bbox": [100, 20, 30, 40], "score": 0.25, "other": null},
       {"image_id": 43, "category_id": 1, "bbox": [100, 20, 30, 40]}])");
-  const std::vector<std::string> convert = {"convert", results, "--picture", "640x480", "--fps", "10"};
-  std::vector<std::string> named = convert;
-  named.insert(named.end(), {"--category", "1=human"});
+  const Arguments convert = {"convert", results, "--picture", "640x480", "--fps", "10"};
   EXPECT_EQ(
-      nivra(named).out,
+      nivra(convert + Arguments{"--category", "1=human"}).out,
       R"({"camera":"results","timestamp":0,"picture":[640,480],"detections":[{"box":[100,20,130,60],"label":"human","score":25}]})"
       "\n"
       R"({"camera":"results","timestamp":100000000,"picture":[640,480],"detections":[{"box":[10,20,40,60],"label":"3","score":50}]})"
@@ -103,20 +98,21 @@ TEST_F(Files, OfCocoResultsAreRead) {
       R"({"camera":"results","timestamp":300000000,"picture":[640,480],"detections":[{"box":[100,20,130,60],"label":"human","score":100}]})"
       "\n");
   const std::pair<const char*, const char*> faults[] = {
-      {R"([{"category_id":1,"bbox":[1,2,3,4]}])", "missing (.*, [0].image_id)"},
-      {R"([{"image_id":1,"category_id":1,"bbox":[1,2,3]}])", "expected 4 numbers, found 3 (.*, [0].bbox)"},
-      {R"([{"image_id":1,"category_id":1,"bbox":[1,2,-3,4]}])", "[0].bbox)"},
-      {R"([{"image_id":1,"category_id":"x","bbox":[1,2,3,4]}])", "[0].category_id)"},
+      {R"([{"category_id":1,"bbox":[1,2,3,4]}])", "error: missing (FILE, [0].image_id)"},
+      {R"([{"image_id":1,"category_id":1,"bbox":[1,2,3]}])", "error: expected 4 numbers, found 3 (FILE, [0].bbox)"},
+      {R"([{"image_id":1,"category_id":1,"bbox":[1,2,-3,4]}])", "error: width or height is negative (FILE, [0].bbox)"},
+      {R"([{"image_id":1,"category_id":"x","bbox":[1,2,3,4]}])", ", found a string (FILE, [0].category_id)"},
       {R"([{"image_id":0,"category_id":1,"bbox":[1,2,3,4]},{"image_id":99999999,"category_id":1,"bbox":[1,2,3,4]}])",
-       "[1].image_id)"},
-      {R"([1)", "no valid JSON"},
+       "error: more than 10000000 after the first (FILE, [1].image_id)"},
+      {R"([1)", "error: FILE: no valid JSON: "},
   };
   for (const auto& [text, message] : faults) {
     write("results.json", text);
     const Outcome outcome = nivra(convert);
     EXPECT_EQ(outcome.code, 1);
-    const std::string end = std::string(message).substr(std::string(message).find('*') + 1);
-    EXPECT_NE(outcome.err.find(end), std::string::npos) << outcome.err;
+    std::string expected = message;
+    expected.replace(expected.find("FILE"), 4, results);
+    EXPECT_NE(outcome.err.find(expected), std::string::npos) << outcome.err;
   }
 }
 
@@ -130,15 +126,14 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
       {"a.dat", "\n  {\"camera\":\"x\"}\n", ""},
       {"b.dat", "1,-1,10,20,30,40,1\r\n", ""},
       {"c.dat", " [ ]", ""},
-      {"d.txt", "frame,id,left\n", "(.*d.txt:1, frame)"},
+      {"d.txt", "frame,id,left\n", "d.txt:1, frame)"},
       {"e.dat", "frame,id,left\n", "e.dat is of no known format"},
       {"f.txt", "", ""},
   };
   for (const Case& each : cases) {
     const Outcome outcome = nivra({"track", write(each.name, each.text), "--picture", "64x48", "--fps", "5"});
-    const std::string message = each.message;
-    EXPECT_EQ(outcome.code, message.empty() ? 0 : 1) << each.name << outcome.err;
-    EXPECT_NE(outcome.err.find(message.substr(message.find('*') + 1)), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.code, *each.message == '\0' ? 0 : 1) << each.name << outcome.err;
+    EXPECT_NE(outcome.err.find(each.message), std::string::npos) << outcome.err;
   }
   const std::string twoCameras = "{\"camera\":\"x\",\"picture\":[9,9]}\n{\"camera\":\"y\",\"picture\":[9,9]}\n";
   EXPECT_NE(

@@ -14,11 +14,9 @@ constexpr const char* kTrackerNames[] = {"vanilla", "reid", "hybrid", "lowfps"};
 
 /// The values of a member of all objects that `nivra params --json` lists.
 std::vector<std::string> listed(const char* member, const std::vector<std::string>& options = {}) {
-  std::vector<std::string> arguments = {"params", "--json"};
-  arguments.insert(arguments.end(), options.begin(), options.end());
   simdjson::dom::parser parser;
   std::vector<std::string> values;
-  for (const auto object : parser.parse(nivra(arguments).out).get_array()) {
+  for (const auto object : parser.parse(nivra(Arguments{"params", "--json"} + options).out).get_array()) {
     values.emplace_back(object[member].get_string().value());
   }
   return values;
@@ -41,19 +39,6 @@ TEST_F(Parameters, OfEveryTrackerAreTakenByItAndAllOthersRefused) {
       EXPECT_EQ(outcome.code, own.count(keys[i]) == 1 ? 0 : 2) << keys[i] << " " << outcome.err;
     }
   }
-}
-
-TEST_F(Parameters, AreListedAsTheTablesHaveThem) {
-  std::vector<std::string> keys;
-  std::vector<std::string> pulls;
-  for (const ParameterSection& section : parameterSections) {
-    for (const ParameterDescription& each : *section.table) {
-      keys.push_back(std::string(section.name) + "." + each.name);
-      pulls.emplace_back(each.pull);
-    }
-  }
-  EXPECT_EQ(listed("key"), keys);
-  EXPECT_EQ(listed("pull"), pulls);
 }
 
 TEST_F(Parameters, FormAFileThatChangesNothing) {
@@ -82,10 +67,8 @@ TEST_F(Parameters, ComeFromFilesAndThenFromArguments) {
       {{"--params", patientFile, "--param", key + "=-4", "--param", key + " = 5"}, &hasty},
   };
   for (const auto& [options, expected] : cases) {
-    std::vector<std::string> arguments = {"track"};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    arguments.push_back(kPlaza);
-    EXPECT_TRUE(nivra(arguments).out == *expected) << fmt::format("{}", fmt::join(options, " "));
+    EXPECT_TRUE(nivra(Arguments{"track", kPlaza} + options).out == *expected)
+        << fmt::format("{}", fmt::join(options, " "));
   }
 }
 

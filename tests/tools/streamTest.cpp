@@ -185,13 +185,7 @@ std::string textOf(const std::vector<Record>& records) {
 }
 
 const LabelAssociations kAllLabels = {{"human", {"human"}}, {"car", {"car", "truck"}}, {"truck", {"truck"}}};
-const std::vector<std::string> kWithAllLabels = {"track",       "--labels",  "human,car,truck",
-                                                 "--associate", "car=truck", "--tracker"};
-
-std::vector<std::string> operator+(std::vector<std::string> list, const std::string& last) {
-  list.push_back(last);
-  return list;
-}
+const Arguments kWithAllLabels = {"track", "--labels", "human,car,truck", "--associate", "car=truck", "--tracker"};
 
 std::vector<float> floatsOf(dom::element list) {
   std::vector<float> floats;
@@ -231,7 +225,8 @@ TEST_F(Stream, TellsAllThatTheLibraryReports) {
   const std::vector<std::string> trackers = {"vanilla", "reid", "hybrid", "lowfps"};
   for (std::size_t selector = 0; selector < trackers.size(); ++selector) {
     SCOPED_TRACE(trackers[selector]);
-    const auto answers = linesOf(nivraReading(textOf(records), kWithAllLabels + trackers[selector] + "--debug").out);
+    const auto answers =
+        linesOf(nivraReading(textOf(records), kWithAllLabels + Arguments{trackers[selector], "--debug"}).out);
     ASSERT_EQ(answers.size(), records.size());
 
     MotionTrackerServer server;
@@ -301,9 +296,9 @@ TEST_F(Stream, TracksAlikeInPixels) {
     const std::string picture = R"("picture":[1280,720],)";
     bare += std::string(line).erase(line.find(picture), picture.size()) + "\n";
   }
-  const auto expected = linesOf(nivraReading(textOf(normalised), kWithAllLabels + "vanilla").out);
-  const auto answers = linesOf(nivraReading(textOf(inPixels), kWithAllLabels + "vanilla").out);
-  EXPECT_EQ(answers, linesOf(nivraReading(bare, kWithAllLabels + "vanilla" + "--picture" + "1280x720").out));
+  const auto expected = linesOf(nivraReading(textOf(normalised), kWithAllLabels + Arguments{"vanilla"}).out);
+  const auto answers = linesOf(nivraReading(textOf(inPixels), kWithAllLabels + Arguments{"vanilla"}).out);
+  EXPECT_EQ(answers, linesOf(nivraReading(bare, kWithAllLabels + Arguments{"vanilla", "--picture", "1280x720"}).out));
   ASSERT_EQ(answers.size(), expected.size());
   dom::parser parser;
   dom::parser otherParser;
@@ -347,12 +342,13 @@ TEST_F(Stream, DoesNotMixCameras) {
   for (const char* const tracker : {"vanilla", "reid", "hybrid", "lowfps"}) {
     std::map<char, std::vector<std::string>> answers;
     const std::string start = R"({"camera":")";
-    for (const std::string& line : linesOf(nivraReading(interleaved, kWithAllLabels + tracker).out)) {
+    for (const std::string& line : linesOf(nivraReading(interleaved, kWithAllLabels + Arguments{tracker}).out)) {
       answers[line.at(start.size())].push_back(line);
     }
     for (const auto& lines : cameras) {
       const std::string alone = fmt::format("{}\n", fmt::join(lines, "\n"));
-      EXPECT_EQ(linesOf(nivraReading(alone, kWithAllLabels + tracker).out), answers[lines[0].at(start.size())]);
+      EXPECT_EQ(linesOf(nivraReading(alone, kWithAllLabels + Arguments{tracker}).out),
+                answers[lines[0].at(start.size())]);
     }
     const char* const firstIdentity = tracker == std::string("hybrid") ? R"("id":1,)" : R"("id":0,)";
     EXPECT_NE(answers['a'].back().find(firstIdentity), std::string::npos);
@@ -383,9 +379,7 @@ TEST_F(Stream, SuppliesWhatALineLeavesOut) {
       {{}, R"({"camera":"never seen","end":true})", R"({"camera":"never seen","end":true,"removed":[]})"},
   };
   for (const Case& each : cases) {
-    std::vector<std::string> arguments = {"track"};
-    arguments.insert(arguments.end(), each.arguments.begin(), each.arguments.end());
-    const Outcome outcome = nivraReading(each.line + "\n", arguments);
+    const Outcome outcome = nivraReading(each.line + "\n", Arguments{"track"} + each.arguments);
     EXPECT_NE(outcome.out.find(each.answer), std::string::npos) << each.line << '\n' << outcome.out;
     EXPECT_EQ(outcome.code, 0) << outcome.err;
   }
@@ -411,8 +405,7 @@ TEST_F(Stream, NamesUnassociatedLabelsOnce) {
   };
   const std::string file = write("stream.jsonl", stream);
   for (const Case& each : cases) {
-    std::vector<std::string> arguments = {"track"};
-    arguments.insert(arguments.end(), each.options.begin(), each.options.end());
+    const Arguments arguments = Arguments{"track"} + each.options;
     const auto answers = linesOf(nivraReading(stream, arguments).out);
     ASSERT_EQ(answers.size(), each.named.size());
     for (std::size_t i = 0; i < answers.size(); ++i) {
@@ -426,7 +419,7 @@ TEST_F(Stream, NamesUnassociatedLabelsOnce) {
       }
     }
     const bool saysLabels = !each.options.empty() && each.options[0] == "--labels";
-    EXPECT_EQ(nivra(arguments + file).out.find("unassociated") != std::string::npos, saysLabels)
+    EXPECT_EQ(nivra(arguments + Arguments{file}).out.find("unassociated") != std::string::npos, saysLabels)
         << "files associate each label with itself, unless all are given";
   }
 }

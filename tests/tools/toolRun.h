@@ -18,13 +18,20 @@
 
 namespace nivra::tool::test {
 
+using Arguments = std::vector<std::string>;
+
+inline Arguments operator+(Arguments list, const Arguments& more) {
+  list.insert(list.end(), more.begin(), more.end());
+  return list;
+}
+
 struct Outcome {
   int code;
   std::string out;
   std::string err;
 };
 
-inline Outcome nivra(const std::vector<std::string>& arguments) {
+inline Outcome nivra(const Arguments& arguments) {
   std::vector<const char*> argv = {"nivra"};
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   std::ostringstream out;
@@ -49,7 +56,7 @@ class StandardInput {
 };
 
 /// Runs the command with a text on its standard input.
-inline Outcome nivraReading(const std::string& text, const std::vector<std::string>& arguments) {
+inline Outcome nivraReading(const std::string& text, const Arguments& arguments) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
   EXPECT_EQ(std::fwrite(text.data(), 1, text.size(), file.get()), text.size());
   std::rewind(file.get());
