@@ -98,8 +98,9 @@ TEST_F(Stream, BeginsNoCameraWithARefusedLine) {
   const std::string refused =
       R"({"picture":[10,1000],"detections":[{"box":[0,0,1,1],"feature":[1]},{"box":[0,0,1,1],"feature":[1,2]}]})";
   std::string stream;
-  for (int i = 0; i < 5; ++i)
-    stream += fmt::format(R"({{"picture":[640,480],"detections":[{{"box":[{0},9,{0},99]}}]}})", 9 + i) + "\n";
+  for (const int y : {9, 39, 69, 99}) {
+    stream += fmt::format(R"({{"picture":[640,480],"detections":[{{"box":[9,{},69,{}]}}]}})", y, y + 90) + "\n";
+  }
   const std::vector<std::string> arguments = {"track", "--tracker", "reid", "--debug"};
   const std::string answers = nivraReading(refused + "\n" + stream, arguments).out;
   EXPECT_EQ(answers.substr(answers.find('\n') + 1), nivraReading(stream, arguments).out);
