@@ -21,7 +21,7 @@ What comes out
   --to jsonl holds everything.
   The truth has one line a figure and frame:
       frame,id,left,top,width,height,1,class,visibility
-  The class is 1 for people and 3 for cars, as MOTChallenge numbers them, and 12
+  The class is 1 for people and 3 for cars, as MOTChallenge numbers them, and 14
   for trucks. Who comes back in has the same id as before. The visibility is the
   share of the box that is in the picture and not hidden.
 
