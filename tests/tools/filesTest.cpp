@@ -145,6 +145,14 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
       std::string::npos);
 }
 
+TEST_F(Files, NameWhatIsNotTracked) {
+  const std::string dogs = write("dogs.jsonl", R"({"picture":[9,9],"detections":[{"box":[1,1,2,2],"label":"dog"}]})");
+  const Outcome outcome = nivra({"track", dogs, "--labels", "cat", "--to", "motchallenge"});
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_EQ(outcome.err, "not tracked, as no association covers them: dog\n");
+  EXPECT_EQ(nivra({"track", dogs, "--labels", "cat"}).err, "");
+}
+
 TEST_F(Files, ShowProgressOnATerminalAlone) {
   const char* const argv[] = {"nivra", "track", kPlaza.c_str()};
   std::ostringstream out;

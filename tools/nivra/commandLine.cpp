@@ -42,13 +42,14 @@ void dispatch(int argc, const char* const* argv, const Streams& streams) {
 
 }  // namespace
 
-int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err, std::ostream* terminal) {
+int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err, std::ostream* terminal,
+        bool outIsTerminal) {
   const auto fail = [&err](int code, const char* what) {
     err << "error: " << what << '\n';
     return code;
   };
   try {
-    dispatch(argc, argv, {out, err, terminal});
+    dispatch(argc, argv, {out, err, terminal, outIsTerminal});
     return 0;
   } catch (const ReaderGone&) {
     return 0;

@@ -10,6 +10,7 @@ struct Streams {
   std::ostream& out;
   std::ostream& err;
   std::ostream* terminal;  // where progress is shown; null if nobody would see it
+  bool outIsTerminal;      // results and progress would stand among each other
 };
 
 /// Each declares a command, which runs as the last step of parsing if it was chosen.

@@ -24,6 +24,6 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::ios::sync_with_stdio(false);
-  const bool isWatched = isatty(STDERR_FILENO) == 1;
-  return nivra::tool::run(argc, argv, std::cout, std::cerr, isWatched ? &std::cerr : nullptr);
+  std::ostream* const terminal = isatty(STDERR_FILENO) == 1 ? &std::cerr : nullptr;
+  return nivra::tool::run(argc, argv, std::cout, std::cerr, terminal, isatty(STDOUT_FILENO) == 1);
 }

@@ -85,11 +85,13 @@ void addLabelOptions(Command& command, TrackOptions& options) {
 void run(Arguments& given, const Streams& streams) {
   TrackOptions& options = given.options;
   options.read = given.input.settings;
-  options.progress = given.quiet ? nullptr : streams.terminal;
+  const Target target = given.output.target(streams.out);
+  const bool wouldMix = target.path.empty() && streams.outIsTerminal;
+  options.progress = given.quiet || wouldMix ? nullptr : streams.terminal;
   const TrackerRecipe recipe(given.tracker, collectSettings(given.paramsFiles, given.params));
   if (given.inputs.empty()) given.inputs.push_back(kStandardInput);
   for (const std::string& path : given.inputs) options.inputs.push_back({path, &given.input.formatOf(path)});
-  track(options, recipe, given.output.target(streams.out), streams.err);
+  track(options, recipe, target, streams.err);
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ struct Summary {
   std::uint64_t detections = 0;
   std::uint64_t tracks = 0;
   std::uint64_t faults = 0;
+  std::set<std::string> untracked;  // labels that no association covers
   Clock::duration updateTime{0};
 };
 
@@ -84,6 +85,8 @@ LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& 
   return associations;
 }
 
+std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64_t>(std::llround(1e9 / frameRate)); }
+
 /// One input from beginning to end: every record goes to its camera, and what came of it to the output.
 class Run {
  public:
@@ -95,11 +98,12 @@ class Run {
         writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
         output(trackOutput),
         summary(totals),
-        frameDuration(std::llround(1e9 / options.read.frameRate.value_or(kUsualFrameRate))) {}
+        frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {}
 
   void follow() {
     const auto reader = input.format->read(input.path, options.read);
-    ProgressLine progress(options.progress, Clock::now());
+    const bool isStream = input.path == kStandardInput;
+    ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
     for (Record record; reader->read(record);) {
       now = Clock::now();
       ++recordsTaken;
@@ -121,6 +125,7 @@ class Run {
     ++summary.frames;
     summary.detections += frame.detections.size();
     summary.tracks += result.tracks.size();
+    summary.untracked.insert(result.unassociated.begin(), result.unassociated.end());
     writer->frame(frame, result, text);
   }
 
@@ -210,6 +215,9 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   }
   if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
+  if (&format == &kMotChallenge && !summary.untracked.empty()) {  // which has no place to name them
+    err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
+  }
 }
 
 }  // namespace nivra::tool
