@@ -168,11 +168,7 @@ class GzipOutput final : public Output {
     for (; !text.empty(); text.remove_prefix(std::min(text.size(), kPiece))) pack(text.substr(0, kPiece), Z_NO_FLUSH);
   }
 
-  void flush() override {
-    pack({}, Z_SYNC_FLUSH);
-    output->flush();
-  }
-
+  // No flush: a block that ends with every line makes the file larger, and nobody reads it before it is whole.
   void finish() override {
     pack({}, Z_FINISH);
     output->finish();
