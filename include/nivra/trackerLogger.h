@@ -12,7 +12,8 @@ namespace nivra {
 /// Writes lines to standard output, each prefixed with the timestamp of the frame being processed.
 ///
 /// There is one instance per process. Every tracker sets its timestamp at the start of `update`; with
-/// several trackers in one process it holds the timestamp of the one updated last.
+/// several trackers in one process it holds the timestamp of the one updated last. Any thread may use it at any time;
+/// every line is written in one call.
 class NIVRA_EXPORT TrackerLogger {
  public:
   /// The one instance; never null, and usable before any tracker exists.

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <string>
 
 namespace nivra {
 
@@ -10,9 +11,11 @@ namespace {
 // Constant-initialised: usable from any static initialiser of the host.
 TrackerLogger defaultLogger;
 
-void writeMessage(const char* format, std::va_list arguments) {
-  std::vprintf(format, arguments);
-  std::printf("\n");
+/// One call for the whole line, so that lines of several threads don't mix.
+/// @param prefix Free of percent signs.
+void writeLine(const std::string& prefix, const char* format, std::va_list arguments) {
+  const std::string lineFormat = prefix + format + '\n';
+  std::vprintf(lineFormat.c_str(), arguments);
 }
 
 }  // namespace
@@ -24,18 +27,19 @@ void TrackerLogger::setTimestamp(unsigned long long newTimestamp) {
 }
 
 void TrackerLogger::log(const char* format, ...) {
-  std::printf("ts:%llu: ", timestamp.load(std::memory_order_relaxed));
+  const std::string prefix = "ts:" + std::to_string(timestamp.load(std::memory_order_relaxed)) + ": ";
   std::va_list arguments;
   va_start(arguments, format);
-  writeMessage(format, arguments);
+  writeLine(prefix, format, arguments);
   va_end(arguments);
 }
 
 void TrackerLogger::logTrack(int trackId, const char* format, ...) {
-  std::printf("ts:%llu, track %d: ", timestamp.load(std::memory_order_relaxed), trackId);
+  const std::string prefix =
+      "ts:" + std::to_string(timestamp.load(std::memory_order_relaxed)) + ", track " + std::to_string(trackId) + ": ";
   std::va_list arguments;
   va_start(arguments, format);
-  writeMessage(format, arguments);
+  writeLine(prefix, format, arguments);
   va_end(arguments);
 }
 
