@@ -5,6 +5,7 @@
 
 #include "nivra/attributeFilter.h"
 #include "nivra/export.h"
+#include "nivra/faultHandler.h"
 #include "nivra/geometry.h"
 #include "nivra/hybrid/hybridTracker.h"
 #include "nivra/kalmanBoxFilter.h"
