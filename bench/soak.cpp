@@ -114,8 +114,7 @@ class Camera {
  public:
   explicit Camera(int selector) : random(static_cast<std::uint32_t>(selector) + 1) {
     server.setCameraMotionTracker(this, 0, moved);
-    // The server is the process-wide one until the next camera's is made, and the tracker takes that one.
-    tracker = makeTracker(selector, {}, labelAssociations(), kAspectRatio);
+    tracker = makeTracker(selector, {}, labelAssociations(), kAspectRatio, &server);
     for (std::size_t i = 0; i < kPeople; ++i) visitors.emplace_back(true, random);
     for (std::size_t i = 0; i < kCars; ++i) visitors.emplace_back(false, random);
   }

@@ -115,7 +115,8 @@ class Stream {
   double updateTime(const tool::TrackerRecipe& recipe) const {
     double best = std::numeric_limits<double>::infinity();
     for (int pass = 0; pass < kPasses; ++pass) {
-      const auto tracker = recipe.make({{"human", {"human"}}, {"car", {"car"}}, {"truck", {"truck"}}}, kAspectRatio);
+      const auto tracker =
+          recipe.make({{"human", {"human"}}, {"car", {"car"}}, {"truck", {"truck"}}}, kAspectRatio, nullptr);
       std::chrono::duration<double, std::nano> sum{0};
       std::vector<ObjectDetection> working;
       for (const Record& each : records) {

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <future>
 #include <limits>
 #include <set>
+#include <sstream>
 
 #include "support/crowd.h"
 
@@ -57,6 +59,50 @@ TEST(Threads, EightTrackersOnEightThreadsDontInterfere) {
     reports.push_back(std::async(std::launch::async, [&trackers, i] { return run(*trackers[i], i); }));
   }
   for (std::uint32_t i = 0; i < kThreads; ++i) EXPECT_EQ(reports[i].get(), run(*make(i), i)) << "thread " << i;
+}
+
+static float topOf(const ObjectTracker& tracker) { return tracker.getTracks().at(0).box.top; }
+
+// Every camera has a thread, and on it a server and trackers of its own.
+TEST(Threads, CamerasMoveOnlyTheirOwnTracks) {
+  const auto runCamera = [](float step) {
+    for (int round = 0; round < 200; ++round) {
+      MotionTrackerServer server;
+      server.setCameraMotionTracker(&step, 0, [](void* distance, int, Point& point) {
+        point.y += *static_cast<float*>(distance);
+        return true;
+      });
+      const auto tracker = makeTracker(round % 4, {}, kHumansAndCars, 1.0F, &server);
+      feed(*tracker, kFrame, {detectionOf(boxAt(0, 0))});
+      const float before = topOf(*tracker);
+      server.updateClients();
+      if (std::abs(topOf(*tracker) - before - step) > 1e-6F) return round;
+    }
+    return -1;
+  };
+  auto up = std::async(std::launch::async, runCamera, 0.25F);
+  auto down = std::async(std::launch::async, runCamera, -0.5F);
+  EXPECT_EQ(up.get(), -1);
+  EXPECT_EQ(down.get(), -1);
+}
+
+TEST(Threads, LogWholeLines) {
+  testing::internal::CaptureStdout();
+  const auto writeLines = [](int thread) {
+    for (int i = 0; i < 5000; ++i) {
+      TrackerLogger::getDefaultLogger()->setTimestamp(1);
+      TrackerLogger::getDefaultLogger()->logTrack(thread, "%s%%", "all");
+    }
+  };
+  auto other = std::async(std::launch::async, writeLines, 0);
+  writeLines(1);
+  other.get();
+  std::istringstream lines(testing::internal::GetCapturedStdout());
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    ASSERT_TRUE(line == "ts:1, track 0: all%" || line == "ts:1, track 1: all%") << line;
+  }
+  EXPECT_EQ(count, 10'000);
 }
 
 class Trackers : public testing::TestWithParam<int> {
@@ -115,6 +161,25 @@ TEST_P(Trackers, FollowTheCamera) {
   server.updateClients();
   ASSERT_EQ(tracker->getTracks().size(), 2U);
   for (const auto& track : tracker->getTracks()) EXPECT_FLOAT_EQ(track.box.top, -0.05F);
+}
+
+TEST_P(Trackers, FollowTheServerThatTheyAreHanded) {
+  const auto lower = [](void*, int, Point& point) {
+    point.y -= 0.25F;
+    return true;
+  };
+  MotionTrackerServer own, newest;
+  const auto moving = makeTracker(GetParam(), {}, kHumansAndCars, 1.5F, &own);
+  const auto still = makeTracker(GetParam(), {}, kHumansAndCars, 1.5F, nullptr);
+  for (MotionTrackerServer* each : {&own, &newest}) each->setCameraMotionTracker(each, 0, lower);
+  for (ObjectTracker* each : {moving.get(), still.get()}) {
+    feed(*each, kFrame, {detectionOf(boxAt(0, 0)), detectionOf(boxAt(0.5F, 0), "car")});
+  }
+  newest.updateClients();
+  for (const auto& track : moving->getTracks()) EXPECT_FLOAT_EQ(track.box.top, 0.2F);
+  own.updateClients();
+  for (const auto& track : moving->getTracks()) EXPECT_FLOAT_EQ(track.box.top, -0.05F);
+  for (const auto& track : still->getTracks()) EXPECT_FLOAT_EQ(track.box.top, 0.2F);
 }
 
 // Ten thousand frames of a crowd, among which detections of arbitrary bits turn up.

@@ -15,15 +15,18 @@ namespace nivra {
 
 /// Connects the host's source of camera motion with the trackers.
 ///
-/// 1. The host constructs a server before the trackers that are to follow the camera; each tracker
-///    subscribes to the process-wide server of that moment and stays tied to it. A host with several
-///    cameras constructs one server per camera, each just before that camera's tracker.
+/// 1. The host constructs a server for each camera and hands it to that camera's tracker (`makeTracker`
+///    and the trackers' constructors take it). A tracker that is handed none subscribes to the process-wide
+///    server of that moment. Either way it stays tied to that server.
 /// 2. It registers a position function, which maps a point of the old picture to its place in the new one.
 /// 3. After each camera movement it calls `updateClients`, and every subscribed tracker moves its tracks.
 ///
-/// All calls run on the caller's thread. `updateClients` must not overlap a frame call on one of the
-/// subscribed trackers. Trackers and server may be destroyed in any order, trackers even from within a
-/// callback or the position function; the server must outlive a running `updateClients`.
+/// All calls run on the caller's thread. Cameras may be on different threads, if every tracker is handed its
+/// server: a server and the trackers tied to it, from their construction to their destruction, belong to one
+/// thread at a time. So `updateClients` never overlaps a frame call on one of the subscribed trackers. A tracker
+/// that takes the process-wide server instead may get the one of another thread's camera. Trackers and server may
+/// be destroyed in any order, trackers even from within a callback or the position function; the server must
+/// outlive a running `updateClients`.
 class NIVRA_EXPORT MotionTrackerServer {
  public:
   using Callback = void (*)(MotionTrackerServer* server, void* userData);
@@ -38,7 +41,8 @@ class NIVRA_EXPORT MotionTrackerServer {
   MotionTrackerServer(const MotionTrackerServer&) = delete;
   MotionTrackerServer& operator=(const MotionTrackerServer&) = delete;
 
-  /// The process-wide server: the one constructed last, or null.
+  /// The process-wide server: the one constructed last, or null. Any thread may ask, but nothing keeps the server
+  /// alive for it.
   static MotionTrackerServer* getMotionTrackerServer();
 
   /// Sets the source of camera motion; a later call replaces it.
@@ -82,11 +86,15 @@ class NIVRA_EXPORT MotionTrackerServer {
 
 /// Keeps a tracker subscribed to camera motion for as long as the tracker lives.
 ///
-/// Subscribes to the process-wide server, if there is one, and stays tied to that server. A subscription
-/// that the server refused withdraws nothing when it ends.
+/// Subscribes to a server, if there is one, and stays tied to it. A subscription that the server refused withdraws
+/// nothing when it ends.
 class NIVRA_EXPORT CameraMotionSubscription {
  public:
+  /// To the process-wide server of this moment.
   CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback, void* subscribedUserData);
+  /// @param motionServer Null for none.
+  CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback, void* subscribedUserData,
+                           MotionTrackerServer* motionServer);
   ~CameraMotionSubscription();
   CameraMotionSubscription(const CameraMotionSubscription&) = delete;
   CameraMotionSubscription& operator=(const CameraMotionSubscription&) = delete;

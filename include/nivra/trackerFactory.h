@@ -6,16 +6,21 @@
 #include <memory>
 
 #include "nivra/export.h"
+#include "nivra/motionTrackerServer.h"
 #include "nivra/objectTracker.h"
 #include "nivra/parameterMap.h"
 
 namespace nivra {
 
-/// Makes a tracker.
+/// Makes a tracker, which subscribes to the process-wide camera motion server of this moment, if there is one.
+///
+/// Hosts whose cameras are on several threads use the other overload: the process-wide server may be that of another
+/// thread's camera.
 ///
 /// @param selector 0 vanilla, 1 re-identification, 2 hybrid, 3 low frame rate.
 /// @param params Textual parameters; what is absent keeps its default.
-/// @param labelAssociations For each track label, the detection labels that a track may take.
+/// @param labelAssociations For each track label, the detection labels that a track may take. Detections of a label
+///   without an entry start new tracks in every frame (see `LabelAssociations`).
 /// @param aspectRatio Picture width divided by picture height.
 /// @return The tracker, or null for any other selector (the parameters are not looked at then).
 /// @throws std::invalid_argument "Unused tracker parameters: ..." for keys that this variant doesn't read,
@@ -23,5 +28,13 @@ namespace nivra {
 ///   standard conversions throw ("stof", "stoull", "stoi") for values that are no numbers.
 NIVRA_EXPORT std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterMap params,
                                                         const LabelAssociations& labelAssociations, float aspectRatio);
+
+/// The same, but the tracker subscribes to the server that it is handed, and nothing process-wide is read. May run on
+/// several threads at once, each with a server of its own.
+///
+/// @param motionServer The server of the tracker's camera; null for a camera that doesn't move.
+NIVRA_EXPORT std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterMap params,
+                                                        const LabelAssociations& labelAssociations, float aspectRatio,
+                                                        MotionTrackerServer* motionServer);
 
 }  // namespace nivra

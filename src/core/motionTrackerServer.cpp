@@ -1,12 +1,14 @@
 #include "nivra/motionTrackerServer.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace nivra {
 
 namespace {
 
-MotionTrackerServer* processWideServer = nullptr;
+// Cameras on different threads construct and destroy their servers at the same time.
+std::atomic<MotionTrackerServer*> processWideServer{nullptr};
 
 }  // namespace
 
@@ -63,9 +65,12 @@ bool MotionTrackerServer::recalculatePosition(Point& point) {
 
 CameraMotionSubscription::CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback,
                                                    void* subscribedUserData)
+    : CameraMotionSubscription(subscribedCallback, subscribedUserData, MotionTrackerServer::getMotionTrackerServer()) {}
+
+CameraMotionSubscription::CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback,
+                                                   void* subscribedUserData, MotionTrackerServer* motionServer)
     : callback(subscribedCallback), userData(subscribedUserData), lifetime(std::make_shared<char>()) {
-  MotionTrackerServer* current = MotionTrackerServer::getMotionTrackerServer();
-  if (current != nullptr && current->subscribeToCameraMotion(callback, userData)) server = current->self;
+  if (motionServer != nullptr && motionServer->subscribeToCameraMotion(callback, userData)) server = motionServer->self;
 }
 
 CameraMotionSubscription::~CameraMotionSubscription() {

@@ -24,8 +24,12 @@ void setId(internal::DebugTrack& track, int id) { track.track.id = id; }
 }  // namespace
 
 HybridTracker::HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations)
-    : vanillaTracker(std::make_unique<vanilla::VanillaTracker>(params.vanillaParams, labelAssociations)),
-      reidTracker(std::make_unique<reid::ReidTracker>(params.reidParams, labelAssociations)) {}
+    : HybridTracker(params, labelAssociations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+HybridTracker::HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations,
+                             MotionTrackerServer* motionServer)
+    : vanillaTracker(std::make_unique<vanilla::VanillaTracker>(params.vanillaParams, labelAssociations, motionServer)),
+      reidTracker(std::make_unique<reid::ReidTracker>(params.reidParams, labelAssociations, motionServer)) {}
 
 HybridTracker::~HybridTracker() = default;
 

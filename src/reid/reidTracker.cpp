@@ -65,9 +65,13 @@ struct ReidTracker::FrameMemory {
 };
 
 ReidTracker::ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
+    : ReidTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+ReidTracker::ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+                         MotionTrackerServer* motionServer)
     : params(trackerParams),
       memory(std::make_unique<FrameMemory>(params, associations)),
-      cameraMotion(cameraMovedCallback, this) {}
+      cameraMotion(cameraMovedCallback, this, motionServer) {}
 
 ReidTracker::~ReidTracker() = default;
 

@@ -8,9 +8,13 @@
 namespace nivra::vanilla {
 
 VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
+    : VanillaTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+                               MotionTrackerServer* motionServer)
     : params(trackerParams),
       matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
-      cameraMotion(cameraMovedCallback, this) {}
+      cameraMotion(cameraMovedCallback, this, motionServer) {}
 
 VanillaTracker::~VanillaTracker() = default;
 

@@ -20,10 +20,14 @@ constexpr float kOverlapThreshold = 0.4F;  // intersection over union
 
 VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams,
                                            const LabelAssociations& associations)
+    : VanillaLowFpsTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams,
+                                           const LabelAssociations& associations, MotionTrackerServer* motionServer)
     : params(trackerParams),
       matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
       overlaps(std::make_unique<OverlapSearch>()),
-      cameraMotion(cameraMovedCallback, this) {}
+      cameraMotion(cameraMovedCallback, this, motionServer) {}
 
 VanillaLowFpsTracker::~VanillaLowFpsTracker() = default;
 

@@ -53,7 +53,7 @@ std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>
 }  // namespace
 
 Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio)) {}
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {}
 
 std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
   if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {

@@ -88,8 +88,9 @@ TrackerRecipe::TrackerRecipe(const TrackerChoice& trackerChoice, const std::vect
   for (const Setting& setting : settings) take(setting);
 }
 
-std::unique_ptr<ObjectTracker> TrackerRecipe::make(const LabelAssociations& associations, float aspectRatio) const {
-  return makeTracker(choice.selector, params, associations, aspectRatio);
+std::unique_ptr<ObjectTracker> TrackerRecipe::make(const LabelAssociations& associations, float aspectRatio,
+                                                   MotionTrackerServer* motionServer) const {
+  return makeTracker(choice.selector, params, associations, aspectRatio, motionServer);
 }
 
 /// The library's message doesn't tell which parameter it is about, so each is tried as soon as it is known. What was
@@ -98,7 +99,7 @@ void TrackerRecipe::take(const Setting& setting) {
   const ParameterDescription& parameter = parameterOf(setting, choice);
   params[setting.key] = setting.value;
   try {
-    make({}, 1.0F);
+    make({}, 1.0F, nullptr);
   } catch (const std::logic_error& refusal) {
     failAt(setting, explain(refusal));
   }

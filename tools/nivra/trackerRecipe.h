@@ -31,7 +31,8 @@ class TrackerRecipe {
   /// @throws UsageError, FileError naming the setting that is at fault.
   TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings);
 
-  std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio) const;
+  std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio,
+                                      MotionTrackerServer* motionServer) const;
 
  private:
   void take(const Setting& setting);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "nivra/export.h"
+#include "nivra/motionTrackerServer.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 
@@ -27,8 +28,11 @@ namespace nivra::hybrid {
 /// 2^30 so that they are never negative.
 class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
  public:
-  /// Each inner tracker subscribes to camera motion itself.
+  /// Each inner tracker subscribes to the camera motion server of this moment, if there is one.
   HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations);
+  /// The same, but each subscribes to this server, or to none if it is null.
+  HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations,
+                MotionTrackerServer* motionServer);
   HybridTracker(const HybridTracker&) = delete;
   HybridTracker& operator=(const HybridTracker&) = delete;
   ~HybridTracker() override;

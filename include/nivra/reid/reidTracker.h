@@ -33,6 +33,9 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
  public:
   /// Copies both arguments and subscribes to the camera motion server of this moment, if there is one.
   ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations);
+  /// The same, but subscribes to this server, or to none if it is null.
+  ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+              MotionTrackerServer* motionServer);
   ReidTracker(const ReidTracker&) = delete;
   ReidTracker& operator=(const ReidTracker&) = delete;
   ~ReidTracker() override;

@@ -38,6 +38,9 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
  public:
   /// Copies both arguments and subscribes to the camera motion server of this moment, if there is one.
   VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations);
+  /// The same, but subscribes to this server, or to none if it is null.
+  VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+                 MotionTrackerServer* motionServer);
   VanillaTracker(const VanillaTracker&) = delete;
   VanillaTracker& operator=(const VanillaTracker&) = delete;
   ~VanillaTracker() override;
