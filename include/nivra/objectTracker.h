@@ -17,8 +17,10 @@ namespace nivra {
 
 /// For each track label, the detection labels that a track of that label may take.
 ///
-/// A label without an entry matches nothing, not even itself: `{{"car", {"car", "truck"}}}` lets car
-/// tracks take car and truck detections, and leaves people untracked.
+/// `{{"car", {"car", "truck"}}}` lets car tracks take car and truck detections. A label without an entry matches
+/// nothing, not even itself: each of its detections that no other track takes starts a new track in every frame,
+/// and the low-frame-rate tracker reports faults about those tracks, one for every pair. Give a label that is to be
+/// tracked an entry with itself, and keep detections of other labels from the tracker.
 using LabelAssociations = std::map<std::string, std::set<std::string>>;
 
 /// What one `ObjectTracker::update` changed in the set of identities.
@@ -32,7 +34,8 @@ struct TrackUpdateResult {
 /// A multi-object tracker: detections of one camera in, tracks with stable identities out.
 ///
 /// Per frame the host calls `update` and then `getTracks` or `getDebugTracks` as often as it likes. One
-/// tracker is driven by one thread at a time; different trackers may run on different threads.
+/// tracker is driven by one thread at a time; different trackers may run on different threads, each with the camera
+/// motion server that it is tied to (see `MotionTrackerServer`).
 class NIVRA_EXPORT ObjectTracker {
  public:
   virtual ~ObjectTracker();
@@ -46,8 +49,8 @@ class NIVRA_EXPORT ObjectTracker {
   /// @param timestamp Time of the frame in nanoseconds, newer than that of the frame before.
   /// @return The identities that this frame ended or merged.
   ///
-  /// Bad boxes and bad times are never thrown. A timestamp that is not newer is reported on the system log and on
-  /// standard error, and no track moves to it; an older one takes no track's detection in either. Tracks without a
+  /// Bad boxes and bad times are never thrown. A timestamp that is not newer is reported as a fault (see
+  /// `setFaultHandler`), and no track moves to it; an older one takes no track's detection in either. Tracks without a
   /// detection still age, and detections left over still start tracks.
   ///
   /// @throws std::bad_alloc when memory runs out. The tracker stays usable and `getTracks` tells what lives on; which
