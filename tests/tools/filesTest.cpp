@@ -75,6 +75,7 @@ TEST_F(Files, SeveralGoToAFolderOrOneStream) {
   EXPECT_EQ(contentOf(path("out/b.txt")), single);
   EXPECT_EQ(contentOf(path("out/crowd.txt")), nivra({"track", inputs[0]}).out);
   EXPECT_EQ(nivra(track).code, 1) << "without --force";
+  EXPECT_EQ(nivra({"track", inputs[0], "-o", "-"}).out, contentOf(path("out/crowd.txt")));
 
   // Formats that differ meet in JSON Lines; cameras of different inputs have nothing to do with each other.
   const std::string once = nivra({"track", inputs[1]}).out;

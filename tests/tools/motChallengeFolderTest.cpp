@@ -2,7 +2,7 @@
 
 #include <iostream>
 
-#include "errors.h"
+#include "newFile.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
@@ -94,7 +94,22 @@ TEST_F(MotChallengeFolderTest, RefusesWhatItCannotHold) {
     } catch (const FileError& fault) {
       EXPECT_NE(std::string(fault.what()).find(each.message), std::string::npos) << fault.what();
     }
-    EXPECT_FALSE(std::filesystem::exists(path("sequence/det/det.txt")));
+    EXPECT_EQ(filesHere(), std::vector<std::string>());
+  }
+}
+
+TEST_F(MotChallengeFolderTest, LeavesTheFilesOfAnotherRunAlone) {
+  MotChallengeFolder first({std::cout, path("sequence")}, {25.0, std::nullopt});
+  MotChallengeFolder second({std::cout, path("sequence")}, {25.0, std::nullopt});
+  first.write(frameAt(0, {detectionOf("cat", {{1.0F}})}));
+  second.write(frameAt(0, {detectionOf("cat")}));
+  first.finish();
+  const std::string usual = contentOf(path("sequence/det/det.txt"));
+  EXPECT_THROW(second.finish(), PlaceTaken);
+  EXPECT_EQ(contentOf(path("sequence/det/feat.bin")).size(), 12U);
+  EXPECT_EQ(contentOf(path("sequence/det/det.txt")), usual);
+  for (const char* const file : {"sequence/det/det-2.txt", "sequence/seqinfo-2.ini"}) {
+    EXPECT_TRUE(std::filesystem::exists(path(file))) << file;
   }
 }
 

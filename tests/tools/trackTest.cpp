@@ -230,7 +230,7 @@ TEST_F(Track, ReportsAnOutputThatCannotBeWritten) {
   const std::string input = sequence(kWalk);
   const std::string replaced = write("replaced.txt", "good");
   const std::string appended = write("appended.txt", "");
-  fs::create_symlink("nowhere", path("dangling"));
+  fs::create_symlink("no/where", path("dangling"));
   fs::create_symlink("loop", path("loop"));
   const int descriptor = open(appended.c_str(), O_WRONLY | O_APPEND);
   rlimit usual{};

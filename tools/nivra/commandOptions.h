@@ -82,11 +82,16 @@ struct InputOptions {
   ReadSettings settings;
 };
 
+/// The path that stands for the standard output.
+inline const std::string kStandardOutput = "-";
+
 /// -o and --force.
 struct OutputOptions {
   CLI::Option* addTo(Command& command, const char* kind, const std::string& help);
 
-  Target target(std::ostream& standardOutput) const { return {standardOutput, path, replaces}; }
+  Target target(std::ostream& standardOutput) const {
+    return {standardOutput, path == kStandardOutput ? "" : path, replaces};
+  }
 
   std::string path;
   bool replaces = false;

@@ -46,7 +46,7 @@ void addConvertCommand(CLI::App& app, const Streams& streams) {
   const auto given = std::make_shared<Arguments>();
   Command command(app, "convert", "Turn detections of one format into another", kHelp);
   command.addText("INPUT", given->input, "", "File, sequence folder, or - for standard input")->required();
-  given->output.addTo(command, "FILE|FOLDER", "Where the detections go; standard output if not given");
+  given->output.addTo(command, "FILE|FOLDER", "Where the detections go; standard output if not given or -");
   given->inputOptions.addTo(command);
   command.addText("--to", given->to, "FORMAT", "Format of the output: jsonl or motchallenge");
   command.whenChosen([given, streams] { run(*given, streams.out); });

@@ -97,6 +97,7 @@ void MotChallengeFolder::finishFeatures() {
   }
   // An older file would be taken for that of the new detections.
   featureFile.reset();
+  if (!target.replaces) return;
   const fs::path older = fs::path(target.path) / "det" / "feat.bin";
   std::error_code fault;
   fs::remove(older, fault);
@@ -108,9 +109,7 @@ void MotChallengeFolder::finish() {
   descriptionFile->write(fmt::format("[Sequence]\nname={}\nframeRate={}\nseqLength={}\nimWidth={}\nimHeight={}\n",
                                      nameOf(target.path), frameRate, numbering.last(), picture->width,
                                      picture->height));
-  finishFeatures();
-  detectionFile->finish();
-  descriptionFile->finish();
+  finishAll({[&] { finishFeatures(); }, [&] { detectionFile->finish(); }, [&] { descriptionFile->finish(); }});
 }
 
 void MotChallengeFolder::refuse(const std::string& what) const {

@@ -1,7 +1,6 @@
 #include "output.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -9,13 +8,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <new>
 #include <system_error>
 #include <utility>
 
 #include "errors.h"
+#include "newFile.h"
 
 namespace nivra::tool {
 
@@ -64,19 +63,6 @@ class File {
   std::FILE* file;
 };
 
-/// Completes the name that ends in XXXXXX to that of a new file, and opens it.
-std::FILE* createTemporary(std::string& name) {
-  const int descriptor = mkstemp(name.data());
-  return descriptor < 0 ? nullptr : fdopen(descriptor, "wb");
-}
-
-/// The temporary file is private to its owner; these are the permissions that a plain new file would have.
-fs::perms permissionsOfNewFiles() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return static_cast<fs::perms>(0666U & ~mask);
-}
-
 class DirectOutput final : public Output {
  public:
   // Appending matters where /dev/stdout leads to a file that holds something already.
@@ -90,38 +76,23 @@ class DirectOutput final : public Output {
   File file;
 };
 
-class ReplacingOutput final : public Output {
+class FileOutput final : public Output {
  public:
-  ReplacingOutput(const fs::path& targetFile, const std::string& shownName)
-      : name(shownName),
-        target(targetFile),
-        temporary((target.parent_path() / ".nivra-XXXXXX").string()),
-        file(createTemporary(temporary), name) {}
-
-  ~ReplacingOutput() override {
-    std::error_code ignored;
-    if (!finished) fs::remove(temporary, ignored);
-  }
+  FileOutput(const std::string& path, NewFile::Folders folders, bool mayReplace)
+      : target(path, folders), file(fdopen(dup(target.descriptor()), "wb"), path), replaces(mayReplace) {}
 
   void write(std::string_view text) override { file.write(text); }
 
   void finish() override {
     file.flushToDisk();
     file.close();
-    std::error_code fault;
-    const fs::file_status older = fs::status(target, fault);
-    fs::permissions(temporary, fs::exists(older) ? older.permissions() : permissionsOfNewFiles(), fault);
-    fs::rename(temporary, target, fault);
-    if (fault) failWriting(name, fault.value());
-    finished = true;
+    target.publish(replaces);
   }
 
  private:
-  std::string name;
-  fs::path target;
-  std::string temporary;
+  NewFile target;
   File file;
-  bool finished = false;
+  bool replaces;
 };
 
 class StreamOutput final : public Output {
@@ -197,33 +168,39 @@ bool namesOpenFile(const fs::path& path) {
   return folder == "/dev" || folder == "/dev/fd" || folder == "/proc/self/fd";
 }
 
-std::unique_ptr<Output> openFile(const std::string& path, bool replaces) {
+std::unique_ptr<Output> openFile(const Target& target, NewFile::Folders folders) {
+  const std::string& path = target.path;
   std::error_code ignored;
-  std::error_code fault;
-  const fs::file_status status = fs::status(path, fault);
+  const fs::file_status status = fs::status(path, ignored);
   if (fs::is_directory(status)) failWriting(path, EISDIR);
-  if (!fs::exists(status) && fs::is_symlink(fs::symlink_status(path, ignored))) failWriting(path, fault.value());
   if (namesOpenFile(path) || (fs::exists(status) && !fs::is_regular_file(status))) {
     return std::make_unique<DirectOutput>(path);
   }
-  if (fs::exists(status) && !replaces) {
+  if (fs::exists(status) && !target.replaces) {
     throw FileError(fmt::format("cannot write {}: it exists already, and --force is not given", path));
   }
-  // The file behind a symbolic link is replaced, not the link.
-  const fs::path target = fs::exists(status) ? fs::canonical(path, ignored) : fs::path(path);
-  return std::make_unique<ReplacingOutput>(target, path);
+  return std::make_unique<FileOutput>(path, folders, target.replaces);
 }
 
 bool endsWith(const std::string& text, std::string_view end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+std::unique_ptr<Output> open(const Target& target, NewFile::Folders folders) {
+  auto output = openFile(target, folders);
+  return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
+}
+
 }  // namespace
 
 std::unique_ptr<Output> openOutput(const Target& target) {
   if (target.path.empty()) return std::make_unique<StreamOutput>(target.standardOutput);
-  auto output = openFile(target.path, target.replaces);
-  return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
+  return open(target, NewFile::Folders::exist);
+}
+
+std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
+  return open({target.standardOutput, (fs::path(target.path) / file).string(), target.replaces},
+              NewFile::Folders::areMade);
 }
 
 void print(std::string_view text, const Target& target) {
@@ -232,13 +209,16 @@ void print(std::string_view text, const Target& target) {
   output->finish();
 }
 
-std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
-  const fs::path path = fs::path(target.path) / file;
-  std::error_code fault;
-  fs::create_directories(path.parent_path(), fault);
-  if (fault)
-    throw FileError(fmt::format("cannot make the folder {}: {}", path.parent_path().string(), fault.message()));
-  return openOutput({target.standardOutput, path.string(), target.replaces});
+void finishAll(std::initializer_list<std::function<void()>> finishes) {
+  std::string taken;
+  for (const auto& finish : finishes) {
+    try {
+      finish();
+    } catch (const PlaceTaken& fault) {
+      taken += (taken.empty() ? "" : "; ") + std::string(fault.what());
+    }
+  }
+  if (!taken.empty()) throw PlaceTaken(taken);
 }
 
 }  // namespace nivra::tool

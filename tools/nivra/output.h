@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <initializer_list>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -30,14 +32,19 @@ struct Target {
 };
 
 /// A file, which `finish` puts in its place in a single step; until then, and when anything fails, an older one stays
-/// as it is. It is packed when its name ends in ".gz". Devices, pipes and the like are written to directly.
+/// as it is, and so does one that comes there meanwhile, unless it may be replaced. It is packed when its name ends in
+/// ".gz". Devices, pipes and the like are written to directly.
 /// @throws FileError when it cannot be opened, or would replace a file without permission.
 std::unique_ptr<Output> openOutput(const Target& target);
 
 /// Writes a text that is the whole output.
 void print(std::string_view text, const Target& target);
 
-/// The output for a file inside of the folder that `target` names.
+/// The output for a file inside of the folder that `target` names, which is made when the file is finished.
 std::unique_ptr<Output> openInside(const Target& target, const std::string& file);
+
+/// Finishes outputs that belong together, each by a call of its own.
+/// @throws PlaceTaken when something came to the place of some of them; all are then somewhere, and the text tells it.
+void finishAll(std::initializer_list<std::function<void()>> finishes);
 
 }  // namespace nivra::tool

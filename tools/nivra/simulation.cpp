@@ -83,6 +83,7 @@ void Simulation::seeFrame(Record& record) {
 
 void simulate(const SimulationOptions& options, const Target& folder, const Format& format) {
   if (&format == &kMotChallenge) requireMotChallengeToHold(options);
+  if (folder.path.empty()) throw UsageError("-o: a sequence is a folder of files, which the standard output can't be");
   const auto truth = openInside(folder, "gt/gt.txt");
   Target target = folder;
   if (&format != &kMotChallenge) target.path += fmt::format("/detections{}", format.extensions.front());
@@ -90,8 +91,7 @@ void simulate(const SimulationOptions& options, const Target& folder, const Form
 
   Simulation simulation(options);
   writeRecords(simulation, *detections, *truth);
-  truth->finish();
-  detections->finish();
+  finishAll({[&] { truth->finish(); }, [&] { detections->finish(); }});
 }
 
 }  // namespace nivra::tool

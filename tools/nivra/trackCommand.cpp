@@ -102,7 +102,7 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
   Command command(app, "track", "Turn detections into tracks with stable identities", kHelp);
   command.addTexts("INPUT", given->inputs, "", "Files, sequence folders, or - for standard input (if none is given)")
       ->allow_extra_args();
-  given->output.addTo(command, "FILE|FOLDER", "Where the tracks go; standard output if not given");
+  given->output.addTo(command, "FILE|FOLDER", "Where the tracks go; standard output if not given or -");
   given->input.addTo(command);
   command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl or motchallenge");
   command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
