@@ -12,7 +12,7 @@ _nivra() {
   case $command in
     '') options='--version' values='track convert simulate params' ;;
     track)
-      options="$input --to --tracker --params --param --associate --labels --idle-timeout --confident-only --debug --strict"
+      options="$input --to --tracker --params --param --associate --labels --idle-timeout --max-detections --confident-only --debug --strict"
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     simulate)
@@ -27,7 +27,7 @@ _nivra() {
     --from) options='' values='jsonl motchallenge coco' files='' ;;
     --to) options='' values='jsonl motchallenge' files='' ;;
     --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
-    --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout) return ;;
+    --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac
 

@@ -30,7 +30,6 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
     const char* message;
   };
   const Case cases[] = {
-      {"", "", "found nothing"},
       {"nonsense", "", "no valid JSON"},
       {R"({"camera":"a"} {})", "", "no valid JSON"},
       {R"([1])", "", "expected an object, found an array"},
@@ -92,6 +91,25 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
   EXPECT_EQ(strict.code, 1);
   EXPECT_EQ(linesOf(strict.out).size(), 2U);
   EXPECT_NE(strict.err.find("(the standard input:2)"), std::string::npos) << strict.err;
+}
+
+TEST_F(Stream, PassesOverBlankLines) {
+  const auto answers = linesOf(nivraReading("\n{}\r\n\r\n \t\n{\"timestamp\":0}\n\n", {"track"}).out);
+  ASSERT_EQ(answers.size(), 2U);
+  EXPECT_NE(answers[1].find(R"("line":5,"field":"timestamp")"), std::string::npos) << answers[1];
+}
+
+TEST_F(Stream, OfAFileEndsWithCodeOneAfterBadLines) {
+  const std::string good = frameLine("a", 5, kBox);
+  const std::string file = write("day.jsonl", good + "{]\n" + frameLine("a", 6, kBox) + frameLine("a", 6, kBox));
+  const std::string bad = write("bad.jsonl", "{]\n");
+  const Outcome outcome = nivra({"track", file, bad, write("good.jsonl", good), "-o", path("all.jsonl")});
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.err.rfind("error: 2 of 4 lines are no good jsonl; the first: no valid JSON: ", 0), 0U)
+      << outcome.err;
+  EXPECT_NE(outcome.err.find("(" + file + ":2); 1 of 1 lines are no good jsonl; the first: "), std::string::npos)
+      << outcome.err;
+  EXPECT_EQ(linesOf(contentOf(path("all.jsonl"))).size(), 6U) << "what is good stays, and every line has its answer";
 }
 
 TEST_F(Stream, BeginsNoCameraWithARefusedLine) {

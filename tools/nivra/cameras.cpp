@@ -4,7 +4,7 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <iterator>
+#include <new>
 #include <utility>
 
 namespace nivra::tool {
@@ -69,6 +69,7 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   lastTimestamp = frame.timestamp;
   featureLength = length;
   removeUnassociated(frame, result.unassociated);
+  result.duplicates = suppression.duplicatesAt(frame.detections);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
   result.tracks = tracker->getTracks();
   result.debugTracks = tracker->getDebugTracks();
@@ -122,8 +123,10 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
     entries.splice(entries.end(), entries, found->second);
   } else {
     const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
-    entries.emplace_back(name, trackerRecipe, associations, ratio);
-    entryOf.emplace(name, std::prev(entries.end()));
+    std::list<Entry> begun;  // a list of its own until nothing can fail any more
+    begun.emplace_back(name, trackerRecipe, associations, ratio);
+    entryOf.emplace(name, begun.begin());
+    entries.splice(entries.end(), begun);
     most = std::max(most, entries.size());
   }
   entries.back().lastUse = now;
@@ -133,19 +136,30 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
 std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now,
                                        FrameTracks& result) {
   const bool isNew = entryOf.count(frame.camera) == 0;
-  auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, result);
-  if (refusal && isNew) end(frame.camera);
-  return refusal;
+  try {
+    auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, result);
+    if (refusal && isNew) end(frame.camera);
+    return refusal;
+  } catch (const std::bad_alloc&) {
+    if (isNew) forget(frame.camera);
+    throw;
+  }
 }
 
 std::set<int> Cameras::end(const std::string& name) {
   const auto found = entryOf.find(name);
   if (found == entryOf.end()) return {};
   std::set<int> ids = found->second->camera.identities();
+  forget(name);
+  return ids;
+}
+
+void Cameras::forget(const std::string& name) {
+  const auto found = entryOf.find(name);
+  if (found == entryOf.end()) return;
   entries.erase(found->second);
   entryOf.erase(found);
   giveMemoryBack();
-  return ids;
 }
 
 /// The allocator keeps what is freed between what is still in use; each time the cameras have halved it is asked for

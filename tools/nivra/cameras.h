@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "format.h"
+#include "suppression.h"
 #include "trackerRecipe.h"
 
 namespace nivra::tool {
@@ -29,6 +30,7 @@ class Camera {
 
   /// @param frame Gets its time if it has none.
   /// @param result Takes what came of it.
+  /// @throws std::bad_alloc when memory runs out; the frame is lost then, but the tracks go on.
   /// @return Why the frame can't follow those before it, which leaves all as it was; nothing if it can.
   std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result);
 
@@ -47,6 +49,7 @@ class Camera {
   std::optional<std::uint64_t> lastTimestamp;
   std::optional<std::size_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;
+  SuppressionWatch suppression;
 };
 
 /// The cameras of an input, each from its first record to its end.
@@ -60,7 +63,8 @@ class Cameras {
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
 
-  /// Hands a frame to its camera, as `Camera::update` has it; what is refused begins no camera.
+  /// Hands a frame to its camera, as `Camera::update` has it; what is refused begins no camera, nor does a frame that
+  /// memory doesn't suffice for.
   std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now, FrameTracks& result);
 
   /// Lets a camera go.
@@ -82,6 +86,7 @@ class Cameras {
     Clock::time_point lastUse;
   };
 
+  void forget(const std::string& name);
   void giveMemoryBack();
 
   const TrackerRecipe& trackerRecipe;

@@ -56,7 +56,7 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
   } catch (const UsageError& error) {
     return fail(2, error.what());
   } catch (const std::bad_alloc&) {
-    return fail(1, "not enough memory");
+    return fail(1, kNoMemory);
   } catch (const std::exception& error) {
     return fail(1, error.what());
   } catch (...) {

@@ -14,6 +14,9 @@ struct FileError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// What is said of a record that was too large.
+constexpr char kNoMemory[] = "not enough memory";
+
 /// Whoever read the output has gone; nothing is left to do, and nothing to complain about.
 struct ReaderGone : std::exception {};
 

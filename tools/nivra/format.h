@@ -32,6 +32,9 @@ class Reader {
   /// @throws FileError when the input cannot be read on.
   virtual bool read(Record& record) = 0;
 
+  /// The line that the last record was, from 1; 0 where records are no lines.
+  virtual std::uint64_t line() const { return 0; }
+
   /// How much of the input has been read, from 0 to 1; nothing when nobody knows how long it is.
   virtual std::optional<double> progress() const { return std::nullopt; }
 };
@@ -43,6 +46,7 @@ struct FrameTracks {
   std::vector<internal::DebugTrack> debugTracks;  // those that are not reported as well
   TrackUpdateResult changes;
   std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time
+  std::size_t duplicates = 0;             // boxes on others, when the camera shows too many for the first time
 };
 
 struct WriteSettings {
@@ -63,6 +67,8 @@ class TrackWriter {
   virtual bool fault(const BadLine& fault, std::string& text) = 0;
   /// Told before the next record: these cameras were let go, since nothing had come of them for long.
   virtual void dropped(const std::vector<std::string>&) {}
+  /// How many tracks the format had no place for.
+  virtual std::uint64_t leftOut() const { return 0; }
 };
 
 /// Writes what a reader handed out, in the same format or another one.

@@ -171,14 +171,22 @@ class JsonLinesReader final : public Reader {
         parser(LineReader::kLongestLine) {}
 
   bool read(Record& record) override {
-    if (!lines.next()) return false;
+    do {
+      if (!lines.next()) return false;
+    } while (lines.line() && trimmed(*lines.line()).empty());
     try {
       readLine(record);
     } catch (const JsonFault& fault) {
       record = BadLine{lines.number(), fault.field, fault.message};
+    } catch (const std::bad_alloc&) {
+      parser = dom::parser(LineReader::kLongestLine);
+      record = BadLine();  // lets go of what the line took
+      record = BadLine{lines.number(), "", kNoMemory};
     }
     return true;
   }
+
+  std::uint64_t line() const override { return lines.number(); }
 
   std::optional<double> progress() const override { return lines.progress(); }
 
@@ -186,11 +194,10 @@ class JsonLinesReader final : public Reader {
   dom::object parse() {
     const JsonPlace whole;
     const auto line = lines.line();
-    if (!line) refuse(whole, fmt::format("longer than {} MiB", LineReader::kLongestLine >> 20U));
+    if (!line) refuse(whole, lines.fault());
     dom::element element;
     const auto fault = parser.parse(line->data(), line->size(), false).get(element);
-    if (fault == simdjson::MEMALLOC) throw std::bad_alloc();  // not the line's fault
-    if (fault == simdjson::EMPTY) refuse(whole, "expected an object, found nothing");
+    if (fault == simdjson::MEMALLOC) throw std::bad_alloc();
     if (fault != simdjson::SUCCESS) refuse(whole, fmt::format("no valid JSON: {}", simdjson::error_message(fault)));
     return objectOf(element, whole);
   }

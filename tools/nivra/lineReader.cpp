@@ -1,7 +1,11 @@
 #include "lineReader.h"
 
-#include <algorithm>
+#include <fmt/format.h>
+
 #include <cstring>
+#include <new>
+
+#include "errors.h"
 
 namespace nivra::tool {
 
@@ -9,13 +13,15 @@ namespace {
 
 constexpr std::size_t kFirstBuffer = std::size_t{1} << 18;
 
+std::string tooLong() { return fmt::format("longer than {} MiB", LineReader::kLongestLine >> 20U); }
+
 }  // namespace
 
 LineReader::LineReader(const std::string& path, std::size_t readableBehind)
     : source(path), margin(readableBehind), buffer(kFirstBuffer) {}
 
 bool LineReader::next() {
-  isTooLong = false;
+  complaint.clear();
   for (std::size_t searched = 0;;) {
     const char* const start = buffer.data() + begin;
     const auto* const lineBreak = static_cast<const char*>(std::memchr(start + searched, '\n', end - begin - searched));
@@ -25,24 +31,30 @@ bool LineReader::next() {
       return true;
     }
     searched = end - begin;
-    if (searched > kLongestLine) {
-      isTooLong = true;
-      begin = end = searched = 0;
-    }
+    if (searched > kLongestLine) complaint = tooLong();
+    if (!complaint.empty() || !makeRoom()) begin = end = searched = 0;
     if (!readMore()) break;
   }
-  if (begin == end && !isTooLong) return false;
+  if (begin == end && complaint.empty()) return false;
   finishLine(end - begin, end - begin);
   return true;
 }
 
-bool LineReader::readMore() {
-  if (begin > 0) {
-    std::memmove(buffer.data(), buffer.data() + begin, end - begin);
-    end -= begin;
-    begin = 0;
+/// @return False if memory doesn't suffice for the line.
+bool LineReader::makeRoom() {
+  std::memmove(buffer.data(), buffer.data() + begin, end - begin);
+  end -= begin;
+  begin = 0;
+  try {
+    if (buffer.size() - end < kFirstBuffer / 2 + margin) buffer.resize(buffer.size() * 2);
+    return true;
+  } catch (const std::bad_alloc&) {
+    complaint = kNoMemory;
+    return false;
   }
-  if (buffer.size() - end < kFirstBuffer / 2 + margin) buffer.resize(buffer.size() * 2);
+}
+
+bool LineReader::readMore() {
   const std::size_t count = source.read(buffer.data() + end, buffer.size() - end - margin);
   end += count;
   return count > 0;
@@ -50,7 +62,8 @@ bool LineReader::readMore() {
 
 void LineReader::finishLine(std::size_t size, std::size_t sizeWithBreak) {
   current.reset();
-  if (!isTooLong && size <= kLongestLine) current.emplace(buffer.data() + begin, size);
+  if (size > kLongestLine) complaint = tooLong();
+  if (complaint.empty()) current.emplace(buffer.data() + begin, size);
   begin += sizeWithBreak;
   ++lineNumber;
 }

@@ -24,12 +24,15 @@ class LineReader {
   /// @return False at the end of the input.
   bool next();
 
-  /// Without its line break; stays until the next call of `next`. Nothing for one that is longer than `kLongestLine`.
+  /// Without its line break; stays until the next call of `next`. Nothing for one that had to be passed over.
   std::optional<std::string_view> line() const { return current; }
+  /// Why there is nothing: the line is longer than `kLongestLine`, or than memory allows.
+  const std::string& fault() const { return complaint; }
   std::uint64_t number() const { return lineNumber; }
   std::optional<double> progress() const { return source.progress(); }
 
  private:
+  bool makeRoom();
   bool readMore();
   void finishLine(std::size_t size, std::size_t sizeWithBreak);
 
@@ -38,7 +41,7 @@ class LineReader {
   std::vector<char> buffer;
   std::size_t begin = 0;  // of what has been read, but not handed out
   std::size_t end = 0;
-  bool isTooLong = false;
+  std::string complaint;  // about the line under way; empty if there is none
   std::optional<std::string_view> current;
   std::uint64_t lineNumber = 0;
 };

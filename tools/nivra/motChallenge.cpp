@@ -123,6 +123,10 @@ class MotTrackWriter final : public TrackWriter {
     const int number = numbering.next(*frame.timestamp);
     for (const TrackedObjectDetection& track : result.tracks) {
       const PixelBox box = toPixels(track.box, *frame.picture);
+      if (!hasArea(box)) {
+        ++outside;
+        continue;
+      }
       const float confidence = track.score / frame.percentPerConfidence;
       fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", number,
                      track.id + 1, box.left, box.top, box.width, box.height, confidence);
@@ -132,10 +136,18 @@ class MotTrackWriter final : public TrackWriter {
   void motion(const CameraMotion&, std::string&) override {}
   void end(const CameraEnd&, const std::set<int>&, std::string&) override {}
   bool fault(const BadLine&, std::string&) override { return false; }
+  std::uint64_t leftOut() const override { return outside; }
 
  private:
+  /// Boxes end at the border of the picture, so that nothing is left of those outside.
+  static bool hasArea(const PixelBox& box) {
+    constexpr double kLeast = 0.0005;  // that thousandths tell from 0
+    return box.width >= kLeast && box.height >= kLeast;
+  }
+
   std::optional<std::string> camera;
   FrameNumbering numbering;
+  std::uint64_t outside = 0;
 };
 
 /// Whether the first line is one of numbers and commas.

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace nivra::tool {
 
 namespace {
@@ -10,8 +12,8 @@ constexpr char kClearLine[] = "\r\x1b[K";
 
 }  // namespace
 
-ProgressLine::~ProgressLine() {
-  if (isShown) *out << kClearLine << std::flush;
+void ProgressLine::hide() {
+  if (std::exchange(isShown, false)) *out << kClearLine << std::flush;
 }
 
 void ProgressLine::show(std::uint64_t frames, std::optional<double> share, Clock::time_point now) {

@@ -16,7 +16,10 @@ class ProgressLine {
   ProgressLine(std::ostream* terminal, Clock::time_point now) : out(terminal), start(now), next(now) {}
   ProgressLine(const ProgressLine&) = delete;
   ProgressLine& operator=(const ProgressLine&) = delete;
-  ~ProgressLine();
+  ~ProgressLine() { hide(); }
+
+  /// Makes room for other lines.
+  void hide();
 
   /// @param share Of the work that is done, from 0 to 1, if anybody knows.
   void show(std::uint64_t frames, std::optional<double> share, Clock::time_point now);

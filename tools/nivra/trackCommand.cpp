@@ -27,6 +27,7 @@ What comes out
                 with identity, box, velocity, scores and the detection they took.
   motchallenge  One line a track and frame:
                     frame,id,left,top,width,height,conf,-1,-1,-1
+                Those of which nothing is left in the picture have none.
   A track is reported from its first detection on; --confident-only waits until
   it is confirmed. FILE appears when the whole output is written, packed if its
   name ends in .gz; a FOLDER gets a file for each input.
@@ -55,9 +56,11 @@ Examples
   Let cars take what was taken for trucks:
       nivra track day.jsonl.gz --associate car=car,truck -o day-tracks.jsonl.gz
 
-Exit code: 0 for success, 1 for a fault of input or output, 2 for a wrong call.)";
+Exit code: 0 for success, 1 for a fault of input or output and for files with bad
+lines, all others of which are answered, 2 for a wrong call.)";
 
 constexpr Range<double> kIdleSeconds = {0.001, 1e9};
+constexpr Range<std::size_t> kDetectionCounts = {1, 10'000'000};
 
 struct Arguments {
   TrackOptions options;
@@ -115,6 +118,8 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
                       options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
                     });
+  command.addNumber("--max-detections", options.mostDetections, kDetectionCounts, "N",
+                    "Refuse frames with more detections");
   command.addFlag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
   command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
   command.addFlag("--strict", options.strict, "End with the first bad line");

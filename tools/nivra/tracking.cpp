@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <new>
 #include <utility>
 
 #include "byteSource.h"
@@ -13,6 +14,7 @@
 #include "formats.h"
 #include "jsonLines.h"
 #include "motChallenge.h"
+#include "numbers.h"
 #include "progressLine.h"
 #include "textFile.h"
 
@@ -29,6 +31,7 @@ struct Summary {
   std::uint64_t frames = 0;
   std::uint64_t detections = 0;
   std::uint64_t tracks = 0;
+  std::uint64_t leftOut = 0;
   std::uint64_t faults = 0;
   std::set<std::string> untracked;  // labels that no association covers
   Clock::duration updateTime{0};
@@ -36,8 +39,10 @@ struct Summary {
 
 std::string describe(const Summary& summary) {
   const double microseconds = std::chrono::duration<double, std::micro>(summary.updateTime).count();
-  return fmt::format("{} frames, {} detections, {} tracks, {} bad lines, {:.1f} µs per frame\n", summary.frames,
-                     summary.detections, summary.tracks, summary.faults,
+  const std::string leftOut =
+      summary.leftOut == 0 ? "" : fmt::format(", {} left out as they are outside the picture", summary.leftOut);
+  return fmt::format("{} frames, {} detections, {} tracks{}, {} bad lines, {:.1f} µs per frame\n", summary.frames,
+                     summary.detections, summary.tracks - summary.leftOut, leftOut, summary.faults,
                      microseconds / static_cast<double>(std::max<std::uint64_t>(summary.frames, 1)));
 }
 
@@ -91,34 +96,60 @@ std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64
 class Run {
  public:
   Run(const TrackOptions& trackOptions, const TrackerRecipe& recipe, const TrackInput& trackInput,
-      const Format& outputFormat, Output& trackOutput, Summary& totals)
+      const Format& outputFormat, Output& trackOutput, Summary& totals, std::ostream& messages)
       : options(trackOptions),
         input(trackInput),
         cameras(recipe, associationsOf(options, input), options.mostIdle),
         writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
         output(trackOutput),
         summary(totals),
+        err(messages),
         frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {}
 
-  void follow() {
+  /// @return What is wrong with a file that has bad lines; empty if all is well.
+  std::string follow() {
     const auto reader = input.format->read(input.path, options.read);
     const bool isStream = input.path == kStandardInput;
     ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
     for (Record record; reader->read(record);) {
       now = Clock::now();
       ++recordsTaken;
+      line = reader->line();
       if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
-      std::visit([this](auto& each) { take(each); }, record);
+      takeAsMemoryAllows(record);
       handOut();
+      if (!warning.empty()) {
+        progress.hide();
+        err << std::exchange(warning, {});
+      }
       if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
     }
+    summary.leftOut += writer->leftOut();
+    if (badLines == 0 || !canBeReadTwice(input.path)) return "";
+    return fmt::format("{} of {} lines are no good {}; the first: {}", badLines, recordsTaken, input.format->name,
+                       firstFault);
   }
 
  private:
+  void takeAsMemoryAllows(Record& record) {
+    try {
+      std::visit([this](auto& each) { take(each); }, record);
+    } catch (const std::bad_alloc&) {
+      record = BadLine();  // lets go of what the frame took
+      result = {};
+      std::string().swap(text);
+      refuse("", kNoMemory);
+    }
+  }
+
   void take(Frame& frame) {
+    if (frame.detections.size() > options.mostDetections) {
+      return refuse("detections", fmt::format("{} detections, but --max-detections allows {}", frame.detections.size(),
+                                              options.mostDetections));
+    }
     const auto start = Clock::now();
     if (const auto refusal = cameras.update(frame, frameDuration, now, result)) {
-      return take(BadLine{recordsTaken, refusal->field, refusal->message});
+      return refuse(refusal->field, refusal->message);
     }
     summary.updateTime += Clock::now() - start;
     if (options.confidentOnly) dropUnsure(result);
@@ -127,6 +158,14 @@ class Run {
     summary.tracks += result.tracks.size();
     summary.untracked.insert(result.unassociated.begin(), result.unassociated.end());
     writer->frame(frame, result, text);
+    if (result.duplicates > 0) warnOfDuplicates(frame);
+  }
+
+  void warnOfDuplicates(const Frame& frame) {
+    warning = fmt::format(
+        "warning: camera {}: {} of {} boxes of a frame lie on another one of their label, as if the detector's "
+        "suppression of duplicates were off ({})\n",
+        tool::quoted(frame.camera), result.duplicates, frame.detections.size(), place());
   }
 
   void take(const CameraMotion& motion) {
@@ -138,10 +177,21 @@ class Run {
 
   void take(const BadLine& fault) {
     ++summary.faults;
-    const bool hasPlace = writer->fault(fault, text);
+    const std::string field = fault.field.empty() ? "" : ", " + fault.field;
+    const std::string what = fmt::format("{} ({}{})", fault.message, place(), field);
+    if (++badLines == 1) firstFault = what;
+    const bool hasPlace = line > 0 && writer->fault(fault, text);
     if (hasPlace && !options.strict) return;
     handOut();
-    failAt(shownName(input.path), static_cast<int>(fault.line), fault.field, fault.message);
+    throw FileError(what);
+  }
+
+  void refuse(const std::string& field, const std::string& what) { take(BadLine{line, field, what}); }
+
+  /// Where the record stands that is being taken.
+  std::string place() const {
+    const std::string name = shownName(input.path);
+    return line > 0 ? fmt::format("{}:{}", name, line) : fmt::format("{}, frame {}", name, recordsTaken);
   }
 
   void handOut() {
@@ -156,8 +206,13 @@ class Run {
   const std::unique_ptr<TrackWriter> writer;
   Output& output;
   Summary& summary;
+  std::ostream& err;
   const std::uint64_t frameDuration;  // ns, for frames that come without a time
   std::uint64_t recordsTaken = 0;
+  std::uint64_t line = 0;  // of the record, from 1; 0 if it isn't one
+  std::uint64_t badLines = 0;
+  std::string firstFault;
+  std::string warning;
   Clock::time_point now;
   FrameTracks result;
   std::string text;
@@ -206,11 +261,13 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   const bool toFolder = isFolder(target.path);
   requirePlace(options.inputs, format, toFolder);
   Summary summary;
+  std::vector<std::string> complaints;
   std::unique_ptr<Output> output;
   if (!toFolder) output = openOutput(target);
   for (const TrackInput& input : options.inputs) {
     if (toFolder) output = openInside(target, fileFor(input, format));
-    Run(options, recipe, input, format, *output, summary).follow();
+    const std::string complaint = Run(options, recipe, input, format, *output, summary, err).follow();
+    if (!complaint.empty()) complaints.push_back(complaint);
     if (toFolder) output->finish();
   }
   if (!toFolder) output->finish();
@@ -218,6 +275,7 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   if (&format == &kMotChallenge && !summary.untracked.empty()) {  // which has no place to name them
     err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
   }
+  if (!complaints.empty()) throw FileError(fmt::format("{}", fmt::join(complaints, "; ")));
 }
 
 }  // namespace nivra::tool

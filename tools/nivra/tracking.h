@@ -23,6 +23,7 @@ struct TrackOptions {
   std::vector<std::string> labels;  // each associated with itself
   LabelAssociations associations;
   std::optional<std::chrono::nanoseconds> mostIdle;
+  std::size_t mostDetections = 10'000;  // of a frame
   bool confidentOnly = false;
   bool debug = false;
   bool strict = false;
@@ -32,7 +33,8 @@ struct TrackOptions {
 
 /// Tracks the inputs one after the other, each with trackers of its own.
 /// @param target A file, a folder that gets a file for each input, or the standard output.
-/// @param err Takes the summary if it is asked for.
+/// @param err Takes warnings, and the summary if it is asked for.
+/// @throws FileError also when lines of files were bad; all else is written then.
 void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err);
 
 }  // namespace nivra::tool
