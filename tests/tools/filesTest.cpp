@@ -55,7 +55,11 @@ TEST_F(Files, ArePackedAndUnpackedByTheirNames) {
   EXPECT_EQ(nivraReading(packed, {"convert", "-"}).out, contentOf(path("crowd.jsonl")));
   EXPECT_EQ(nivraReading(packed + packed, {"convert", "-"}).out,
             contentOf(path("crowd.jsonl")) + contentOf(path("crowd.jsonl")));
+  EXPECT_EQ(nivraReading(packed + std::string(100'000, '\0') + packed, {"convert", "-"}).out,
+            contentOf(path("crowd.jsonl")) + contentOf(path("crowd.jsonl")))
+      << "padded with zeros";
   const std::pair<std::string, const char*> broken[] = {
+      {packed + "\n{}\n", "something else follows the gzip data"},
       {packed.substr(0, packed.size() / 2), "the gzip data ends too early"},
       {packed.substr(0, 40) + std::string(packed.size() - 40, '\x55'), "damaged gzip data"}};
   for (const auto& [bytes, message] : broken) {
@@ -105,7 +109,7 @@ TEST_F(Files, OfCocoResultsAreRead) {
       {R"([{"image_id":1,"category_id":"x","bbox":[1,2,3,4]}])", ", found a string (FILE, [0].category_id)"},
       {R"([{"image_id":0,"category_id":1,"bbox":[1,2,3,4]},{"image_id":99999999,"category_id":1,"bbox":[1,2,3,4]}])",
        "error: more than 10000000 after the first (FILE, [1].image_id)"},
-      {R"([1)", "error: FILE: no valid JSON: "},
+      {R"([1)", "error: FILE, read as coco: no valid JSON: "},
   };
   for (const auto& [text, message] : faults) {
     write("results.json", text);
@@ -141,6 +145,17 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
       nivraReading(twoCameras, {"track", "--to", "motchallenge"}).err.find("one camera, not both \"x\" and \"y\""),
       std::string::npos);
   EXPECT_EQ(nivraReading("{}\n", {"track", "--to", "motchallenge"}).code, 2) << "no picture";
+  const std::string columns = "\n1,-1,10,20,30,40,1\n2,-1,10,20,30,40,1\n";
+  const std::string told = nivraReading(columns, {"track"}).out;
+  EXPECT_EQ(splitAt('\n', told).size(), 2U);
+  const std::string hint = R"(; --from motchallenge reads what looks like this"}})";
+  EXPECT_EQ(told.find(hint), told.find('\n') - hint.size()) << told;
+  EXPECT_EQ(told.rfind(hint), told.find(hint)) << "once";
+  EXPECT_NE(
+      nivraReading(columns, {"track", "--from", "motchallenge", "--to", "jsonl", "--picture", "64x48", "--fps", "5"})
+          .out.find(R"({"camera":"stdin",)"),
+      std::string::npos)
+      << "the camera of the standard input has one name in all formats";
   EXPECT_NE(
       nivraReading("{}\n{\n", {"track", "--to", "motchallenge", "--picture", "9x9"}).err.find("(the standard input:2)"),
       std::string::npos);

@@ -32,6 +32,10 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
   const Case cases[] = {
       {"nonsense", "", "no valid JSON"},
       {R"({"camera":"a"} {})", "", "no valid JSON"},
+      {R"({"camera":"nan \" inf","timestamp":1e5,"end":true,"box":[-1.5e3,-Infinity]})", "",
+       "no valid JSON: \"Infinity\" is neither a number nor"},
+      {R"({"camera":"a","detections":[{"box":[0,NaN,1,0]}]})", "", "no valid JSON: \"NaN\" is neither"},
+      {R"({"camera":None})", "", "no valid JSON: \"None\" is neither"},
       {R"([1])", "", "expected an object, found an array"},
       {"{\"camera\":\"\xff\"}", "", "UTF-8"},
       {R"({"x":)" + std::string(2000, '[') + std::string(2000, ']') + "}", "", "too deep"},

@@ -47,8 +47,8 @@ TEST_F(Track, NamesTheFieldOfAMalformedLineAndLeavesTheOutputAlone) {
       {"2,-1,1,2,-3,4,0.5", "width"},
       {"2,-1,1,2,3,-0.01,0.5", "height"},
       {"2,-1,1,2,3,4,0.5.5", "conf"},
-      {"2,-1,1,2,3,4,0.5,-1,x,-1", "conf"},
-      {"2,-1,1,2,3,4,0.5,-1,-1,-1,-1", "conf"},
+      {"2,-1,1,2,3,4,0.5,-1,x,-1", "column 9"},
+      {"2,-1,1,2,3,4,0.5,-1,-1,-1,-1", "column 11"},
   };
   const std::string output = write("tracks.txt", "good");
   for (const Case& each : cases) {
@@ -200,6 +200,8 @@ TEST_F(Track, TakesOptionsOverTheSequenceFile) {
   EXPECT_EQ(whole.substr(0, likeFolder.size()), likeFolder);
 
   EXPECT_NE(nivra({"track", input, "--fps", "5"}).out, whole);
+  EXPECT_EQ(nivra({"track", input, "--to", "jsonl", "--fps", "30000/1001"}).out,
+            nivra({"track", input, "--to", "jsonl", "--fps", "29.97002997002997"}).out);
 
   fs::remove(input + "/seqinfo.ini");
   EXPECT_EQ(nivra({"track", input, "--picture", "1280x720"}).code, 2);

@@ -47,8 +47,7 @@ class ByteSource::Unpacker {
     stream.avail_out = room;
     while (stream.avail_out == room) {
       if (stream.avail_in == 0 && !refill(source)) return 0;
-      if (!inMember) inflateReset(&stream);  // another file was packed and put behind the first
-      inMember = true;
+      if (!inMember && !beginsMember(source)) continue;
       const int state = inflate(&stream, Z_NO_FLUSH);
       if (state == Z_STREAM_END) {
         inMember = false;
@@ -61,6 +60,15 @@ class ByteSource::Unpacker {
 
  private:
   Bytef* buffer() { return reinterpret_cast<Bytef*>(packed.data()); }
+
+  /// Whether another file was packed and put behind the last one; zeros there are padding.
+  bool beginsMember(const ByteSource& source) {
+    for (; stream.avail_in > 0 && *stream.next_in == 0; --stream.avail_in) ++stream.next_in;
+    if (stream.avail_in == 0) return false;
+    if (*stream.next_in != static_cast<Bytef>(kGzipMark[0])) source.fail("something else follows the gzip data");
+    inflateReset(&stream);
+    return inMember = true;
+  }
 
   bool refill(ByteSource& source) {
     stream.next_in = buffer();

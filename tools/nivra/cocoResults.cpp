@@ -50,7 +50,7 @@ std::vector<Result> readResults(const std::string& path) {
   dom::element whole;
   const auto fault = parser.parse(text).get(whole);
   if (fault != simdjson::SUCCESS) {
-    throw FileError(fmt::format("{}: no valid JSON: {}", shownName(path), simdjson::error_message(fault)));
+    throw FileError(fmt::format("{}, read as coco: {}", shownName(path), explainBadJson(text, fault)));
   }
   std::vector<Result> results;
   try {

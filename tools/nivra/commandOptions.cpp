@@ -45,6 +45,19 @@ PictureSize parsePicture(const std::string& text) {
   return {*width, *height};
 }
 
+double parseFrameRate(const std::string& text) {
+  const auto slash = text.find('/');
+  if (slash == std::string::npos) return parseOption("--fps", text, kFrameRates);
+  constexpr Range<double> kSides = {1.0, 1e9};
+  const auto frames = parseNumber(text.substr(0, slash), kSides);
+  const auto seconds = parseNumber(text.substr(slash + 1), kSides);
+  const double rate = frames && seconds ? *frames / *seconds : 0.0;
+  if (rate < kFrameRates.least || rate > kFrameRates.most) {
+    throw UsageError(fmt::format("--fps {}: {}, or a quotient such as 30000/1001", text, expectation(kFrameRates)));
+  }
+  return rate;
+}
+
 Command::Command(CLI::App& app, const char* name, const char* about, const char* help)
     : command(*app.add_subcommand(name, about)) {
   command.footer(help);
@@ -96,7 +109,8 @@ void InputOptions::addTo(Command& command) {
                         });
   command.addParsed("--picture", "WxH", "Size of the picture in pixels, if the input doesn't tell",
                     [this](const std::string& text) { settings.picture = parsePicture(text); });
-  command.addNumber("--fps", settings.frameRate, kFrameRates, "F", "Frames per second, if the input doesn't tell");
+  command.addParsed("--fps", "F", "Frames per second, such as 25 or 30000/1001, if the input doesn't tell",
+                    [this](const std::string& text) { settings.frameRate = parseFrameRate(text); });
 }
 
 const Format& InputOptions::formatOf(const std::string& input) const {

@@ -33,6 +33,10 @@ std::pair<std::string, std::string> parseAssignment(const std::string& option, c
 /// @throws UsageError unless `text` is the argument of --picture.
 PictureSize parsePicture(const std::string& text);
 
+/// A number of frames per second, which may be given as a quotient such as 30000/1001.
+/// @throws UsageError unless `text` is the argument of --fps.
+double parseFrameRate(const std::string& text);
+
 /// One of the tool's commands while it is declared. Its options keep what they say in variables of the caller, which
 /// live until the command has run. `kind` is how help calls an option's argument.
 class Command {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "errors.h"
+#include "formats.h"
 #include "jsonReading.h"
 #include "jsonText.h"
 #include "lineReader.h"
@@ -166,7 +167,7 @@ class JsonLinesReader final : public Reader {
  public:
   JsonLinesReader(const std::string& path, const ReadSettings& readSettings)
       : settings(readSettings),
-        usualCamera(path == kStandardInput ? "stdin" : nameOf(path)),
+        usualCamera(nameOf(path)),
         lines(path, simdjson::SIMDJSON_PADDING),
         parser(LineReader::kLongestLine) {}
 
@@ -177,12 +178,13 @@ class JsonLinesReader final : public Reader {
     try {
       readLine(record);
     } catch (const JsonFault& fault) {
-      record = BadLine{lines.number(), fault.field, fault.message};
+      record = BadLine{lines.number(), fault.field, fault.message + hint()};
     } catch (const std::bad_alloc&) {
       parser = dom::parser(LineReader::kLongestLine);
       record = BadLine();  // lets go of what the line took
       record = BadLine{lines.number(), "", kNoMemory};
     }
+    isFirst = false;
     return true;
   }
 
@@ -191,6 +193,17 @@ class JsonLinesReader final : public Reader {
   std::optional<double> progress() const override { return lines.progress(); }
 
  private:
+  /// Which format the input may be of instead, if the first line looks like that.
+  std::string hint() const {
+    if (!isFirst || !lines.line()) return "";
+    for (const Format* const each : formats()) {
+      if (each != &kJsonLines && each->recognises(*lines.line())) {
+        return fmt::format("; --from {} reads what looks like this", each->name);
+      }
+    }
+    return "";
+  }
+
   dom::object parse() {
     const JsonPlace whole;
     const auto line = lines.line();
@@ -198,7 +211,7 @@ class JsonLinesReader final : public Reader {
     dom::element element;
     const auto fault = parser.parse(line->data(), line->size(), false).get(element);
     if (fault == simdjson::MEMALLOC) throw std::bad_alloc();
-    if (fault != simdjson::SUCCESS) refuse(whole, fmt::format("no valid JSON: {}", simdjson::error_message(fault)));
+    if (fault != simdjson::SUCCESS) refuse(whole, explainBadJson(*line, fault));
     return objectOf(element, whole);
   }
 
@@ -277,6 +290,7 @@ class JsonLinesReader final : public Reader {
   std::string usualCamera;
   LineReader lines;
   dom::parser parser;
+  bool isFirst = true;
 };
 
 bool beginsWithObject(std::string_view beginning) { return beginsWith('{', beginning); }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace nivra::tool {
@@ -26,6 +27,33 @@ std::string describe(dom::element value) {
   }
 }
 
+bool isLetter(char character) {
+  return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
+}
+
+/// The first word outside of strings that JSON doesn't know; empty if there is none.
+std::string_view strangeWord(std::string_view text) {
+  const auto endOf = [&](std::size_t begin, auto belongs) {
+    while (begin < text.size() && belongs(text[begin])) ++begin;
+    return begin;
+  };
+  for (std::size_t i = 0; i < text.size();) {
+    if (text[i] == '"') {
+      for (++i; i < text.size() && text[i] != '"'; ++i) i += text[i] == '\\' ? 1 : 0;
+      ++i;
+    } else if (text[i] >= '0' && text[i] <= '9') {
+      i = endOf(i, [](char each) { return (each >= '0' && each <= '9') || each == '.' || each == 'e' || each == 'E'; });
+    } else if (isLetter(text[i])) {
+      const std::string_view word = text.substr(i, endOf(i, isLetter) - i);
+      if (word != "true" && word != "false" && word != "null") return word;
+      i += word.size();
+    } else {
+      ++i;
+    }
+  }
+  return {};
+}
+
 template <class Value>
 Value valueOf(dom::element element, std::string_view expected, const JsonPlace& place) {
   Value value;
@@ -46,6 +74,15 @@ void refuse(const JsonPlace& place, std::string message) { throw JsonFault{place
 
 void refuse(const JsonPlace& place, std::string_view expected, dom::element found) {
   refuse(place, fmt::format("{}, found {}", expected, describe(found)));
+}
+
+std::string explainBadJson(std::string_view text, simdjson::error_code fault) {
+  constexpr std::array kFaultsOfValues = {simdjson::TAPE_ERROR, simdjson::T_ATOM_ERROR, simdjson::F_ATOM_ERROR,
+                                          simdjson::N_ATOM_ERROR, simdjson::NUMBER_ERROR};
+  const bool isOfValue = std::find(kFaultsOfValues.begin(), kFaultsOfValues.end(), fault) != kFaultsOfValues.end();
+  const std::string_view word = isOfValue ? strangeWord(text) : std::string_view();
+  if (!word.empty()) return fmt::format("no valid JSON: {} is neither a number nor any other value", quoted(word));
+  return fmt::format("no valid JSON: {}", simdjson::error_message(fault));
 }
 
 bool beginsWith(char mark, std::string_view text) {

@@ -42,6 +42,9 @@ struct JsonFault {
 /// Stops with "expected <what>, found a string" or the like.
 [[noreturn]] void refuse(const JsonPlace& place, std::string_view expected, dom::element found);
 
+/// Why a text could not be parsed; what other languages take for numbers and the like is called by its name.
+std::string explainBadJson(std::string_view text, simdjson::error_code fault);
+
 /// Whether that is the first character which counts in JSON.
 bool beginsWith(char mark, std::string_view text);
 

@@ -61,36 +61,41 @@ class Columns {
   Columns(const fs::path& detectionFile, int lineNumber, std::string_view line)
       : path(detectionFile), number(lineNumber), rest(line) {}
 
+  /// @param name Of the column; null for one that has none.
   template <class Number>
   Number next(const char* name, Range<Number> range) {
     if (atEnd) failAt(path, number, name, "missing column");
     ++count;
-    field = name;
     const auto comma = rest.find(',');
     const std::string_view text = rest.substr(0, comma);
     atEnd = comma == std::string_view::npos;
     if (!atEnd) rest.remove_prefix(comma + 1);
     const auto value = parseNumber(text, range);
-    if (!value) failAt(path, number, name, complaint(text, range));
+    if (!value) blame(name, complaint(text, range));
     return *value;
   }
 
   /// Passes over what may follow the last column of interest.
   void finish() {
-    const char* const last = field;
     while (!atEnd) {
-      if (count == kMostColumns) failAt(path, number, last, fmt::format("more than {} columns", kMostColumns));
-      next(last, kCoordinates);
+      if (count == kMostColumns) {
+        ++count;
+        blame(nullptr, fmt::format("more than {} columns", kMostColumns));
+      }
+      next(nullptr, kCoordinates);
     }
   }
 
  private:
+  [[noreturn]] void blame(const char* name, const std::string& what) const {
+    failAt(path, number, name != nullptr ? name : fmt::format("column {}", count), what);
+  }
+
   const fs::path& path;
   int number;
   std::string_view rest;
   bool atEnd = false;
   std::size_t count = 0;
-  const char* field = "";
 };
 
 FrameDetection parseDetection(Columns columns, const Sequence& outline) {

@@ -63,7 +63,10 @@ void addSimulateCommand(CLI::App& app, const Streams& streams) {
       .addParsed("--picture", "WxH", "Size of the picture in pixels",
                  [&options](const std::string& text) { options.picture = parsePicture(text); })
       ->default_str(fmt::format("{}x{}", options.picture.width, options.picture.height));
-  command.addNumber("--fps", options.frameRate, kFrameRates, "F", "Frames per second");
+  command
+      .addParsed("--fps", "F", "Frames per second, such as 25 or 30000/1001",
+                 [&options](const std::string& text) { options.frameRate = parseFrameRate(text); })
+      ->default_str(fmt::format("{}", options.frameRate));
   command.addText("--to", given->format, "FORMAT", "Format of the detections: motchallenge or jsonl");
   command.whenChosen([given, streams] {
     simulate(given->options, given->output.target(streams.out), detectionFormatNamed("--to", given->format));

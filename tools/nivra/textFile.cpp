@@ -22,6 +22,7 @@ std::string readFile(const std::filesystem::path& path, std::size_t most) {
 }
 
 std::string nameOf(const std::filesystem::path& path) {
+  if (path == kStandardInput) return "stdin";
   const std::filesystem::path whole = std::filesystem::absolute(path).lexically_normal();
   std::filesystem::path name = (whole.has_filename() ? whole : whole.parent_path()).filename();
   std::error_code ignored;

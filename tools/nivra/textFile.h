@@ -11,7 +11,7 @@ namespace nivra::tool {
 /// @throws FileError naming the file and the system's reason.
 std::string readFile(const std::filesystem::path& path, std::size_t most = std::string::npos);
 
-/// The name of a file or folder, without the endings that tell a file's format.
+/// The name of a file or folder, without the endings that tell a file's format; "stdin" for the standard input.
 std::string nameOf(const std::filesystem::path& path);
 
 /// Hands out every line that holds more than blanks, with its number from 1.

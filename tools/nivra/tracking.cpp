@@ -234,8 +234,7 @@ const Format& outputFormatOf(const TrackOptions& options, const std::string& pat
 
 /// The name of an input's tracks in a folder.
 std::string fileFor(const TrackInput& input, const Format& format) {
-  const std::string name = input.path == kStandardInput ? "stdin" : nameOf(input.path);
-  return name + std::string(format.extensions.front());
+  return nameOf(input.path) + std::string(format.extensions.front());
 }
 
 /// @throws UsageError when tracks of these inputs can't go there.
