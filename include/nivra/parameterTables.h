@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Every parameter that a tracker reads: name, default, unit, meaning and which way it pulls.
+/// Every parameter that a tracker reads: name, default, unit, meaning, which way it pulls and what it may be.
 ///
 /// Parsing takes its defaults from these tables, so what they say is what happens.
 
@@ -13,6 +13,12 @@
 
 namespace nivra {
 
+/// The values that can be meant, both ends included. Trackers take others as well, for what they are worth.
+struct ParameterRange {
+  double least;
+  double most;
+};
+
 /// One parameter of a section.
 struct ParameterDescription {
   const char* name;          ///< Name without section.
@@ -20,6 +26,7 @@ struct ParameterDescription {
   const char* unit;          ///< Unit of the value; empty for plain numbers.
   const char* meaning;       ///< What the value stands for.
   const char* pull;          ///< What a larger value does.
+  ParameterRange range;      ///< Of each number of the value; 0 to 0 if it isn't one of numbers.
 };
 
 /// The parameters of one kind of section.

@@ -41,6 +41,34 @@ TEST_F(Parameters, OfEveryTrackerAreTakenByItAndAllOthersRefused) {
   }
 }
 
+TEST_F(Parameters, ThatCannotBeMeantAreRefused) {
+  for (const char* const tracker : {"hybrid", "lowfps"}) {
+    for (const std::string& key : listed("key", {"--tracker", tracker})) {
+      if (key.find("objectnessClasses") != std::string::npos) continue;
+      const bool isPair = key.find("Range") != std::string::npos;
+      for (const std::string value : {"nan", "inf", "-inf", "1e20", "-1e20"}) {
+        const std::string setting = key + "=" + (isPair ? "0.5," + value : value);
+        const Outcome outcome = nivra({"track", kPlaza, "--tracker", tracker, "--param", setting});
+        EXPECT_EQ(outcome.code, 2) << setting;
+        EXPECT_EQ(outcome.out, "") << setting;
+      }
+    }
+  }
+  const std::string key = "vanilla.kalman.observationNoiseVarianceX";
+  EXPECT_EQ(nivra({"track", kPlaza, "--param", key + "=-1"}).err,
+            "error: --param " + key + "=-1: expected a number from 1e-12 to 1e+06\n");
+}
+
+TEST_F(Parameters, ThatKeepEveryTrackAreWarnedOf) {
+  const std::string key = "vanilla.expirationLikelihoodThreshold";
+  for (const char* const value : {"-0.36", "-4", "-0.35"}) {
+    const Outcome outcome = nivra({"track", kPlaza, "--param", key + "=" + value});
+    EXPECT_EQ(outcome.code, 0);
+    const std::string warning = "warning: " + key + "=" + value + " keeps every track for ever: ";
+    EXPECT_EQ(outcome.err.rfind(warning, 0), value == std::string("-0.35") ? std::string::npos : 0U) << outcome.err;
+  }
+}
+
 TEST_F(Parameters, FormAFileThatChangesNothing) {
   for (const char* const tracker : kTrackerNames) {
     const std::string file = write("defaults.params", nivra({"params", "--tracker", tracker}).out);
@@ -105,12 +133,14 @@ TEST_F(Parameters, PageIsFreshAndHasAllCellsInEveryRow) {
   EXPECT_TRUE(page == contentOf(NIVRA_DOCS "/parameters.md"))
       << "docs/parameters.md is old: nivra params --markdown > docs/parameters.md renews it";
   std::size_t rows = 0;
+  std::size_t columns = 0;
   for (const std::string& line : splitAt('\n', page)) {
+    if (line.rfind("|---", 0) == 0) columns = static_cast<std::size_t>(std::count(line.begin(), line.end(), '|'));
     if (line.rfind("| `", 0) != 0) continue;
     ++rows;
     std::size_t bars = 1;  // the first character
     for (std::size_t i = 1; i < line.size(); ++i) bars += line[i] == '|' && line[i - 1] != '\\' ? 1 : 0;
-    EXPECT_EQ(bars, 6U) << line;
+    EXPECT_EQ(bars, columns) << line;
   }
   EXPECT_EQ(rows, parameterSections.size() + listed("key").size());
 }

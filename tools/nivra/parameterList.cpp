@@ -18,7 +18,8 @@ This page is made by `nivra params --markdown` from the tables that the library 
 
 A parameter's key is its section, a dot and its name. The tool takes `--param vanilla.scoreAbsorption=0.1`, or a file
 of such lines by `--params FILE`; `nivra params --tracker NAME` prints one with all defaults of a tracker. A host of
-the library hands `makeTracker` a map from keys to values. What is not given keeps its default.
+the library hands `makeTracker` a map from keys to values. What is not given keeps its default. The tool refuses values
+beyond the range; the library takes them for what they are worth.
 
 A picture unit is half the picture's width or height: coordinates go from -1 to 1 on both axes.
 
@@ -27,8 +28,8 @@ Trackers refuse parameters of sections that they don't read:
 )";
 
 constexpr char kTableHead[] = R"(
-| name | default | unit | meaning | a larger value |
-|---|---|---|---|---|
+| name | default | unit | meaning | a larger value | range |
+|---|---|---|---|---|---|
 )";
 
 /// Text as it is, without a meaning to Markdown and its tables.
@@ -40,6 +41,10 @@ std::string escaped(std::string_view text) {
   }
   return result;
 }
+
+bool hasNumbers(const ParameterRange& range) { return range.least < range.most; }
+
+std::string text(const ParameterRange& range) { return fmt::format("from {:g} to {:g}", range.least, range.most); }
 
 std::string tableOfReaders(const std::vector<ParameterSection>& sections) {
   std::string head = "| section |";
@@ -62,10 +67,11 @@ std::string tableOfReaders(const std::vector<ParameterSection>& sections) {
 std::string listAsText(const std::vector<ParameterSection>& sections) {
   std::string list;
   for (const ParameterSection& section : sections) {
-    for (const auto& [name, defaultValue, unit, meaning, pull] : *section.table) {
+    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
       const char* const gap = *unit == '\0' ? "" : "  # ";
-      fmt::format_to(std::back_inserter(list), "{}.{} = {}{}{}\n    # {}\n    # larger: {}\n", section.name, name,
-                     defaultValue, gap, unit, meaning, pull);
+      fmt::format_to(std::back_inserter(list), "{}.{} = {}{}{}\n    # {}\n    # larger: {}\n{}", section.name, name,
+                     defaultValue, gap, unit, meaning, pull,
+                     hasNumbers(range) ? fmt::format("    # {}\n", text(range)) : "");
     }
   }
   return list;
@@ -75,10 +81,10 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
   std::string page = kIntroduction + tableOfReaders(sections);
   for (const ParameterSection& section : sections) {
     page += fmt::format("\n## {}\n{}", section.name, kTableHead);
-    for (const auto& [name, defaultValue, unit, meaning, pull] : *section.table) {
+    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
       const std::string shownDefault = *defaultValue == '\0' ? "*empty*" : escaped(defaultValue);
-      fmt::format_to(std::back_inserter(page), "| `{}` | {} | {} | {} | {} |\n", name, shownDefault, escaped(unit),
-                     escaped(meaning), escaped(pull));
+      fmt::format_to(std::back_inserter(page), "| `{}` | {} | {} | {} | {} | {} |\n", name, shownDefault, escaped(unit),
+                     escaped(meaning), escaped(pull), hasNumbers(range) ? text(range) : "");
     }
   }
   return page;
@@ -87,7 +93,7 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
 std::string listAsJson(const std::vector<ParameterSection>& sections) {
   std::string json;
   for (const ParameterSection& section : sections) {
-    for (const auto& [name, defaultValue, unit, meaning, pull] : *section.table) {
+    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
       json += json.empty() ? '[' : ',';
       appendField(json, "\n{\"section\":", section.name, appendQuoted);
       appendField(json, ",\"name\":", name, appendQuoted);
@@ -96,6 +102,7 @@ std::string listAsJson(const std::vector<ParameterSection>& sections) {
       appendField(json, ",\"unit\":", unit, appendQuoted);
       appendField(json, ",\"meaning\":", meaning, appendQuoted);
       appendField(json, ",\"pull\":", pull, appendQuoted);
+      if (hasNumbers(range)) json += fmt::format(",\"least\":{},\"most\":{}", range.least, range.most);
       json += '}';
     }
   }

@@ -11,7 +11,8 @@ namespace nivra::tool {
 
 namespace {
 
-constexpr char kHelp[] = R"(Each parameter comes with its default, unit, meaning and what a larger value does.
+constexpr char kHelp[] = R"(Each parameter comes with its default, unit, meaning, what a larger value does and
+what it may be.
 The list of one tracker is a file for nivra track --params as it stands.
 
 Examples

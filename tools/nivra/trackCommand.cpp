@@ -92,6 +92,7 @@ void run(Arguments& given, const Streams& streams) {
   const bool wouldMix = target.path.empty() && streams.outIsTerminal;
   options.progress = given.quiet || wouldMix ? nullptr : streams.terminal;
   const TrackerRecipe recipe(given.tracker, collectSettings(given.paramsFiles, given.params));
+  streams.err << recipe.warnings();
   if (given.inputs.empty()) given.inputs.push_back(kStandardInput);
   for (const std::string& path : given.inputs) options.inputs.push_back({path, &given.input.formatOf(path)});
   track(options, recipe, target, streams.err);

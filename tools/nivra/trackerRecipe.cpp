@@ -57,6 +57,27 @@ std::string strayPart(const std::string& value, const std::string& defaultValue)
   return expected.size() == 1 ? "not a number" : fmt::format("not {} numbers with commas between", expected.size());
 }
 
+/// What is wrong with numbers that the library takes, although they cannot be meant.
+std::string excess(const std::string& value, const ParameterRange& range) {
+  if (!(range.least < range.most)) return "";
+  for (const std::string& piece : split(value, ",")) {
+    const double number = std::strtod(piece.c_str(), nullptr);
+    if (!(number >= range.least && number <= range.most)) {
+      return fmt::format("expected {} from {:g} to {:g}", value == piece ? "a number" : "numbers", range.least,
+                         range.most);
+    }
+  }
+  return "";
+}
+
+/// ln 0.7, to which the smoothed log-likelihood of a track falls that takes no detections any more.
+constexpr float kLikelihoodOfTheUnseen = -0.35667497F;
+
+bool keepsTracksForEver(const ParameterDescription& parameter, const std::string& value) {
+  return parameter.name == std::string_view("expirationLikelihoodThreshold") &&
+         std::strtof(value.c_str(), nullptr) <= kLikelihoodOfTheUnseen;
+}
+
 /// What the library has against a value; its conversions say no more than their own name.
 std::string explain(const std::logic_error& refusal) {
   const std::string_view message = refusal.what();
@@ -103,8 +124,13 @@ void TrackerRecipe::take(const Setting& setting) {
   } catch (const std::logic_error& refusal) {
     failAt(setting, explain(refusal));
   }
-  const std::string fault = strayPart(setting.value, parameter.defaultValue);
+  std::string fault = strayPart(setting.value, parameter.defaultValue);
+  if (fault.empty()) fault = excess(setting.value, parameter.range);
   if (!fault.empty()) failAt(setting, fault);
+  if (keepsTracksForEver(parameter, setting.value)) {
+    doubts += fmt::format("warning: {}={} keeps every track for ever: without detections, tracks come down to {}\n",
+                          setting.key, setting.value, kLikelihoodOfTheUnseen);
+  }
 }
 
 }  // namespace nivra::tool

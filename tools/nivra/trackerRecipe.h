@@ -31,6 +31,9 @@ class TrackerRecipe {
   /// @throws UsageError, FileError naming the setting that is at fault.
   TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings);
 
+  /// What is possible, but hardly meant; each ends its line.
+  const std::string& warnings() const { return doubts; }
+
   std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio,
                                       MotionTrackerServer* motionServer) const;
 
@@ -38,6 +41,7 @@ class TrackerRecipe {
   void take(const Setting& setting);
 
   TrackerChoice choice;
+  std::string doubts;
   ParameterMap params;
 };
 
