@@ -86,6 +86,17 @@ TEST_F(Files, SeveralGoToAFolderOrOneStream) {
   EXPECT_EQ(nivra({"track", inputs[1], inputs[0], inputs[1]}).out, once + once + once);
 }
 
+TEST_F(Files, OfOneNameAreToldApartByTheirFolders) {
+  const std::string text = "1,-1,10,20,30,40,1\n";
+  const Arguments inputs = {write("east/gate/det.txt", text), write("west/gate/det.txt", text),
+                            write("west/yard/det.txt", text), write("other.txt", text)};
+  const Arguments options = {"--picture", "64x48", "--fps", "5", "-o", path("out/")};
+  ASSERT_EQ(nivra(Arguments{"track"} + inputs + options).code, 0);
+  for (const char* const name : {"east-gate-det", "west-gate-det", "yard-det", "other"}) {
+    EXPECT_TRUE(std::filesystem::exists(path("out/" + std::string(name) + ".txt"))) << name;
+  }
+}
+
 TEST_F(Files, OfCocoResultsAreRead) {
   const std::string results = write("results.json", R"([
       {"image_id": 41, "category_id": 3, "bbox": [10, 20, 30, 40], "score": 0.5},

@@ -1,3 +1,7 @@
+#include <fcntl.h>
+
+#include <cstdlib>
+
 #include "toolRun.h"
 
 namespace nivra::tool::test {
@@ -9,11 +13,21 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
   };
   const std::string key = "vanilla.scoreAbsorption";
   const Case cases[] = {
-      {{}, "subcommand"},
+      {{}, "expected one of the commands track, convert, simulate, params (nivra --help "},
+      {{"trakc"},
+       "there is no command trakc, but track, convert, simulate, params; did you mean track? (nivra --help "},
+      {{"x"}, "there is no command x, but track, convert, simulate, params (nivra --help "},
+      {{"--verison"}, "--verison: expected a command before it; did you mean --version? (nivra --help "},
+      {{"track", kPlaza, "--confidentonly"}, "; did you mean --confident-only? (nivra track --help "},
+      {{"track", kPlaza, "--lables=car"}, "; did you mean --labels? (nivra track --help "},
+      {{"params", "--mraknown"}, "; did you mean --markdown? (nivra params --help "},
+      {{"simulate", "-o", "-"}, "a folder of files"},
+      {{"track", kPlaza, "--param", "vanilla.scoreabsorbtion=1"}, "; did you mean scoreAbsorption?"},
+      {{"track", kPlaza, "--fps", "30000/0"}, "--fps 30000/0: expected a number from 0.01 to 1000000, or a quotient"},
       {{"track", ""}, "INPUT"},
       {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge or coco"},
       {{"track", kPlaza, "--to", "coco"}, "coco files hold no tracks"},
-      {{"track", kPlaza, kPlaza}, "-o takes a folder"},
+      {{"track", kPlaza, kPlaza}, "-o takes a folder for them, which exists or ends in a slash"},
       {{"track", kPlaza, kPlaza, "-o", "unused/"}, "the tracks of two inputs would be called plaza.txt"},
       {{"track", kPlaza, "--associate", "car"}, "--associate car: "},
       {{"track", kPlaza, "--associate", "car=car,,bus"}, "--associate car,,bus: an empty label"},
@@ -57,6 +71,32 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
     EXPECT_EQ(outcome.err.rfind("error: ", 0), 0U);
     EXPECT_NE(outcome.err.find(each.message), std::string::npos) << each.message << " in " << outcome.err;
   }
+}
+
+TEST(Usage, HelpAndVersionAreWordsToo) {
+  const std::pair<Arguments, Arguments> alike[] = {
+      {{"help"}, {"--help"}}, {{"help", "track"}, {"track", "--help"}}, {{"version"}, {"--version"}}};
+  for (const auto& [words, options] : alike) {
+    const Outcome outcome = nivra(words);
+    EXPECT_EQ(outcome.code, 0) << outcome.err;
+    EXPECT_NE(outcome.out, "");
+    EXPECT_EQ(outcome.out, nivra(options).out);
+  }
+}
+
+TEST(Usage, WaitingForATerminalIsSaid) {
+  const int keyboard = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(keyboard >= 0 && grantpt(keyboard) == 0 && unlockpt(keyboard) == 0);
+  const int terminal = open(ptsname(keyboard), O_RDWR | O_NOCTTY);
+  for (const char* const command : {"track", "convert"}) {
+    ASSERT_EQ(write(keyboard, "{}\n\4", 4), 4);
+    const StandardInput input(terminal);
+    const Outcome outcome = nivra({command, "-"});
+    EXPECT_EQ(outcome.err, "waiting for jsonl from this terminal; control-D ends it, and --help tells more\n");
+    EXPECT_NE(outcome.out.find(R"("camera":"stdin")"), std::string::npos);
+  }
+  close(terminal);
+  close(keyboard);
 }
 
 }  // namespace nivra::tool::test

@@ -1,9 +1,12 @@
 #include "commandOptions.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <limits>
 #include <memory>
 
+#include "byteSource.h"
 #include "formats.h"
 #include "keyValues.h"
 
@@ -113,8 +116,12 @@ void InputOptions::addTo(Command& command) {
                     [this](const std::string& text) { settings.frameRate = parseFrameRate(text); });
 }
 
-const Format& InputOptions::formatOf(const std::string& input) const {
-  return from.empty() ? recogniseFormat(input) : formatNamed("--from", from);
+const Format& InputOptions::formatOf(const std::string& input, std::ostream& err) const {
+  const Format& format = from.empty() ? recogniseFormat(input) : formatNamed("--from", from);
+  if (input == kStandardInput && isatty(STDIN_FILENO) == 1) {
+    err << fmt::format("waiting for {} from this terminal; control-D ends it, and --help tells more\n", format.name);
+  }
+  return format;
 }
 
 CLI::Option* OutputOptions::addTo(Command& command, const char* kind, const std::string& help) {

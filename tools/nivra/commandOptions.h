@@ -79,8 +79,8 @@ class Command {
 struct InputOptions {
   void addTo(Command& command);
 
-  /// What --from says, or else the input's own format.
-  const Format& formatOf(const std::string& input) const;
+  /// What --from says, or else the input's own format. Says on `err` what a terminal is waited for with.
+  const Format& formatOf(const std::string& input, std::ostream& err) const;
 
   std::string from;
   ReadSettings settings;

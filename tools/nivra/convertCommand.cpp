@@ -27,11 +27,11 @@ struct Arguments {
   OutputOptions output;
 };
 
-void run(const Arguments& given, std::ostream& out) {
+void run(const Arguments& given, const Streams& streams) {
   const ReadSettings& settings = given.inputOptions.settings;
   const Format& target = detectionFormatNamed("--to", given.to);
-  const auto reader = given.inputOptions.formatOf(given.input).read(given.input, settings);
-  const auto writer = target.writeDetections(given.output.target(out), {settings.frameRate, std::nullopt});
+  const auto reader = given.inputOptions.formatOf(given.input, streams.err).read(given.input, settings);
+  const auto writer = target.writeDetections(given.output.target(streams.out), {settings.frameRate, std::nullopt});
   for (Record record; reader->read(record);) {
     const BadLine* const bad = std::get_if<BadLine>(&record);
     if (bad != nullptr) failAt(shownName(given.input), static_cast<int>(bad->line), bad->field, bad->message);
@@ -49,7 +49,7 @@ void addConvertCommand(CLI::App& app, const Streams& streams) {
   given->output.addTo(command, "FILE|FOLDER", "Where the detections go; standard output if not given or -");
   given->inputOptions.addTo(command);
   command.addText("--to", given->to, "FORMAT", "Format of the output: jsonl or motchallenge");
-  command.whenChosen([given, streams] { run(*given, streams.out); });
+  command.whenChosen([given, streams] { run(*given, streams); });
 }
 
 }  // namespace nivra::tool

@@ -30,7 +30,8 @@ What comes out
                 Those of which nothing is left in the picture have none.
   A track is reported from its first detection on; --confident-only waits until
   it is confirmed. FILE appears when the whole output is written, packed if its
-  name ends in .gz; a FOLDER gets a file for each input.
+  name ends in .gz; a FOLDER, which exists or ends in a slash,
+  gets a file for each input, named after it.
 
 Labels
   Tracks take detections by the associations of labels alone. In files, labels
@@ -94,7 +95,8 @@ void run(Arguments& given, const Streams& streams) {
   const TrackerRecipe recipe(given.tracker, collectSettings(given.paramsFiles, given.params));
   streams.err << recipe.warnings();
   if (given.inputs.empty()) given.inputs.push_back(kStandardInput);
-  for (const std::string& path : given.inputs) options.inputs.push_back({path, &given.input.formatOf(path)});
+  for (const std::string& path : given.inputs)
+    options.inputs.push_back({path, &given.input.formatOf(path, streams.err)});
   track(options, recipe, target, streams.err);
 }
 

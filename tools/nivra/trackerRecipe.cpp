@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "errors.h"
+#include "suggestion.h"
 
 namespace nivra::tool {
 
@@ -28,7 +29,10 @@ const ParameterDescription& parameterOf(const Setting& setting, const TrackerCho
     if (section.name != key.substr(0, dot)) continue;
     const ParameterDescription* const parameter = findParameter(section, key.substr(dot + 1));
     if (parameter == nullptr) {
-      failAt(setting, fmt::format("{} has no parameter \"{}\"", section.name, key.substr(dot + 1)));
+      std::vector<std::string> known;
+      for (const ParameterDescription& each : *section.table) known.emplace_back(each.name);
+      const std::string_view name = key.substr(dot + 1);
+      failAt(setting, fmt::format("{} has no parameter \"{}\"{}", section.name, name, suggestionFor(name, known)));
     }
     if (!readsSection(tracker, section)) failAt(setting, fmt::format("not read by the tracker \"{}\"", tracker.name));
     return *parameter;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <map>
 #include <new>
 #include <utility>
 
@@ -232,9 +233,44 @@ const Format& outputFormatOf(const TrackOptions& options, const std::string& pat
   return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
 }
 
-/// The name of an input's tracks in a folder.
-std::string fileFor(const TrackInput& input, const Format& format) {
-  return nameOf(input.path) + std::string(format.extensions.front());
+/// The name of an input, and before it those of some folders around it.
+std::string nameWithFolders(const std::string& path, int folders) {
+  std::string name = nameOf(path);
+  fs::path around = path == kStandardInput ? fs::path() : fs::absolute(path).lexically_normal();
+  if (!around.has_filename()) around = around.parent_path();
+  for (; folders > 0; --folders) {
+    around = around.parent_path();
+    if (around.has_filename()) name = fmt::format("{}-{}", around.filename().string(), name);
+  }
+  return name;
+}
+
+/// The names of the inputs' tracks in a folder: each with as few folders' names as tell it from the others.
+/// @throws UsageError when nothing tells them apart.
+std::vector<std::string> filesFor(const std::vector<TrackInput>& inputs, const Format& format) {
+  std::vector<int> folders(inputs.size());
+  std::vector<std::string> names;
+  for (bool changed = true; changed;) {
+    changed = false;
+    names.clear();
+    for (std::size_t i = 0; i < inputs.size(); ++i) names.push_back(nameWithFolders(inputs[i].path, folders[i]));
+    std::map<std::string, int> counts;
+    for (const std::string& name : names) ++counts[name];
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      if (counts[names[i]] == 1 || nameWithFolders(inputs[i].path, folders[i] + 1) == names[i]) continue;
+      ++folders[i];
+      changed = true;
+    }
+  }
+  const std::string_view extension = format.extensions.front();
+  std::set<std::string> taken;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!taken.insert(names[i]).second) {
+      throw UsageError(fmt::format("the tracks of two inputs would be called {}{}", nameOf(inputs[i].path), extension));
+    }
+    names[i] += extension;
+  }
+  return names;
 }
 
 /// @throws UsageError when tracks of these inputs can't go there.
@@ -243,13 +279,8 @@ void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, b
     throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format.name));
   }
   if (!toFolder && inputs.size() > 1 && &format == &kMotChallenge) {
-    throw UsageError("several inputs make several MOTChallenge files: -o takes a folder for them");
-  }
-  std::set<std::string> names;
-  for (const TrackInput& each : inputs) {
-    if (toFolder && !names.insert(fileFor(each, format)).second) {
-      throw UsageError(fmt::format("the tracks of two inputs would be called {}", fileFor(each, format)));
-    }
+    throw UsageError(
+        "several inputs make several MOTChallenge files: -o takes a folder for them, which exists or ends in a slash");
   }
 }
 
@@ -260,12 +291,13 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   const bool toFolder = isFolder(target.path);
   requirePlace(options.inputs, format, toFolder);
   Summary summary;
+  const std::vector<std::string> files = toFolder ? filesFor(options.inputs, format) : std::vector<std::string>();
   std::vector<std::string> complaints;
   std::unique_ptr<Output> output;
   if (!toFolder) output = openOutput(target);
-  for (const TrackInput& input : options.inputs) {
-    if (toFolder) output = openInside(target, fileFor(input, format));
-    const std::string complaint = Run(options, recipe, input, format, *output, summary, err).follow();
+  for (std::size_t i = 0; i < options.inputs.size(); ++i) {
+    if (toFolder) output = openInside(target, files[i]);
+    const std::string complaint = Run(options, recipe, options.inputs[i], format, *output, summary, err).follow();
     if (!complaint.empty()) complaints.push_back(complaint);
     if (toFolder) output->finish();
   }
