@@ -109,9 +109,9 @@ TEST_F(Stream, OfAFileEndsWithCodeOneAfterBadLines) {
   const std::string bad = write("bad.jsonl", "{]\n");
   const Outcome outcome = nivra({"track", file, bad, write("good.jsonl", good), "-o", path("all.jsonl")});
   EXPECT_EQ(outcome.code, 1);
-  EXPECT_EQ(outcome.err.rfind("error: 2 of 4 lines are no good jsonl; the first: no valid JSON: ", 0), 0U)
+  EXPECT_EQ(outcome.err.rfind("error: 2 of 4 lines refused, read as jsonl; the first: no valid JSON: ", 0), 0U)
       << outcome.err;
-  EXPECT_NE(outcome.err.find("(" + file + ":2); 1 of 1 lines are no good jsonl; the first: "), std::string::npos)
+  EXPECT_NE(outcome.err.find("(" + file + ":2); 1 of 1 lines refused, read as jsonl; the first: "), std::string::npos)
       << outcome.err;
   EXPECT_EQ(linesOf(contentOf(path("all.jsonl"))).size(), 6U) << "what is good stays, and every line has its answer";
 }

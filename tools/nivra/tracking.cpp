@@ -127,7 +127,7 @@ class Run {
     }
     summary.leftOut += writer->leftOut();
     if (badLines == 0 || !canBeReadTwice(input.path)) return "";
-    return fmt::format("{} of {} lines are no good {}; the first: {}", badLines, recordsTaken, input.format->name,
+    return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
                        firstFault);
   }
 
