@@ -88,6 +88,14 @@ TEST_F(Simulate, FollowsItsOptions) {
   EXPECT_TRUE(hidden) << "nobody passes behind anybody";
 }
 
+TEST_F(Simulate, WritesJsonLinesThatSayTheSame) {
+  ASSERT_EQ(nivra({"simulate", "-o", path("new/plaza"), "--to", "jsonl"}).code, 0);
+  EXPECT_TRUE(contentOf(path("new/plaza/gt/gt.txt")) == contentOf(kPlaza + "/gt/gt.txt"));
+  const auto lines = splitAt('\n', contentOf(path("new/plaza/detections.jsonl")));
+  ASSERT_EQ(lines.size(), 300U);
+  EXPECT_EQ(lines[0], splitAt('\n', nivra({"convert", kPlaza}).out)[0]);
+}
+
 TEST_F(Simulate, OptionsDecideOnTheRecords) {
   const std::vector<std::string> usual = toText({});
   EXPECT_TRUE(toText({}) == usual);

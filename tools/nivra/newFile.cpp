@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -106,7 +107,7 @@ void NewFile::openNamed() {
 void NewFile::publish(bool replaces) {
   const auto missing = makesFolders ? missingFoldersOf(target) : std::vector<fs::path>();
   std::error_code fault;
-  fs::create_directories(folderOf(target), fault);
+  if (makesFolders) fs::create_directories(folderOf(target), fault);
   if (fault) throw FileError(fmt::format("cannot make the folder {}: {}", folderOf(target).string(), fault.message()));
   try {
     if (replaces) {

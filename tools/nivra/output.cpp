@@ -14,7 +14,6 @@
 #include <utility>
 
 #include "errors.h"
-#include "newFile.h"
 
 namespace nivra::tool {
 
@@ -78,19 +77,21 @@ class DirectOutput final : public Output {
 
 class FileOutput final : public Output {
  public:
-  FileOutput(const std::string& path, NewFile::Folders folders, bool mayReplace)
-      : target(path, folders), file(fdopen(dup(target.descriptor()), "wb"), path), replaces(mayReplace) {}
+  explicit FileOutput(const Target& chosen)
+      : newFile(chosen.path, chosen.folders),
+        file(fdopen(dup(newFile.descriptor()), "wb"), chosen.path),
+        replaces(chosen.replaces) {}
 
   void write(std::string_view text) override { file.write(text); }
 
   void finish() override {
     file.flushToDisk();
     file.close();
-    target.publish(replaces);
+    newFile.publish(replaces);
   }
 
  private:
-  NewFile target;
+  NewFile newFile;
   File file;
   bool replaces;
 };
@@ -168,7 +169,7 @@ bool namesOpenFile(const fs::path& path) {
   return folder == "/dev" || folder == "/dev/fd" || folder == "/proc/self/fd";
 }
 
-std::unique_ptr<Output> openFile(const Target& target, NewFile::Folders folders) {
+std::unique_ptr<Output> openFile(const Target& target) {
   const std::string& path = target.path;
   std::error_code ignored;
   const fs::file_status status = fs::status(path, ignored);
@@ -179,28 +180,24 @@ std::unique_ptr<Output> openFile(const Target& target, NewFile::Folders folders)
   if (fs::exists(status) && !target.replaces) {
     throw FileError(fmt::format("cannot write {}: it exists already, and --force is not given", path));
   }
-  return std::make_unique<FileOutput>(path, folders, target.replaces);
+  return std::make_unique<FileOutput>(target);
 }
 
 bool endsWith(const std::string& text, std::string_view end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-std::unique_ptr<Output> open(const Target& target, NewFile::Folders folders) {
-  auto output = openFile(target, folders);
-  return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
-}
-
 }  // namespace
 
 std::unique_ptr<Output> openOutput(const Target& target) {
   if (target.path.empty()) return std::make_unique<StreamOutput>(target.standardOutput);
-  return open(target, NewFile::Folders::exist);
+  auto output = openFile(target);
+  return endsWith(target.path, ".gz") ? std::make_unique<GzipOutput>(std::move(output)) : std::move(output);
 }
 
 std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
-  return open({target.standardOutput, (fs::path(target.path) / file).string(), target.replaces},
-              NewFile::Folders::areMade);
+  return openOutput(
+      {target.standardOutput, (fs::path(target.path) / file).string(), target.replaces, NewFile::Folders::areMade});
 }
 
 void print(std::string_view text, const Target& target) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "newFile.h"
+
 namespace nivra::tool {
 
 /// Where results go. Nothing counts as written before `finish` has returned.
@@ -29,6 +31,7 @@ struct Target {
   std::ostream& standardOutput;
   std::string path = {};  // empty for the standard output
   bool replaces = false;  // may take the place of an older file
+  NewFile::Folders folders = NewFile::Folders::exist;
 };
 
 /// A file, which `finish` puts in its place in a single step; until then, and when anything fails, an older one stays

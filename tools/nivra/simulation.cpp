@@ -86,6 +86,7 @@ void simulate(const SimulationOptions& options, const Target& folder, const Form
   if (folder.path.empty()) throw UsageError("-o: a sequence is a folder of files, which the standard output can't be");
   const auto truth = openInside(folder, "gt/gt.txt");
   Target target = folder;
+  target.folders = NewFile::Folders::areMade;
   if (&format != &kMotChallenge) target.path += fmt::format("/detections{}", format.extensions.front());
   const auto detections = format.writeDetections(target, {options.frameRate, 0});
 
