@@ -61,9 +61,9 @@ class Columns {
   Columns(const fs::path& detectionFile, int lineNumber, std::string_view line)
       : path(detectionFile), number(lineNumber), rest(line) {}
 
-  /// @param name Of the column; null for one that has none.
+  /// @param name Of the column; empty for one that has none.
   template <class Number>
-  Number next(const char* name, Range<Number> range) {
+  Number next(std::string_view name, Range<Number> range) {
     if (atEnd) failAt(path, number, name, "missing column");
     ++count;
     const auto comma = rest.find(',');
@@ -80,15 +80,15 @@ class Columns {
     while (!atEnd) {
       if (count == kMostColumns) {
         ++count;
-        blame(nullptr, fmt::format("more than {} columns", kMostColumns));
+        blame({}, fmt::format("more than {} columns", kMostColumns));
       }
-      next(nullptr, kCoordinates);
+      next({}, kCoordinates);
     }
   }
 
  private:
-  [[noreturn]] void blame(const char* name, const std::string& what) const {
-    failAt(path, number, name != nullptr ? name : fmt::format("column {}", count), what);
+  [[noreturn]] void blame(std::string_view name, const std::string& what) const {
+    failAt(path, number, name.empty() ? fmt::format("column {}", count) : std::string(name), what);
   }
 
   const fs::path& path;
