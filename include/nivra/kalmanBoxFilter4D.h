@@ -4,6 +4,8 @@
 /// Joint Kalman filter of a box, measured by its edges.
 
 #include <Eigen/Core>
+#include <array>
+#include <cstddef>
 
 #include "nivra/export.h"
 #include "nivra/geometry.h"
@@ -18,6 +20,9 @@ namespace nivra {
 /// Constant velocity, white acceleration noise as in `KalmanFilter1D`. All noise grows with the square of the
 /// box's width; an edge near the picture's border has noise of its own. Association is gated by the
 /// Mahalanobis distance of the four edges. Times are seconds.
+///
+/// State and covariance are kept in double precision. In single precision the update, which subtracts nearly equal
+/// matrices when a prediction went far, leaves a covariance that belongs to no filter after a pause of the camera.
 ///
 /// No input is refused: a singular innovation covariance gives distances that are not a number, and those
 /// fail the gate.
@@ -77,32 +82,52 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   EdgeMatrix getInnovationCovariance() const;
 
  private:
-  /// One direction of the box. Neither the motion nor the edges couple the horizontal direction with the vertical one,
-  /// so the filter over eight coordinates falls apart into two over four: those entries of its matrices that would join
-  /// the two are 0 and stay 0.
-  struct Direction {
-    using State = Eigen::Matrix<float, 4, 1, Eigen::DontAlign>;
-    using Covariance = Eigen::Matrix<float, 4, 4, Eigen::DontAlign>;
-    using Edges = Eigen::Matrix<float, 2, 1, Eigen::DontAlign>;
-    using EdgeCovariance = Eigen::Matrix<float, 2, 2, Eigen::DontAlign>;
+  /// A quantity of the horizontal and of the vertical direction of the box, computed side by side. Neither the motion
+  /// nor the edges couple the two directions, so the filter over eight coordinates falls apart into two over four:
+  /// those entries of its matrices that would join the two are 0 and stay 0.
+  struct Both {
+    double horizontal;
+    double vertical;
 
-    void predict(float dt);
-    void addProcessNoise(const TimeStep& step, float centerNoise, float sizeNoise);
-    void update(const Edges& residual);
-    Edges edges() const;
-    EdgeCovariance predictedEdgeCovariance() const;
-
-    State state;  // centre, its velocity, size, its velocity
-    Covariance covariance;
-    EdgeCovariance innovationCovarianceInverse;  // of the lower and the higher edge, as of the latest prediction
+    friend Both operator+(Both a, Both b) { return {a.horizontal + b.horizontal, a.vertical + b.vertical}; }
+    friend Both operator-(Both a, Both b) { return {a.horizontal - b.horizontal, a.vertical - b.vertical}; }
+    friend Both operator*(Both a, Both b) { return {a.horizontal * b.horizontal, a.vertical * b.vertical}; }
+    friend Both operator/(Both a, Both b) { return {a.horizontal / b.horizontal, a.vertical / b.vertical}; }
+    friend Both operator*(double a, Both b) { return {a * b.horizontal, a * b.vertical}; }
+    void operator+=(Both other) { *this = *this + other; }
+    void operator-=(Both other) { *this = *this - other; }
   };
 
+  /// Symmetric matrix over centre, its velocity, size and its velocity. Each entry above the diagonal stands for the
+  /// one below as well, so rounding can't make the two differ.
+  struct Covariance {
+    Both& operator()(int row, int column) { return entries[indexOf(row, column)]; }
+    const Both& operator()(int row, int column) const { return entries[indexOf(row, column)]; }
+
+   private:
+    static constexpr std::size_t indexOf(int row, int column) {
+      return static_cast<std::size_t>(row <= column ? row * (7 - row) / 2 + column : column * (7 - column) / 2 + row);
+    }
+    std::array<Both, 10> entries{};
+  };
+
+  /// Symmetric matrix over a lower and a higher edge: left and right, or bottom and top.
+  struct EdgeCovariance {
+    Both low;
+    Both between;
+    Both high;
+  };
+
+  Both lowEdges() const;
+  Both highEdges() const;
+  EdgeCovariance predictedEdgeCovariance() const;
   EdgeVector scaledEdgeVariances() const;
   float squaredMahalanobisDistance(const Box& box) const;
 
   KalmanBoxParams4D params;
-  Direction horizontal;  // its lower edge is the left one
-  Direction vertical;    // its lower edge is the bottom one
+  std::array<Both, 4> state;  // centre, its velocity, size, its velocity
+  Covariance covariance;
+  EdgeCovariance innovationCovarianceInverse;  // as of the latest prediction
 };
 
 }  // namespace nivra

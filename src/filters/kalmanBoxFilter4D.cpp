@@ -1,6 +1,5 @@
 #include "nivra/kalmanBoxFilter4D.h"
 
-#include <Eigen/LU>
 #include <cmath>
 #include <limits>
 
@@ -10,114 +9,114 @@ namespace nivra {
 
 namespace {
 
-// Positions in the state of a direction; each is followed by its velocity.
-enum State { kCenter = 0, kSize = 2 };
+// Positions in the state; centre and size are each followed by their velocity.
+enum State { kCenter, kCenterVelocity, kSize, kSizeVelocity, kStates };
 
-// Positions in a pair of edges, and in the edges of a box.
-enum Edge { kLow, kHigh };
+// Positions in the edges of a box.
 enum BoxEdge { kLeft, kTop, kRight, kBottom };
 
 constexpr float kReferenceWidth = 0.2F;  // the width for which the parameters hold, a tenth of the picture
 constexpr float kBorderMargin = 0.04F;   // an edge nearer than this to its side of the picture is at the border
 
-/// Covariance that a white acceleration of variance 1 gives a coordinate and its velocity.
-Eigen::Matrix2f accelerationNoise(const TimeStep& step) {
-  return Eigen::Matrix2f{{step.dt4 * 0.25F, step.dt3 * 0.5F}, {step.dt3 * 0.5F, step.dt2}};
-}
-
 }  // namespace
 
-// Motion: centre and size each move by their velocities.
-void KalmanBoxFilter4D::Direction::predict(float dt) {
-  for (const int coordinate : {kCenter, kSize}) {
-    state[coordinate] += dt * state[coordinate + 1];
-    covariance.row(coordinate) += dt * covariance.row(coordinate + 1);
-  }
-  for (const int coordinate : {kCenter, kSize}) covariance.col(coordinate) += dt * covariance.col(coordinate + 1);
-}
-
-void KalmanBoxFilter4D::Direction::addProcessNoise(const TimeStep& step, float centerNoise, float sizeNoise) {
-  const Eigen::Matrix2f unit = accelerationNoise(step);
-  covariance.block<2, 2>(kCenter, kCenter) += centerNoise * unit;
-  covariance.block<2, 2>(kSize, kSize) += sizeNoise * unit;
-}
-
-// Observation: the edges lie half a size below and above the centre.
-KalmanBoxFilter4D::Direction::Edges KalmanBoxFilter4D::Direction::edges() const {
-  return {state[kCenter] - 0.5F * state[kSize], state[kCenter] + 0.5F * state[kSize]};
-}
-
-KalmanBoxFilter4D::Direction::EdgeCovariance KalmanBoxFilter4D::Direction::predictedEdgeCovariance() const {
-  const float centerTerm = covariance(kCenter, kCenter) + 0.25F * covariance(kSize, kSize);
-  const float mixedTerm = covariance(kCenter, kSize);
-  const float between = covariance(kCenter, kCenter) - 0.25F * covariance(kSize, kSize);
-  return EdgeCovariance{{centerTerm - mixedTerm, between}, {between, centerTerm + mixedTerm}};
-}
-
-void KalmanBoxFilter4D::Direction::update(const Edges& residual) {
-  Eigen::Matrix<float, 4, 2> withEdges;  // covariance of the state with the edges
-  withEdges.col(kLow) = covariance.col(kCenter) - 0.5F * covariance.col(kSize);
-  withEdges.col(kHigh) = covariance.col(kCenter) + 0.5F * covariance.col(kSize);
-  const Eigen::Matrix<float, 4, 2> gain = withEdges.lazyProduct(innovationCovarianceInverse);
-  state += gain.lazyProduct(residual);
-  covariance -= gain.lazyProduct(withEdges.transpose());
-}
-
-KalmanBoxFilter4D::KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams) : params(filterParams) {
-  for (Direction* direction : {&horizontal, &vertical}) {
-    direction->state.setZero();
-    direction->covariance.setZero();
-    direction->innovationCovarianceInverse.setIdentity();
-  }
+KalmanBoxFilter4D::KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams)
+    : params(filterParams), state{}, innovationCovarianceInverse{{1.0, 1.0}, {0.0, 0.0}, {1.0, 1.0}} {
   updateNoFilter(box);
-  const float s = sizeScalingFactor();
-  horizontal.covariance.diagonal() << s * params.initialVarianceX, s * params.initialVelocityVarianceX,
-      s * params.initialVarianceW, s * params.initialVelocityVarianceX;
-  vertical.covariance.diagonal() << s * params.initialVarianceY, s * params.initialVelocityVarianceY,
-      s * params.initialVarianceH, s * params.initialVelocityVarianceY;
+  const double s = sizeScalingFactor();
+  const Both velocityVariance = {params.initialVelocityVarianceX, params.initialVelocityVarianceY};
+  covariance(kCenter, kCenter) = s * Both{params.initialVarianceX, params.initialVarianceY};
+  covariance(kCenterVelocity, kCenterVelocity) = s * velocityVariance;
+  covariance(kSize, kSize) = s * Both{params.initialVarianceW, params.initialVarianceH};
+  covariance(kSizeVelocity, kSizeVelocity) = s * velocityVariance;
 }
 
 void KalmanBoxFilter4D::predict(const TimeStep& step) {
-  horizontal.predict(step.dt);
-  vertical.predict(step.dt);
-  const float s = sizeScalingFactor();
-  horizontal.addProcessNoise(step, s * params.processNoiseVarianceX, s * params.processNoiseVarianceW);
-  vertical.addProcessNoise(step, s * params.processNoiseVarianceY, s * params.processNoiseVarianceH);
+  // Motion: centre and size each move by their velocities, F x and F P F^T.
+  const double dt = step.dt;
+  state[kCenter] += dt * state[kCenterVelocity];
+  state[kSize] += dt * state[kSizeVelocity];
+  Covariance& p = covariance;
+  for (const int i : {kCenter, kSize}) {
+    p(i, i) += dt * p(i, i + 1);
+    p(i, i + 1) += dt * p(i + 1, i + 1);
+    p(i, i) += dt * p(i, i + 1);
+  }
+  p(kCenterVelocity, kSize) += dt * p(kCenterVelocity, kSizeVelocity);
+  p(kCenter, kSize) += dt * (p(kCenter, kSizeVelocity) + p(kCenterVelocity, kSize));
+  p(kCenter, kSizeVelocity) += dt * p(kCenterVelocity, kSizeVelocity);
+
+  // White acceleration. Its powers of dt in double precision: rounded to single, they need not form a covariance.
+  const double s = sizeScalingFactor();
+  const Both centerNoise = (s * dt * dt) * Both{params.processNoiseVarianceX, params.processNoiseVarianceY};
+  const Both sizeNoise = (s * dt * dt) * Both{params.processNoiseVarianceW, params.processNoiseVarianceH};
+  p(kCenter, kCenter) += (0.25 * dt * dt) * centerNoise;
+  p(kCenter, kCenterVelocity) += (0.5 * dt) * centerNoise;
+  p(kCenterVelocity, kCenterVelocity) += centerNoise;
+  p(kSize, kSize) += (0.25 * dt * dt) * sizeNoise;
+  p(kSize, kSizeVelocity) += (0.5 * dt) * sizeNoise;
+  p(kSizeVelocity, kSizeVelocity) += sizeNoise;
 
   const EdgeVector variances = scaledEdgeVariances();
-  const auto invertInnovation = [](Direction& direction, float lowVariance, float highVariance) {
-    auto innovationCovariance = direction.predictedEdgeCovariance();
-    innovationCovariance.diagonal() += Direction::Edges(lowVariance, highVariance);
-    direction.innovationCovarianceInverse = innovationCovariance.inverse();
-  };
-  invertInnovation(horizontal, variances[kLeft], variances[kRight]);
-  invertInnovation(vertical, variances[kBottom], variances[kTop]);
+  EdgeCovariance innovation = predictedEdgeCovariance();
+  innovation.low += Both{variances[kLeft], variances[kBottom]};
+  innovation.high += Both{variances[kRight], variances[kTop]};
+  const Both determinant = innovation.low * innovation.high - innovation.between * innovation.between;
+  innovationCovarianceInverse = {innovation.high / determinant, -1.0 * (innovation.between / determinant),
+                                 innovation.low / determinant};
+}
+
+// Observation: the edges lie half a size below and above the centre.
+KalmanBoxFilter4D::Both KalmanBoxFilter4D::lowEdges() const { return state[kCenter] - 0.5 * state[kSize]; }
+
+KalmanBoxFilter4D::Both KalmanBoxFilter4D::highEdges() const { return state[kCenter] + 0.5 * state[kSize]; }
+
+KalmanBoxFilter4D::EdgeCovariance KalmanBoxFilter4D::predictedEdgeCovariance() const {
+  const Both ofCenter = covariance(kCenter, kCenter);
+  const Both ofSize = 0.25 * covariance(kSize, kSize);
+  const Both mixed = covariance(kCenter, kSize);
+  return {ofCenter + ofSize - mixed, ofCenter - ofSize, ofCenter + ofSize + mixed};
 }
 
 void KalmanBoxFilter4D::update(const Box& box) {
-  horizontal.update(Direction::Edges(box.left, box.right) - horizontal.edges());
-  vertical.update(Direction::Edges(box.bottom, box.top) - vertical.edges());
+  const Both lowResidual = Both{box.left, box.bottom} - lowEdges();
+  const Both highResidual = Both{box.right, box.top} - highEdges();
+  std::array<Both, kStates> withLow;  // covariance of the state with the edges, P H^T
+  std::array<Both, kStates> withHigh;
+  for (int i = 0; i < kStates; ++i) {
+    const Both withCenter = covariance(i, kCenter);
+    const Both withHalfSize = 0.5 * covariance(i, kSize);
+    withLow[static_cast<std::size_t>(i)] = withCenter - withHalfSize;
+    withHigh[static_cast<std::size_t>(i)] = withCenter + withHalfSize;
+  }
+  const auto& [low, between, high] = innovationCovarianceInverse;
+  for (int i = 0; i < kStates; ++i) {
+    const auto at = static_cast<std::size_t>(i);
+    const Both lowGain = withLow[at] * low + withHigh[at] * between;
+    const Both highGain = withLow[at] * between + withHigh[at] * high;
+    state[at] += lowGain * lowResidual + highGain * highResidual;
+    for (int j = i; j < kStates; ++j) {
+      const auto other = static_cast<std::size_t>(j);
+      covariance(i, j) -= lowGain * withLow[other] + highGain * withHigh[other];
+    }
+  }
 }
 
 void KalmanBoxFilter4D::updateNoFilter(const Box& box) {
   const Point boxCenter = center(box);
-  horizontal.state[kCenter] = boxCenter.x;
-  horizontal.state[kSize] = width(box);
-  vertical.state[kCenter] = boxCenter.y;
-  vertical.state[kSize] = height(box);
+  state[kCenter] = {boxCenter.x, boxCenter.y};
+  state[kSize] = {width(box), height(box)};
 }
 
-void KalmanBoxFilter4D::emptyUpdate() {
-  horizontal.state[kSize + 1] = 0.0F;
-  vertical.state[kSize + 1] = 0.0F;
-}
+void KalmanBoxFilter4D::emptyUpdate() { state[kSizeVelocity] = {}; }
 
 float KalmanBoxFilter4D::squaredMahalanobisDistance(const Box& box) const {
-  const auto squaredDistance = [](const Direction& direction, float low, float high) {
-    const Direction::Edges residual = Direction::Edges(low, high) - direction.edges();
-    return residual.dot(direction.innovationCovarianceInverse.lazyProduct(residual));
-  };
-  return squaredDistance(horizontal, box.left, box.right) + squaredDistance(vertical, box.bottom, box.top);
+  const Both lowResidual = Both{box.left, box.bottom} - lowEdges();
+  const Both highResidual = Both{box.right, box.top} - highEdges();
+  const auto& [low, between, high] = innovationCovarianceInverse;
+  const Both squares = lowResidual * (low * lowResidual + between * highResidual) +
+                       highResidual * (between * lowResidual + high * highResidual);
+  return static_cast<float>(squares.horizontal + squares.vertical);
 }
 
 float KalmanBoxFilter4D::mahalanobisDistance(const Box& box) const {
@@ -131,32 +130,42 @@ bool KalmanBoxFilter4D::canAssociate(const Box& box) const {
 Point KalmanBoxFilter4D::getMaxEdgeOffset() const {
   // Of all residuals with a given lower edge, one whose higher edge makes up for it best has the least distance. With
   // the inverse [[a, b], [b, c]] its square is the lower residual's times (a c - b^2) / c.
-  constexpr float kLeastIndependence = 1e-3F;  // below it, rounding could make a distance too small by a per cent
-  constexpr float kMargin = 1.01F;
-  const auto reachOf = [this](const Direction& direction) {
-    const float a = direction.innovationCovarianceInverse(kLow, kLow);
-    const float b = direction.innovationCovarianceInverse(kLow, kHigh);
-    const float c = direction.innovationCovarianceInverse(kHigh, kHigh);
-    const float determinant = a * c - b * b;
-    if (!(a > 0.0F && c > 0.0F && determinant > kLeastIndependence * (a * c))) return -1.0F;
-    return params.mahalanobisLimit * std::sqrt(c / determinant) * kMargin;
+  const auto reachOf = [this](double a, double b, double c, double edge) {
+    // Below, the distance could come out smaller than it is by more than the margin: the two products that make it up
+    // are then up to 1e9 times their sum, and each is rounded by some 1e-16 of itself.
+    constexpr double kLeastIndependence = 1e-9;
+    // Far more than that, and than the rounding of the distance to single precision, 1e-7 of itself.
+    constexpr double kMargin = 1.001;
+    // Callers measure offsets from the filtered box, whose edges are rounded to single precision, by half of this.
+    constexpr double kEdgeRounding = std::numeric_limits<float>::epsilon();
+    const double determinant = a * c - b * b;
+    if (!(a > 0.0 && c > 0.0 && determinant > kLeastIndependence * (a * c))) return -1.0F;
+    const double reach = params.mahalanobisLimit * std::sqrt(c / determinant);
+    return static_cast<float>(reach * kMargin + kEdgeRounding * std::abs(edge));
   };
-  const Point reach = {reachOf(horizontal), reachOf(vertical)};
+  const auto& [low, between, high] = innovationCovarianceInverse;
+  const Both edges = lowEdges();
+  const Point reach = {reachOf(low.horizontal, between.horizontal, high.horizontal, edges.horizontal),
+                       reachOf(low.vertical, between.vertical, high.vertical, edges.vertical)};
   // If one direction's distance could come out negative, it would let the other go farther.
   if (reach.x >= 0.0F && reach.y >= 0.0F) return reach;
   return {std::numeric_limits<float>::infinity(), std::numeric_limits<float>::infinity()};
 }
 
 Box KalmanBoxFilter4D::getBox() const {
-  const Direction::Edges x = horizontal.edges();
-  const Direction::Edges y = vertical.edges();
-  return {x[kLow], y[kHigh], x[kHigh], y[kLow]};
+  const Both low = lowEdges();
+  const Both high = highEdges();
+  return {static_cast<float>(low.horizontal), static_cast<float>(high.vertical), static_cast<float>(high.horizontal),
+          static_cast<float>(low.vertical)};
 }
 
-Point KalmanBoxFilter4D::getVelocity() const { return {horizontal.state[kCenter + 1], vertical.state[kCenter + 1]}; }
+Point KalmanBoxFilter4D::getVelocity() const {
+  const Both& velocity = state[kCenterVelocity];
+  return {static_cast<float>(velocity.horizontal), static_cast<float>(velocity.vertical)};
+}
 
 float KalmanBoxFilter4D::sizeScalingFactor() const {
-  const float relativeWidth = horizontal.state[kSize] / kReferenceWidth;
+  const float relativeWidth = static_cast<float>(state[kSize].horizontal) / kReferenceWidth;
   return relativeWidth * relativeWidth;
 }
 
@@ -178,7 +187,8 @@ KalmanBoxFilter4D::EdgeVector KalmanBoxFilter4D::scaledEdgeVariances() const {
 }
 
 KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
-  const Eigen::Matrix2f unit = accelerationNoise(TimeStep(dt));
+  const TimeStep step(dt);
+  const Eigen::Matrix2f unit{{step.dt4 * 0.25F, step.dt3 * 0.5F}, {step.dt3 * 0.5F, step.dt2}};
   const float variances[] = {params.processNoiseVarianceX, params.processNoiseVarianceY, params.processNoiseVarianceW,
                              params.processNoiseVarianceH};
   StateMatrix q = StateMatrix::Zero();
@@ -189,15 +199,14 @@ KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
 KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getScaledR() const { return scaledEdgeVariances().asDiagonal(); }
 
 KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getInnovationCovariance() const {
-  const auto x = horizontal.predictedEdgeCovariance();
-  const auto y = vertical.predictedEdgeCovariance();
+  const auto [low, between, high] = predictedEdgeCovariance();
   EdgeMatrix s = getScaledR();
-  s(kLeft, kLeft) += x(kLow, kLow);
-  s(kRight, kRight) += x(kHigh, kHigh);
-  s(kLeft, kRight) = s(kRight, kLeft) = x(kLow, kHigh);
-  s(kBottom, kBottom) += y(kLow, kLow);
-  s(kTop, kTop) += y(kHigh, kHigh);
-  s(kBottom, kTop) = s(kTop, kBottom) = y(kLow, kHigh);
+  s(kLeft, kLeft) += static_cast<float>(low.horizontal);
+  s(kRight, kRight) += static_cast<float>(high.horizontal);
+  s(kLeft, kRight) = s(kRight, kLeft) = static_cast<float>(between.horizontal);
+  s(kBottom, kBottom) += static_cast<float>(low.vertical);
+  s(kTop, kTop) += static_cast<float>(high.vertical);
+  s(kBottom, kTop) = s(kTop, kBottom) = static_cast<float>(between.vertical);
   return s;
 }
 
