@@ -1,15 +1,15 @@
 #pragma once
 
 #include <cstddef>
-#include <random>
 #include <vector>
 
 #include "support/detections.h"
+#include "support/dice.h"
 
 namespace nivra::test {
 
 /// People and cars that bounce around the picture, detected with noise, misses and clutter. The same seed gives
-/// the same frames everywhere: only the engine of <random> is used, whose numbers are fixed by the standard.
+/// the same frames everywhere.
 class Crowd {
  public:
   Crowd(std::size_t size, std::uint32_t seed) : random(seed) {
@@ -37,9 +37,7 @@ class Crowd {
     return detections;
   }
 
-  float uniform(float low, float high) {
-    return low + (high - low) * static_cast<float>(static_cast<double>(random()) / 4294967296.0);
-  }
+  float uniform(float low, float high) { return random.between(low, high); }
 
  private:
   struct Mover {
@@ -48,7 +46,7 @@ class Crowd {
 
   float noise() { return uniform(-0.004F, 0.004F); }
 
-  std::mt19937 random;
+  Dice random;
   std::vector<Mover> objects;
 };
 
