@@ -39,6 +39,15 @@ TEST(ReidMatching, ServesCleanDetectionsFirstThenByStateThenByCost) {
   std::vector<ObjectDetection> detections = {person(kBox, {1, 0}), person(boxAt(0.01F, 0), {4, 3}),
                                              person(kBox, {4, 3}), person(boxAt(0.9F, 0), {})};
   detections[0].inbetween = true;
+  std::vector<reid::DetMatch> pairs;  // of a tentative track, a confident one, and two with an identity
+  for (const std::size_t track : {2U, 0U, 3U, 1U}) {
+    pairs.push_back({&tracks[track], &detections[0], 0.1F * static_cast<float>(pairs.size())});
+  }
+  sortInner(pairs.begin(), pairs.end());
+  std::string order;
+  for (const reid::DetMatch& pair : pairs) order += std::to_string(pair.track->getId());
+  EXPECT_EQ(order, "3102");
+
   std::set<ObjectTrack*> free;
   for (ObjectTrack& track : tracks) free.insert(&track);
   const reid::ActiveMatchResult result = matchActive(free, detections, params);
