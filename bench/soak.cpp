@@ -1,5 +1,5 @@
 // Lets the four trackers run for millions of frames in a world where people come, go and come back, and fails if the
-// process grows.
+// process grows; then for hours in one where nobody leaves, and fails if anybody gets a second identity.
 
 #include <unistd.h>
 
@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -28,6 +29,7 @@ constexpr int kFramesPerSecond = 25;
 constexpr int kTrackers = 4;
 constexpr long kMaxGrowthInKilobytes = 1024;
 constexpr int kReports = 10;
+constexpr const char* kNames[kTrackers] = {"vanilla", "reid", "hybrid", "lowFps"};
 
 /// Memory of the process that is in RAM, in kilobytes.
 long residentKilobytes() {
@@ -170,6 +172,102 @@ class Camera {
   Counts counts;
 };
 
+/// A person or car that stays in view and away from all others, swaying at up to half of a person's width a second.
+class Resident {
+ public:
+  Resident(std::size_t residentNumber, Random& random)
+      : number(residentNumber),
+        isPerson(number % 2 == 0),
+        home{-0.75F + 0.5F * static_cast<float>(number % 4), number < 4 ? -0.45F : 0.45F},
+        period{random.between(15.0F, 45.0F), random.between(15.0F, 45.0F)},
+        missRate(random.between(0.05F, 0.1F)) {
+    if (isPerson) feature = randomFeature(kFeatureLength, random);
+  }
+
+  void detect(double seconds, Frame& frame, Random& random) {
+    ++frames;
+    // A tracker has to know it before it can keep it, and no tracker is meant to wait for long.
+    const bool canBeMissed = seconds > kSecondsUnmissed && missesInARow < kMaxMissesInARow;
+    if (canBeMissed && random.happens(missRate)) {
+      ++missesInARow;
+      ++misses;
+      return;
+    }
+    missesInARow = 0;
+    const auto sway = [&](float place, float oneWay) {
+      const float noise = 0.001F;
+      return place + kReach * static_cast<float>(std::sin(kTwoPi * seconds / oneWay)) + random.between(-noise, noise);
+    };
+    frame.push_back(makeDetection({sway(home.x, period.x), sway(home.y, period.y)}, isPerson ? 0.08F : 0.2F,
+                                  isPerson ? 0.3F : 0.15F, isPerson, static_cast<std::int32_t>(number)));
+    if (isPerson) frame.back().feature = observedFeature(feature, random);
+  }
+
+  double missedShare() const { return static_cast<double>(misses) / static_cast<double>(frames); }
+
+ private:
+  static constexpr double kTwoPi = 6.283185307179586;
+  static constexpr double kSecondsUnmissed = 10.0;
+  static constexpr int kMaxMissesInARow = 3;
+  static constexpr float kReach = 0.1F;
+
+  std::size_t number;
+  bool isPerson;
+  Point home;
+  Point period;  // seconds
+  float missRate;
+  std::vector<float> feature;
+  int missesInARow = 0;
+  long misses = 0;
+  long frames = 0;
+};
+
+constexpr std::size_t kResidents = 8;
+
+/// @return Whether every resident had one identity, from the first frame to the last.
+bool keepsIdentities(int selector, int framesPerSecond, long hours) {
+  Random random(static_cast<std::uint32_t>(selector) + 1);
+  std::vector<Resident> residents;
+  for (std::size_t i = 0; i < kResidents; ++i) residents.emplace_back(i, random);
+  const auto tracker = makeTracker(selector, {}, labelAssociations(), kAspectRatio);
+  std::array<std::set<std::int32_t>, kResidents> identities;
+  double firstChange = -1.0;
+  Frame frame;
+  for (long i = 0; i < hours * 3600 * framesPerSecond; ++i) {
+    const double seconds = static_cast<double>(i) / framesPerSecond;
+    frame.clear();
+    for (Resident& resident : residents) resident.detect(seconds, frame, random);
+    tracker->update(frame, static_cast<unsigned long long>((i + 1) * (1'000'000'000 / framesPerSecond)));
+    for (const internal::DebugTrack& debug : tracker->getDebugTracks()) {
+      if (debug.lastDetectionId < 0) continue;
+      auto& known = identities[static_cast<std::size_t>(debug.lastDetectionId)];
+      if (known.insert(debug.track.id).second && known.size() > 1 && firstChange < 0.0) firstChange = seconds;
+    }
+  }
+  std::size_t changes = 0;
+  for (const auto& known : identities) changes += known.size() - 1;
+  const auto [least, most] = std::minmax_element(residents.begin(), residents.end(), [](const auto& a, const auto& b) {
+    return a.missedShare() < b.missedShare();
+  });
+  std::cout << kNames[selector] << ": " << hours << " h at " << framesPerSecond << " frames a second, "
+            << 100.0 * least->missedShare() << " to " << 100.0 * most->missedShare() << " % of " << kResidents
+            << " objects' detections missed, " << changes << " further identities";
+  if (changes > 0) std::cout << ", the first after " << firstChange << " s";
+  std::cout << std::endl;
+  return changes == 0;
+}
+
+bool stay(long hours) {
+  bool everybodyIsKept = true;
+  for (int selector = 0; selector < kTrackers; ++selector) {
+    for (const int framesPerSecond : {5, 10, 25}) {
+      everybodyIsKept = keepsIdentities(selector, framesPerSecond, hours) && everybodyIsKept;
+    }
+  }
+  if (!everybodyIsKept) std::cout << "somebody who never left was taken for somebody else\n";
+  return everybodyIsKept;
+}
+
 /// @return Whether the process kept its size and every tracker had its share of events.
 bool soak(long frames) {
   std::vector<std::unique_ptr<Camera>> cameras;
@@ -192,7 +290,6 @@ bool soak(long frames) {
   std::cout << "growth after warm-up: " << growth << " kB, at most " << kMaxGrowthInKilobytes << " allowed\n";
 
   bool isEventful = true;
-  constexpr const char* kNames[kTrackers] = {"vanilla", "reid", "hybrid", "lowFps"};
   for (int selector = 0; selector < kTrackers; ++selector) {
     const Counts& counts = cameras[static_cast<std::size_t>(selector)]->getCounts();
     std::cout << kNames[selector] << ": " << counts.births << " births, " << counts.removals << " removals, "
@@ -210,14 +307,20 @@ bool soak(long frames) {
 }  // namespace nivra::bench
 
 int main(int argc, char** argv) {
-  char* end = nullptr;
-  const long frames = argc > 1 ? std::strtol(argv[1], &end, 10) : 5'000'000;
-  if (argc > 2 || (end != nullptr && *end != '\0') || frames < 1) {
-    std::cerr << "usage: nivra_soak [frames]\n";
+  long counts[] = {5'000'000, 8};  // frames and hours
+  bool isUsable = argc <= 3;
+  for (int i = 1; i < argc && isUsable; ++i) {
+    char* end = nullptr;
+    counts[i - 1] = std::strtol(argv[i], &end, 10);
+    isUsable = end != argv[i] && *end == '\0' && counts[i - 1] >= 1;
+  }
+  if (!isUsable) {
+    std::cerr << "usage: nivra_soak [frames [hours]]\n";
     return 2;
   }
   try {
-    return nivra::bench::soak(frames) ? 0 : 1;
+    const bool isSound = nivra::bench::soak(counts[0]);
+    return nivra::bench::stay(counts[1]) && isSound ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << "nivra_soak: " << error.what() << '\n';
     return 1;
