@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "reid/dotProducts.h"
@@ -21,9 +24,11 @@ float dotProduct(const float* a, const float* b, std::size_t size) {
 }
 
 float distanceOf(float dot, float squaredNormA, float squaredNormB) {
-  // Also 0 when the norms are so small that their product underflows.
+  if (squaredNormA == 0.0F || squaredNormB == 0.0F) return kIncomparableDistance;
   const float product = squaredNormA * squaredNormB;
-  return product == 0.0F ? kIncomparableDistance : 1.0F - dot / std::sqrt(product);
+  if (product != 0.0F) return 1.0F - dot / std::sqrt(product);
+  // Vectors so short that the product underflows have a direction nevertheless.
+  return static_cast<float>(1.0 - dot / std::sqrt(static_cast<double>(squaredNormA) * squaredNormB));
 }
 
 }  // namespace
@@ -41,6 +46,10 @@ Feature::Feature(const float* firstValue, std::size_t valueCount, float squareOf
     : values(firstValue), size(valueCount), squaredNorm(squareOfNorm) {}
 
 void FeatureGallery::add(const Feature& feature) {
+  // A vector of this gallery's own moves along when the memory grows; it is not longer than the rows.
+  const bool isOwn = std::less_equal<>()(numbers.data(), feature.values) &&
+                     std::less<>()(feature.values, numbers.data() + numbers.size());
+  const std::size_t ownPlace = isOwn ? static_cast<std::size_t>(feature.values - numbers.data()) : 0;
   if (feature.size > stride) widenRows(feature.size);
   const std::size_t slot = rows.size() < kCapacity ? rows.size() : oldest;
   if (slot == rows.size()) {
@@ -50,7 +59,8 @@ void FeatureGallery::add(const Feature& feature) {
     oldest = (oldest + 1) % kCapacity;
   }
   rows[slot] = {feature.size, feature.squaredNorm};
-  std::copy_n(feature.values, feature.size, numbers.data() + slot * stride);
+  const float* values = isOwn ? numbers.data() + ownPlace : feature.values;
+  std::copy_n(values, feature.size, numbers.data() + slot * stride);
 }
 
 void FeatureGallery::widenRows(std::size_t newStride) {
@@ -63,6 +73,7 @@ void FeatureGallery::widenRows(std::size_t newStride) {
 }
 
 Feature FeatureGallery::operator[](std::size_t position) const {
+  if (position >= rows.size()) throw std::out_of_range("FeatureGallery: no vector " + std::to_string(position));
   const std::size_t slot = (oldest + position) % rows.size();
   return {numbers.data() + slot * stride, rows[slot].length, rows[slot].squaredNorm};
 }

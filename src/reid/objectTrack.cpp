@@ -146,7 +146,7 @@ float ObjectTrack::minDistanceOf(const Feature& feature) const {
 
 float ObjectTrack::computeIouDistance(const Box& box) const { return 1.0F - intersectionOverUnion(getBox(), box); }
 
-float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other, const Distance& distance) const {
+float ObjectTrack::computeTrackTrackDistance(const ObjectTrack& other, Distance distance) const {
   const auto vectorAt = [](const FeatureGallery& gallery, std::size_t i) {
     const Feature feature = gallery[i];
     return std::vector<float>(feature.values, feature.values + feature.size);

@@ -58,7 +58,6 @@ struct ReidTracker::FrameMemory {
   std::vector<char> isInbetween;  // by detection
   std::vector<ObjectTrack*> active;
   std::vector<ObjectTrack*> inactive;
-  std::vector<ObjectTrack*> unmoved;  // lost ones that can't take a detection of a frame older than they are
   std::vector<ObjectTrack*> pending;
   DetectionMatching matching;
   GreedyMatching revivals;
@@ -103,7 +102,7 @@ TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detect
 TrackUpdateResult ReidTracker::matchReviveAndStart(DetectionRange detections, unsigned long long timestamp) {
   const DetectionsOfFrame detectionsOfFrame(tracks);
   markOverlapping(timestamp);
-  partitionByLoss(timestamp);
+  partitionByLoss();
   markInbetween(detections);
   memory->matching.findPairs(memory->active, detections);
   memory->matching.match(memory->active, memory->isInbetween);
@@ -126,14 +125,11 @@ void ReidTracker::markOverlapping(unsigned long long timestamp) {
                    [&](std::uint32_t a, std::uint32_t b) { isOverlapping[a] = isOverlapping[b] = 1; });
 }
 
-void ReidTracker::partitionByLoss(unsigned long long timestamp) {
+void ReidTracker::partitionByLoss() {
   memory->active.clear();
   memory->inactive.clear();
-  memory->unmoved.clear();
   for (ObjectTrack& track : tracks) {
-    const bool isLost = track.getState() == TrackState::Inactive;
-    auto& part = !isLost ? memory->active : track.isPredictedTo(timestamp) ? memory->inactive : memory->unmoved;
-    part.push_back(&track);
+    (track.getState() == TrackState::Inactive ? memory->inactive : memory->active).push_back(&track);
   }
 }
 
@@ -180,7 +176,6 @@ std::set<std::pair<int, int>> ReidTracker::reviveInactive(unsigned long long tim
       mergedIds.emplace(memory->pending[match]->getId(), lost.getId());
     }
   }
-  for (ObjectTrack* lost : memory->unmoved) lost->emptyUpdate(timestamp);
   for (std::uint32_t i = 0; i < memory->pending.size(); ++i) {
     if (memory->revivals.isFree(i)) qualify(*memory->pending[i], timestamp);
   }

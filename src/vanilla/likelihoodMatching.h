@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -86,6 +87,11 @@ class LikelihoodMatching {
   float widestLimit = 0.0F;
   GreedyMatching matching;
 };
+
+/// A tracker's filter parameters, for tracks that end before it does.
+inline std::shared_ptr<const KalmanBoxParams> lendFilterParams(const vanilla::TrackerParams& params) {
+  return {std::shared_ptr<const KalmanBoxParams>(), &params.kalmanParams};
+}
 
 /// One frame's matching: matched tracks take their detections in, the others age.
 /// @param start Starts a track from a detection that no track took.

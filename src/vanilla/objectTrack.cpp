@@ -23,11 +23,6 @@ constexpr float kSmoothingTimeConstant = 0.45454544F;      // seconds
 constexpr int kNotConfident = 1;
 constexpr int kConfident = 2;
 
-/// Refers to the parameters without owning them, as the track itself does.
-std::shared_ptr<const KalmanBoxParams> referTo(const KalmanBoxParams& params) {
-  return {std::shared_ptr<const KalmanBoxParams>(), &params};
-}
-
 /// The score of a class, and whether it is new to the track and starts with this.
 std::pair<float*, bool> scoreOf(const Classification& classification, std::vector<Classification>& classScores) {
   for (Classification& known : classScores) {  // few, and telling equal from different is cheaper than ordering
@@ -42,9 +37,14 @@ std::pair<float*, bool> scoreOf(const Classification& classification, std::vecto
 
 ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
                          const TrackerParams& trackerParams)
+    : ObjectTrack(detection, trackId, timestamp, trackerParams,
+                  std::make_shared<const KalmanBoxParams>(trackerParams.kalmanParams)) {}
+
+ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+                         const TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams)
     : id(trackId),
       lastDetectionId(-1),
-      boxFilter(detection.box, referTo(trackerParams.kalmanParams)),
+      boxFilter(detection.box, std::move(filterParams)),
       score(detection.score),
       label(detection.label),
       predictionTimestamp(timestamp),

@@ -48,7 +48,7 @@ std::vector<AssociationCandidate> VanillaTracker::associate(const std::vector<Ob
 }
 
 void VanillaTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
-  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
+  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params, lendFilterParams(params));
 }
 
 void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {

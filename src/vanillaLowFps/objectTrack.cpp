@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 #include "core/frameTime.h"
 #include "core/labels.h"
@@ -35,6 +36,11 @@ bool isVehicle(const std::string& label) {
 ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
                          const vanilla::TrackerParams& trackerParams)
     : track(detection, trackId, timestamp, trackerParams) {}
+
+ObjectTrack::ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+                         const vanilla::TrackerParams& trackerParams,
+                         std::shared_ptr<const KalmanBoxParams> filterParams)
+    : track(detection, trackId, timestamp, trackerParams, std::move(filterParams)) {}
 
 void ObjectTrack::predict(unsigned long long timestamp, bool useVelocityNoise) {
   TimeStep step;

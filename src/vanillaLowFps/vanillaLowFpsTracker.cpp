@@ -106,7 +106,7 @@ void VanillaLowFpsTracker::matchAndStart(DetectionRange detections, unsigned lon
 }
 
 void VanillaLowFpsTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
-  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
+  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params, lendFilterParams(params));
 }
 
 std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(tracks); }

@@ -68,4 +68,16 @@ TEST(FeatureGallery, FindsTheDistancesOfItsLatestVectors) {
   }
 }
 
+TEST(FeatureGallery, TakesItsOwnVectorsAndRefusesPositionsBeyondThem) {
+  reid::FeatureGallery gallery;
+  EXPECT_THROW(gallery[0], std::out_of_range);
+  for (const float value : {1.0F, 2.0F, 3.0F}) gallery.add(reid::Feature({value, 0, 0, 0, 0}));
+  for (int copy = 0; copy < 100; ++copy) {
+    const float oldest = gallery[0].values[0];
+    gallery.add(gallery[0]);  // whose memory goes when the gallery grows
+    ASSERT_EQ(gallery[gallery.size() - 1].values[0], oldest) << copy;
+  }
+  EXPECT_THROW(gallery[gallery.size()], std::out_of_range);
+}
+
 }  // namespace nivra::test

@@ -71,7 +71,8 @@ TEST(ReidTrack, ComparesFeatures) {
   EXPECT_FLOAT_EQ(reid::cosineDistance({1, 0}, {0, 2}), 1);
   EXPECT_FLOAT_EQ(reid::cosineDistance({1, 1}, {-2, -2}), 2);
   EXPECT_NEAR(reid::cosineDistance({3, 4}, {4, 3}), 0.04F, 1e-6);
-  EXPECT_EQ(reid::cosineDistance({1e-12F, 0}, {1e-12F, 0}), 2);  // the product of the norms underflows
+  EXPECT_FLOAT_EQ(reid::cosineDistance({1e-12F, 0}, {-1e-12F, 0}), 2);  // the product of the norms underflows
+  EXPECT_FLOAT_EQ(reid::cosineDistance({1e-12F, 0}, {0, 1e-12F}), 1);
   const std::vector<float> one = {1}, two = {1, 2}, zero = {0, 0}, none;
   for (const auto& [a, b] : {std::pair(none, none), {one, none}, {two, one}, {two, zero}}) {
     EXPECT_TRUE(reid::cosineDistance(a, b) == 2 && reid::cosineDistance(b, a) == 2) << a.size() << b.size();

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "support/detections.h"
+#include "support/dice.h"
 
 namespace nivra::test {
 
@@ -38,21 +39,47 @@ TEST(Reidentification, GivesPeopleWhoComeBackTheirOldIdentity) {
   }
 }
 
-// Set back, the clock leaves the lost track in the future, where no detection of the present can be given to it.
-TEST(ReidTracker, RevivesNobodyWhomTheFrameDidNotMove) {
+// Set back, the clock leaves the lost track in the future. Whoever finds it is merged into it all the same, though it
+// can't take the detection, and once the time has come it is the one that goes on.
+TEST(ReidTracker, KeepsAnIdentityWhenTheClockIsSetBack) {
   const auto tracker = makeTracker(1, {}, kHumansAndCars, 1.0F);
+  std::string story;
   const auto follow = [&](std::uint64_t from, std::uint64_t until, const std::vector<ObjectDetection>& detections) {
     for (std::uint64_t now = from; now <= until; now += kFrame) {
-      EXPECT_TRUE(feed(*tracker, now, detections).mergedIds.empty()) << now;
+      for (const auto& [young, old] : feed(*tracker, now, detections).mergedIds) {
+        story += std::to_string(young) + '>' + std::to_string(old) + ' ';
+      }
     }
   };
   const std::vector<ObjectDetection> somebody = {person(boxAt(0, 0), {1, 0})};
-  follow(10 * kSecond, 13 * kSecond, somebody);
-  follow(13 * kSecond + kFrame, 17 * kSecond, {});
+  follow(kSecond, 5 * kSecond, somebody);
+  follow(5 * kSecond + kFrame, 12 * kSecond, {});
   testing::internal::CaptureStderr();
-  follow(14 * kSecond, 17 * kSecond, somebody);
+  follow(8 * kSecond, 15 * kSecond, somebody);
   testing::internal::GetCapturedStderr();
-  EXPECT_EQ(briefOf(*tracker), "0human-1 1human0+ ");
+  EXPECT_EQ(story, "1>0 2>0 ");
+  EXPECT_EQ(briefOf(*tracker), "0human0+ ");
+}
+
+TEST(ReidTracker, KeepsPeopleThroughAPauseOfTheCamera) {
+  for (const std::uint64_t pause : {10 * kSecond, 60 * kSecond, 300 * kSecond}) {
+    const auto tracker = makeTracker(1, {}, kHumansAndCars, 1.8F);
+    Dice dice(1);
+    std::uint64_t now = 0;
+    for (int frame = 0; frame < 400; ++frame) {
+      now += frame == 200 ? pause : kFrame;
+      std::vector<ObjectDetection> people;
+      for (std::size_t i = 0; i < 8; ++i) {
+        std::vector<float> feature(8);
+        feature[i] = 1;
+        const float x = -0.75F + 0.5F * static_cast<float>(i % 4), noise = 0.001F;
+        people.push_back(person(boxAt(x + dice.between(-noise, noise), i < 4 ? -0.45F : 0.45F, 0.08F, 0.3F), feature));
+        people.back().id = static_cast<int>(i);
+      }
+      tracker->update(people, now);
+    }
+    EXPECT_EQ(briefOf(*tracker), "0human0+ 1human1+ 2human2+ 3human3+ 4human4+ 5human5+ 6human6+ 7human7+ ") << pause;
+  }
 }
 
 TEST(ReidTracker, StoresNoFeaturesOfOverlappingTracks) {

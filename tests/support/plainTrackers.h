@@ -227,7 +227,7 @@ class PlainReidTracker final : public PlainTrackerOf<PlainReidTrack> {
       const ObjectDetection& detection = detections[pair.other];
       const bool isStored = overlapping.count(track.getId()) == 0;
       track.update(detection, timestamp, isStored);
-      if (isStored && track.isPredictedTo(timestamp)) track.store(detection.feature);
+      if (isStored && track.getDetection() == &detection) track.store(detection.feature);
       hasTaken[pair.one] = isTaken[pair.other] = true;
     }
     for (std::size_t t = 0; t < tracks.size(); ++t) {
@@ -324,7 +324,7 @@ class PlainReidTracker final : public PlainTrackerOf<PlainReidTrack> {
       for (const std::size_t p : pending) {
         PlainReidTrack& old = tracks[l];
         const PlainReidTrack& young = tracks[p];
-        if (!old.isPredictedTo(timestamp) || old.getLabel() != young.getLabel()) continue;
+        if (old.getLabel() != young.getLabel()) continue;
         if (!old.canAssociateKalman(*young.getDetection())) continue;
         if (old.getUpdateTimestamp() >= young.getCreationTimestamp()) continue;
         old.registerReviveAttempt();

@@ -98,6 +98,31 @@ TEST(VanillaTrack, ScalesItsNoiseByObjectnessForKnownLabels) {
   }
 }
 
+TEST(VanillaTrack, KeepsTheFilterParametersOfItsBirth) {
+  TrackerParams params = vanillaParams({{"vanilla.kalman.objectnessClasses", "human,0.5"}});
+  const ObjectDetection detection = detectionOf(kBox, "human");
+  ObjectTrack track(detection, 0, 0, params);
+  for (const auto axis :
+       {&KalmanBoxParams::xParams, &KalmanBoxParams::yParams, &KalmanBoxParams::wParams, &KalmanBoxParams::hParams}) {
+    (params.kalmanParams.*axis).objectnessParams = {};
+  }
+  const auto radiusAfterUpdate = [&](ObjectTrack& each) {
+    ObjectDetection sure = detection;
+    sure.objectness = 80;
+    each.predict(kSecond);
+    each.update(sure, kSecond);
+    return each.reportDebugTrack().maxPositionDifferenceX;
+  };
+  const float expected = [&] {
+    TrackerParams same = vanillaParams({{"vanilla.kalman.objectnessClasses", "human,0.5"}});
+    ObjectTrack fresh(detection, 0, 0, same);
+    return radiusAfterUpdate(fresh);
+  }();
+  EXPECT_EQ(radiusAfterUpdate(track), expected);
+  static_assert(!std::is_constructible_v<ObjectTrack, ObjectDetection, int, int, TrackerParams>,
+                "a temporary record would not outlive the track");
+}
+
 TEST(VanillaTracker, ServesConfirmedTracksFirstThenTheBetterDetection) {
   vanilla::VanillaTracker tracker(vanillaParams(), kHumansAndCars);
   std::uint64_t now = 0;

@@ -32,13 +32,14 @@ class NIVRA_EXPORT FeatureGallery {
  public:
   static constexpr std::size_t kCapacity = 50;
 
-  /// Adds a vector of any length; the oldest one of a full gallery falls out.
+  /// Adds a vector of any length, which may be one of this gallery; the oldest one of a full gallery falls out.
   void add(const Feature& feature);
 
   std::size_t size() const { return rows.size(); }
   bool empty() const { return rows.empty(); }
 
-  /// A vector, 0 for the oldest.
+  /// A vector, 0 for the oldest; it stays until the next `add`.
+  /// @throws std::out_of_range unless `position` is less than `size()`.
   Feature operator[](std::size_t position) const;
 
   /// Cosine distances of a feature from all vectors, in no particular order; `size()` of them go to `distances`.

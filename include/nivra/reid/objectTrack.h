@@ -41,6 +41,8 @@ class NIVRA_EXPORT ObjectTrack {
   /// Starts a track from its first detection, whose feature it stores.
   ObjectTrack(const ObjectDetection& firstDetection, int trackId, unsigned long long timestamp,
               const TrackerParams& trackerParams);
+  /// A temporary would not outlive the track.
+  ObjectTrack(const ObjectDetection&, int, unsigned long long, const TrackerParams&&) = delete;
 
   /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
   /// nothing.
@@ -88,7 +90,7 @@ class NIVRA_EXPORT ObjectTrack {
 
   /// The `reviveQuantile` quantile of the pairwise distances of two galleries; `defaultCosineDistance` if one
   /// is empty.
-  float computeTrackTrackDistance(const ObjectTrack& other, const Distance& distance) const;
+  float computeTrackTrackDistance(const ObjectTrack& other, Distance distance) const;
   /// The same with the cosine distance.
   float computeTrackTrackDistance(const ObjectTrack& other) const;
 
@@ -119,8 +121,6 @@ class NIVRA_EXPORT ObjectTrack {
   bool isExpired() const { return state == TrackState::Expired; }
   /// Whether `getTracks` shows the track: all but inactive and expired ones.
   bool isReported() const;
-  /// Whether the latest prediction was to `timestamp`; after a refused one it was to a later time.
-  bool isPredictedTo(unsigned long long timestamp) const { return predictionTimestamp == timestamp; }
   unsigned long long getCreationTimestamp() const { return creationTimestamp; }
   unsigned long long getUpdateTimestamp() const { return updateTimestamp; }
   /// The filtered box, not clamped.

@@ -73,7 +73,7 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
   TrackUpdateResult updateFrame(DetectionRange detections, unsigned long long timestamp);
   TrackUpdateResult matchReviveAndStart(DetectionRange detections, unsigned long long timestamp);
   void markOverlapping(unsigned long long timestamp);
-  void partitionByLoss(unsigned long long timestamp);
+  void partitionByLoss();
   void markInbetween(DetectionRange detections);
   void updateActive(DetectionRange detections, unsigned long long timestamp);
   std::set<std::pair<int, int>> reviveInactive(unsigned long long timestamp);

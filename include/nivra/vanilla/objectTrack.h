@@ -4,6 +4,7 @@
 /// One object followed by the vanilla tracker.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,12 +36,18 @@ namespace nivra::vanilla {
 /// Per frame: `predict`, then for pairs `canAssociate` and `observationLikelihood`, then exactly one of
 /// `update` and `emptyUpdate`. Timestamps are nanoseconds, scores percent.
 ///
-/// A value type that points at its tracker's parameters, which must outlive it.
+/// A value type that points at its tracker's parameters, which must outlive it; its box filter has a copy of its own.
 class NIVRA_EXPORT ObjectTrack {
  public:
   /// Starts a track from its first detection.
   ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
               const TrackerParams& trackerParams);
+  /// A temporary would not outlive the track.
+  ObjectTrack(const ObjectDetection&, int, unsigned long long, const TrackerParams&&) = delete;
+
+  /// The same with a box filter whose parameters several tracks share.
+  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+              const TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);
 
   /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
   /// nothing.

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,9 @@ class NIVRA_EXPORT ObjectTrack {
  public:
   ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
               const vanilla::TrackerParams& trackerParams);
+  ObjectTrack(const ObjectDetection&, int, unsigned long long, const vanilla::TrackerParams&&) = delete;
+  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+              const vanilla::TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);
 
   /// @param useVelocityNoise Whether `getProcessNoiseFactors` may inflate the process noise.
   void predict(unsigned long long timestamp, bool useVelocityNoise);
