@@ -41,8 +41,9 @@ class DetectionIndex {
   /// @param label Number of the label.
   template <class Visit>
   void visitAdmissible(std::uint32_t label, const Window& window, Visit visit) {
+    const LabelTable::Admissible admissible = labels.admissibleTo(label);
     const auto visitIfAdmissible = [&](std::uint32_t i) {
-      if (labels.isAdmissible(label, labelNumbers[i])) visit(i);
+      if (admissible.contains(labelNumbers[i])) visit(i);
     };
     for (const std::uint32_t i : grid.find(window)) visitIfAdmissible(i);
     for (const std::uint32_t i : placeless) visitIfAdmissible(i);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,11 +11,29 @@
 namespace nivra {
 
 /// The label-association map with its labels numbered, so that a frame looks each label up once instead of once per
-/// pair.
+/// pair. Its memory grows with the entries of the map.
 class LabelTable {
  public:
   /// Number of every label that the map doesn't mention; it is admissible nowhere.
   static constexpr std::uint32_t kUnknown = 0;
+
+  /// The labels that a track may take, by their numbers.
+  class Admissible {
+   public:
+    Admissible(const std::uint32_t* firstNumber, const std::uint32_t* endOfNumbers)
+        : first(firstNumber), last(endOfNumbers) {}
+
+    bool contains(std::uint32_t label) const {
+      if (last - first > kFew) return std::binary_search(first, last, label);
+      return std::find(first, last, label) != last;
+    }
+
+   private:
+    static constexpr std::ptrdiff_t kFew = 8;  // found sooner one after the other
+
+    const std::uint32_t* first;  // ascending
+    const std::uint32_t* last;
+  };
 
   explicit LabelTable(const LabelAssociations& associations);
 
@@ -30,25 +49,27 @@ class LabelTable {
   /// Whether the map has an entry for the label.
   bool hasEntry(std::uint32_t label) const { return entries[label] != 0; }
 
-  /// Whether a track of one label may take a detection of another; says the same as `nivra::isAdmissible`.
-  bool isAdmissible(std::uint32_t trackLabel, std::uint32_t detectionLabel) const {
-    return admissible[trackLabel * labels.size() + detectionLabel] != 0;
+  /// The labels of detections that a track of the given label may take; says the same as `nivra::isAdmissible`.
+  Admissible admissibleTo(std::uint32_t trackLabel) const {
+    return {admissible.data() + firstAdmissible[trackLabel], admissible.data() + firstAdmissible[trackLabel + 1]};
   }
 
  private:
-  /// A hash that tells ordinary labels apart without reading more of them than their ends.
+  void number(const std::string& label);
+
   std::size_t bucketOf(const std::string& label) const {
-    if (label.empty()) return 0;
-    const auto first = static_cast<unsigned char>(label.front());
-    const auto last = static_cast<unsigned char>(label.back());
-    return (label.size() + first * 5U + last * 17U) & (firstOfBucket.size() - 1);
+    // FNV-1a, which takes labels of a few letters in less time than the standard library's hash.
+    std::uint32_t hash = 2166136261U;
+    for (const char letter : label) hash = (hash ^ static_cast<unsigned char>(letter)) * 16777619U;
+    return hash & (firstOfBucket.size() - 1);
   }
 
   std::vector<std::string> labels;           // by number; the first stands for all unknown ones
   std::vector<std::uint32_t> firstOfBucket;  // a power of two of them
   std::vector<std::uint32_t> nextOfBucket;   // by number
   std::vector<char> entries;                 // by number
-  std::vector<char> admissible;              // by track label, then detection label
+  std::vector<std::size_t> firstAdmissible;  // by number, and the end of the last one's
+  std::vector<std::uint32_t> admissible;     // label by label, ascending within each
 };
 
 }  // namespace nivra

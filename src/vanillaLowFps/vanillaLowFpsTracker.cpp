@@ -70,7 +70,7 @@ void VanillaLowFpsTracker::noteTracks() {
 void VanillaLowFpsTracker::findOverlappingTracks(std::vector<int>& ids) const {
   ids.clear();
   overlaps->visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
-    if (!matching->getLabels().isAdmissible(notedTracks[a].label, notedTracks[b].label)) return;
+    if (!matching->getLabels().admissibleTo(notedTracks[a].label).contains(notedTracks[b].label)) return;
     ids.push_back(notedTracks[a].id);
     ids.push_back(notedTracks[b].id);
   });
