@@ -1,7 +1,10 @@
-// What is left when memory runs out inside a frame. A program of its own, since it replaces the global operator new.
+// How much memory a frame takes, and what is left when it runs out inside one. A program of its own, since it replaces
+// the global operator new.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -14,6 +17,8 @@ namespace {
 constexpr long kNever = std::numeric_limits<long>::max();
 long untilFailure = kNever;
 long living = 0;
+std::size_t livingBytes = 0;
+std::size_t mostBytes = 0;
 
 void* allocate(std::size_t size) noexcept {
   if (untilFailure != kNever && --untilFailure < 0) {
@@ -21,13 +26,18 @@ void* allocate(std::size_t size) noexcept {
     return nullptr;
   }
   void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory != nullptr) ++living;
+  if (memory == nullptr) return nullptr;
+  ++living;
+  livingBytes += malloc_usable_size(memory);
+  mostBytes = std::max(mostBytes, livingBytes);
   return memory;
 }
 
 // Inlined, it lets GCC take free for a mismatch with a new that it sees only from outside.
 [[gnu::noinline]] void release(void* memory) noexcept {
-  if (memory != nullptr) --living;
+  if (memory == nullptr) return;
+  --living;
+  livingBytes -= malloc_usable_size(memory);
   std::free(memory);
 }
 
@@ -132,6 +142,30 @@ TEST_P(AllocationFailure, LosesNothingButTheFrame) {
     }
     ASSERT_EQ(living, livingBefore);
   }
+}
+
+/// What a tracker takes at most for three frames of boxes that all lie in about one place, so that everyone could be
+/// paired with everyone.
+std::size_t memoryOfCrush(int selector, int size) {
+  const std::size_t before = livingBytes;
+  mostBytes = livingBytes;
+  const auto tracker = makeTracker(selector, {}, kHumansAndCars, 1.0F);
+  for (std::uint64_t frame = 1; frame <= 3; ++frame) {
+    std::vector<ObjectDetection> detections;
+    for (int i = 0; i < size; ++i) {
+      const float x = 0.02F * static_cast<float>(frame) + 1e-4F * static_cast<float>(i % 10);
+      detections.push_back(detectionOf(boxAt(x, 0.0F), selector == 3 ? "car" : "human", i));
+      // At last, most lie between others; earlier, those would start no track.
+      if (frame == 3) detections.back().objectness = static_cast<float>(i % 101);
+    }
+    tracker->update(detections, frame * kInterval);
+    EXPECT_GE(tracker->getDebugTracks().size(), static_cast<std::size_t>(size));
+  }
+  return mostBytes - before;
+}
+
+TEST_P(AllocationFailure, MemoryOfACrushGrowsWithItsSizeNotWithItsPairs) {
+  EXPECT_LT(memoryOfCrush(GetParam(), 600), 3 * memoryOfCrush(GetParam(), 300));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, AllocationFailure, testing::Range(0, 4));

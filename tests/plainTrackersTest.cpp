@@ -10,6 +10,7 @@
 #include <functional>
 #include <iterator>
 
+#include "core/pairLimit.h"
 #include "support/crowd.h"
 
 namespace nivra::test {
@@ -270,6 +271,25 @@ TEST_P(PlainTrackers, EqualTheLibrarysBitForBit) {
   }
   const bool revives = GetParam() == 1 || GetParam() == 2;
   EXPECT_EQ(revived > 50, revives);
+}
+
+/// Lets few frames list their pairs, or none, as if they were crushes.
+class ListedPairs {
+ public:
+  explicit ListedPairs(std::size_t perElement) { listedPairsPerElement = perElement; }
+  ~ListedPairs() { listedPairsPerElement = usual; }
+  ListedPairs(const ListedPairs&) = delete;
+  ListedPairs& operator=(const ListedPairs&) = delete;
+
+ private:
+  std::size_t usual = listedPairsPerElement;
+};
+
+TEST_P(PlainTrackers, EqualTheLibrarysWherePairsAreTooManyToBeListed) {
+  for (const std::size_t perElement : {0U, 1U}) {
+    const ListedPairs listed(perElement);
+    for (const Case& each : kCases) compare(GetParam(), each, 20261123);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PlainTrackers, testing::Range(0, 4));

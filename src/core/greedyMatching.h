@@ -6,10 +6,13 @@
 #include <tuple>
 #include <vector>
 
+#include "core/pairLimit.h"
+
 namespace nivra {
 
 /// Pairs the elements of two sequences one to one, best pairs first: of all pairs proposed, in their order, each is
-/// accepted whose two elements are both still free. Keeps its memory from frame to frame.
+/// accepted whose two elements are both still free. Keeps its memory from frame to frame, which is linear in the
+/// elements unless a caller proposes all pairs by itself.
 class GreedyMatching {
  public:
   /// Position of a partner that doesn't exist.
@@ -34,7 +37,7 @@ class GreedyMatching {
     ++ofSecond[second].proposals;
   }
 
-  /// Accepts what is possible.
+  /// Accepts what is possible of the pairs proposed.
   /// @param orderOf Gives a pair's place in the order, see `matchingOrder`; equal places are settled by the first
   ///   element's position, then the second's, so the order is total. Not asked for a pair without a rival for either
   ///   element, whose turn makes no difference.
@@ -50,14 +53,34 @@ class GreedyMatching {
     }
     std::sort(rivals.begin(), rivals.end());
     for (const Rival& rival : rivals) {
-      if (partnerOf(rival.pair.first) == kNone && isFree(rival.pair.second)) accept(rival.pair);
+      if (isFirstFree(rival.pair.first) && isFree(rival.pair.second)) accept(rival.pair);
     }
   }
 
-  /// The pairs proposed, in the order in which they were.
+  /// Accepts what is possible of all pairs there are, and lists no more of them than are worth it.
+  /// @param visitSeconds visitSeconds(first, isWanted, visit) calls visit(second, cost), in any order, for every
+  /// element
+  ///   with isWanted(second) that the first one may be paired with.
+  /// @param visitFirsts visitFirsts(second, isWanted, visit) calls visit(first, cost) likewise, with the same costs.
+  /// @param orderOf See above; says the same of a pair whenever it is asked.
+  template <class VisitSeconds, class VisitFirsts, class OrderOf>
+  void match(std::size_t firsts, std::size_t seconds, VisitSeconds visitSeconds, VisitFirsts visitFirsts,
+             OrderOf orderOf) {
+    reset(firsts, seconds);
+    const std::size_t limit = mostListedPairs(firsts + seconds);
+    const auto isAnyWanted = [](std::uint32_t) { return true; };
+    for (std::uint32_t first = 0; first < firsts; ++first) {
+      visitSeconds(first, isAnyWanted, [&](std::uint32_t second, float cost) { propose(first, second, cost); });
+      if (pairs.size() > limit) return matchUnlisted(visitSeconds, visitFirsts, orderOf);
+    }
+    match(orderOf);
+  }
+
+  /// The pairs proposed, in the order in which they were; where these were too many, those accepted, by first element.
   const std::vector<Pair>& getPairs() const { return pairs; }
 
   std::uint32_t partnerOf(std::uint32_t first) const { return ofFirst[first].partner; }
+  bool isFirstFree(std::uint32_t first) const { return partnerOf(first) == kNone; }
   bool isFree(std::uint32_t second) const { return ofSecond[second].partner == kNone; }
   bool isAccepted(const Pair& pair) const { return partnerOf(pair.first) == pair.second; }
 
@@ -82,10 +105,73 @@ class GreedyMatching {
     ofSecond[pair.second].partner = pair.first;
   }
 
+  /// Accepts the same pairs as `match` does, in another order: a pair that is the best one of both its elements among
+  /// those still free stays so until its turn comes. From an element to its best partner, from there to that one's best
+  /// and so on, each pair is better than the one before, so the way ends in such a pair. What led there stays as it is
+  /// when the pair is taken out, and the way goes on from its new end: each pair accepted costs up to three searches.
+  template <class VisitSeconds, class VisitFirsts, class OrderOf>
+  void matchUnlisted(VisitSeconds visitSeconds, VisitFirsts visitFirsts, OrderOf orderOf) {
+    const auto count = static_cast<std::uint32_t>(ofFirst.size());
+    reset(count, ofSecond.size());
+    way.clear();  // of positions, of a first element and of a second in turn
+    for (std::uint32_t start = 0; start < count;) {
+      if (way.empty() && !isFirstFree(start)) {
+        ++start;
+        continue;
+      }
+      if (way.empty()) way.push_back(start);
+      const bool isFirst = way.size() % 2 != 0;
+      const Rival best =
+          isFirst ? bestOfFirst(way.back(), visitSeconds, orderOf) : bestOfSecond(way.back(), visitFirsts, orderOf);
+      const std::uint32_t partner = isFirst ? best.pair.second : best.pair.first;
+      if (partner == kNone) {  // only at a start, since all others have been led to
+        way.clear();
+        ++start;
+      } else if (way.size() > 1 && way[way.size() - 2] == partner) {
+        accept(best.pair);
+        pairs.push_back(best.pair);
+        way.resize(way.size() - 2);
+      } else {
+        way.push_back(partner);
+      }
+    }
+    std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.first < b.first; });
+  }
+
+  template <class VisitSeconds, class OrderOf>
+  Rival bestOfFirst(std::uint32_t first, VisitSeconds& visitSeconds, OrderOf& orderOf) const {
+    Rival best = kNobody;
+    visitSeconds(
+        first, [this](std::uint32_t second) { return isFree(second); },
+        [&](std::uint32_t second, float cost) {
+          best = std::min(best, rivalOf({first, second, cost}, orderOf));
+        });
+    return best;
+  }
+
+  template <class VisitFirsts, class OrderOf>
+  Rival bestOfSecond(std::uint32_t second, VisitFirsts& visitFirsts, OrderOf& orderOf) const {
+    Rival best = kNobody;
+    visitFirsts(
+        second, [this](std::uint32_t first) { return isFirstFree(first); },
+        [&](std::uint32_t first, float cost) {
+          best = std::min(best, rivalOf({first, second, cost}, orderOf));
+        });
+    return best;
+  }
+
+  template <class OrderOf>
+  static Rival rivalOf(const Pair& pair, OrderOf& orderOf) {
+    return {orderOf(pair), pair};
+  }
+
+  static constexpr Rival kNobody = {UINT64_MAX, {kNone, kNone, 0.0F}};
+
   std::vector<Pair> pairs;
   std::vector<Rival> rivals;
   std::vector<Element> ofFirst;
   std::vector<Element> ofSecond;
+  std::vector<std::uint32_t> way;
 };
 
 /// Place in the order of matching, as one number: lower ranks first, within a rank lower costs, costs that are not a

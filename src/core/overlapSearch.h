@@ -26,15 +26,11 @@ class OverlapSearch {
   /// order of the pairs.
   template <class Visit>
   void visitOverlapping(float threshold, Visit visit) {
-    const auto visitIfOverlapping = [&](std::uint32_t a, std::uint32_t b) {
-      if (intersectionOverUnion(boxes[a], boxes[b]) > threshold) visit(a, b);
-    };
     const auto count = static_cast<std::uint32_t>(boxes.size());
     if (threshold < 0.0F || count <= kFew) {
       for (std::uint32_t a = 0; a < count; ++a) {
         for (std::uint32_t b = a + 1; b < count; ++b) {
-          // Below 0, boxes that don't touch overlap enough, too.
-          if (threshold < 0.0F || touch(boxes[a], boxes[b])) visitIfOverlapping(a, b);
+          if (overlap(a, b, threshold)) visit(a, b);
         }
       }
       return;
@@ -54,13 +50,29 @@ class OverlapSearch {
       const float size = sizeOf(boxes[a]);
       for (const std::uint32_t b : grid.find(cornersOfSmaller(boxes[a], largest, threshold))) {
         const float otherSize = sizeOf(boxes[b]);
-        if (otherSize < size || (otherSize == size && b > a)) visitIfOverlapping(std::min(a, b), std::max(a, b));
+        if (!(otherSize < size || (otherSize == size && b > a))) continue;
+        if (intersectionOverUnion(boxes[a], boxes[b]) > threshold) visit(std::min(a, b), std::max(a, b));
       }
+    }
+  }
+
+  /// Calls visit(b), in ascending order, for every other box whose intersection over union with box `a` exceeds
+  /// `threshold`. Looks at all boxes.
+  template <class Visit>
+  void visitOverlapping(std::uint32_t a, float threshold, Visit visit) const {
+    for (std::uint32_t b = 0; b < boxes.size(); ++b) {
+      if (b != a && overlap(a, b, threshold)) visit(b);
     }
   }
 
  private:
   static constexpr std::uint32_t kFew = 32;  // so many that comparing all with all takes less than a grid
+
+  bool overlap(std::uint32_t a, std::uint32_t b, float threshold) const {
+    // Below 0, boxes that don't touch overlap enough, too.
+    if (!(threshold < 0.0F) && !touch(boxes[a], boxes[b])) return false;
+    return intersectionOverUnion(boxes[a], boxes[b]) > threshold;
+  }
 
   static bool touch(const Box& a, const Box& b) {
     return (a.left < b.right) & (b.left < a.right) & (a.bottom < b.top) & (b.bottom < a.top);

@@ -7,6 +7,7 @@
 #include "core/detectionIndex.h"
 #include "core/detectionRange.h"
 #include "core/greedyMatching.h"
+#include "core/trackIndex.h"
 #include "nivra/objectTracker.h"
 #include "nivra/reid/featureGallery.h"
 #include "nivra/reid/objectTrack.h"
@@ -24,15 +25,16 @@ class DetectionMatching {
   DetectionMatching(const TrackerParams& trackerParams, const LabelAssociations& associations)
       : params(trackerParams), index(associations) {}
 
-  /// Finds all pairs that pass the gates, track by track.
+  /// Lists all pairs that pass the gates, track by track.
   void findPairs(const std::vector<ObjectTrack*>& tracks, DetectionRange detections);
 
+  /// The pairs listed; after `match` at least those accepted.
   const std::vector<GreedyMatching::Pair>& getPairs() const { return matching.getPairs(); }
 
-  /// Chooses among the pairs found. Clean detections come before those that lie between others, within each tracks with
-  /// a confident identity before confident ones before tentative ones, then the lower cost.
+  /// Chooses among all pairs that pass the gates. Clean detections come before those that lie between others, within
+  /// each tracks with a confident identity before confident ones before tentative ones, then the lower cost.
   /// @param isInbetween By detection.
-  void match(const std::vector<ObjectTrack*>& tracks, const std::vector<char>& isInbetween);
+  void match(const std::vector<ObjectTrack*>& tracks, DetectionRange detections, const std::vector<char>& isInbetween);
 
   /// The detection that a track takes, or `GreedyMatching::kNone`.
   std::uint32_t detectionOf(std::uint32_t track) const { return matching.partnerOf(track); }
@@ -40,8 +42,20 @@ class DetectionMatching {
   bool isAccepted(const GreedyMatching::Pair& pair) const { return matching.isAccepted(pair); }
 
  private:
+  void prepare(DetectionRange detections);
+
+  /// Calls visit(detection, cost) for the wanted ones that pass the track's gates.
+  template <class IsWanted, class Visit>
+  void visitDetectionsOf(const ObjectTrack& track, DetectionRange detections, IsWanted isWanted, Visit visit);
+
+  /// Calls visit(track, cost) for the wanted ones whose gates the detection passes.
+  template <class IsWanted, class Visit>
+  void visitTracksOf(const std::vector<ObjectTrack*>& tracks, DetectionRange detections, std::uint32_t detection,
+                     IsWanted isWanted, Visit visit);
+
   const TrackerParams& params;
   DetectionIndex index;                          // by the lower left corner of the box
+  TrackIndex trackIndex;                         // where a detection is to find its tracks
   std::vector<std::optional<Feature>> features;  // by detection
   GreedyMatching matching;
 };

@@ -9,6 +9,7 @@
 
 #include "core/detectionRange.h"
 #include "core/overlapSearch.h"
+#include "core/pairLimit.h"
 #include "nivra/reid/inBetween.h"
 #include "nivra/trackerParams.h"
 
@@ -22,22 +23,33 @@ class InbetweenSearch {
   template <class Found>
   void search(DetectionRange detections, const InBetweenParams& params, float aspect, Found found) {
     findNeighbours(detections, params);
-    for (auto first = neighbours.begin(); first != neighbours.end();) {
-      const std::uint32_t middle = first->first;
-      const auto last =
-          std::find_if(first, neighbours.end(), [middle](const auto& entry) { return entry.first != middle; });
-      searchAround(detections, params, aspect, first, last, found);
-      first = last;
+    if (areNeighboursListed) {
+      for (auto first = neighbours.cbegin(); first != neighbours.cend();) {
+        const std::uint32_t middle = first->first;
+        const auto last =
+            std::find_if(first, neighbours.cend(), [middle](const auto& entry) { return entry.first != middle; });
+        searchAround(detections, params, aspect, first, last, found);
+        first = last;
+      }
+      return;
+    }
+    for (std::uint32_t middle = 0; middle < detections.size(); ++middle) {
+      neighbours.clear();
+      overlaps.visitOverlapping(middle, params.minIou, [&](std::uint32_t other) {
+        if (detections[middle].label == detections[other].label) neighbours.emplace_back(middle, other);
+      });
+      searchAround(detections, params, aspect, neighbours.cbegin(), neighbours.cend(), found);
     }
   }
 
  private:
   using Neighbours = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
 
-  /// Lists each detection with its neighbours. Those that don't exceed its objectness by the margin can be left out, as
-  /// long as all objectness can be compared.
+  /// Lists each detection with its neighbours, if they are not too many to be listed. Those that don't exceed its
+  /// objectness by the margin can be left out, as long as all objectness can be compared.
   void findNeighbours(DetectionRange detections, const InBetweenParams& params) {
     neighbours.clear();
+    areNeighboursListed = true;
     if (!params.useInbetween) return;
     float lowest = std::numeric_limits<float>::infinity();
     float highest = -lowest;
@@ -55,11 +67,12 @@ class InbetweenSearch {
     overlaps.clear();
     for (const ObjectDetection& detection : detections) overlaps.add(detection.box);
     overlaps.visitOverlapping(params.minIou, [&](std::uint32_t a, std::uint32_t b) {
-      if (detections[a].label != detections[b].label) return;
+      if (!areNeighboursListed || detections[a].label != detections[b].label) return;
       if (isBetter(detections[b].objectness, detections[a].objectness)) neighbours.emplace_back(a, b);
       if (isBetter(detections[a].objectness, detections[b].objectness)) neighbours.emplace_back(b, a);
+      areNeighboursListed = neighbours.size() <= mostListedPairs(detections.size());
     });
-    std::sort(neighbours.begin(), neighbours.end());
+    if (areNeighboursListed) std::sort(neighbours.begin(), neighbours.end());
   }
 
   template <class Found>
@@ -79,6 +92,7 @@ class InbetweenSearch {
 
   OverlapSearch overlaps;
   Neighbours neighbours;  // (middle, neighbour), ascending
+  bool areNeighboursListed = true;
 };
 
 }  // namespace nivra::reid

@@ -61,32 +61,73 @@ DetMatch matchOf(const GreedyMatching::Pair& pair, const std::vector<ObjectTrack
 
 // ---- Detections ----
 
-void DetectionMatching::findPairs(const std::vector<ObjectTrack*>& tracks, DetectionRange detections) {
-  matching.reset(tracks.size(), detections.size());
+static Point placeOf(const Box& box) { return {box.left, box.bottom}; }
+
+/// Where the places of detections lie that pass the gate of the track's filter.
+static Window reachOf(const ObjectTrack& track) {
+  const Point reach = track.getBoxFilter().getMaxEdgeOffset();
+  return {placeOf(track.getBox()), reach.x, reach.y};
+}
+
+void DetectionMatching::prepare(DetectionRange detections) {
   features.clear();
   for (const ObjectDetection& detection : detections) features.push_back(featureOf(detection));
-  index.fill(detections, [detections](std::uint32_t i) {
-    const Box& box = detections[i].box;
-    return std::optional(Point{box.left, box.bottom});
-  });
+  index.fill(detections, [detections](std::uint32_t i) { return std::optional(placeOf(detections[i].box)); });
+  trackIndex.clear();
+}
 
-  for (std::uint32_t position = 0; position < tracks.size(); ++position) {
-    const ObjectTrack& track = *tracks[position];
-    const Box box = track.getBox();
-    const Point reach = track.getBoxFilter().getMaxEdgeOffset();
-    const Window window = {{box.left, box.bottom}, reach.x, reach.y};
-    index.visitAdmissible(index.getLabels().numberOf(track.getLabel()), window, [&](std::uint32_t i) {
-      const std::optional<float> cost = gatedCost(track, detections[i], features[i], params);
-      if (cost) matching.propose(position, i, *cost);
-    });
+template <class IsWanted, class Visit>
+void DetectionMatching::visitDetectionsOf(const ObjectTrack& track, DetectionRange detections, IsWanted isWanted,
+                                          Visit visit) {
+  index.visitAdmissible(index.getLabels().numberOf(track.getLabel()), reachOf(track), [&](std::uint32_t i) {
+    if (!isWanted(i)) return;
+    const std::optional<float> cost = gatedCost(track, detections[i], features[i], params);
+    if (cost) visit(i, *cost);
+  });
+}
+
+template <class IsWanted, class Visit>
+void DetectionMatching::visitTracksOf(const std::vector<ObjectTrack*>& tracks, DetectionRange detections,
+                                      std::uint32_t detection, IsWanted isWanted, Visit visit) {
+  if (trackIndex.isEmpty()) {
+    for (const ObjectTrack* track : tracks) trackIndex.add(reachOf(*track));
+    trackIndex.build();
+  }
+  const LabelTable& labels = index.getLabels();
+  trackIndex.visit(placeOf(detections[detection].box), [&](std::uint32_t i) {
+    if (!isWanted(i)) return;
+    const ObjectTrack& track = *tracks[i];
+    if (!labels.admissibleTo(labels.numberOf(track.getLabel())).contains(index.labelNumberOf(detection))) return;
+    const std::optional<float> cost = gatedCost(track, detections[detection], features[detection], params);
+    if (cost) visit(i, *cost);
+  });
+}
+
+void DetectionMatching::findPairs(const std::vector<ObjectTrack*>& tracks, DetectionRange detections) {
+  matching.reset(tracks.size(), detections.size());
+  prepare(detections);
+  for (std::uint32_t i = 0; i < tracks.size(); ++i) {
+    visitDetectionsOf(
+        *tracks[i], detections, [](std::uint32_t) { return true; },
+        [&](std::uint32_t detection, float cost) { matching.propose(i, detection, cost); });
   }
 }
 
-void DetectionMatching::match(const std::vector<ObjectTrack*>& tracks, const std::vector<char>& isInbetween) {
-  matching.match([&](const GreedyMatching::Pair& pair) {
-    const unsigned rank = rankOf(*tracks[pair.first]);
-    return matchingOrder(isInbetween[pair.second] != 0 ? rank + kRanks : rank, pair.cost);
-  });
+void DetectionMatching::match(const std::vector<ObjectTrack*>& tracks, DetectionRange detections,
+                              const std::vector<char>& isInbetween) {
+  prepare(detections);
+  matching.match(
+      tracks.size(), detections.size(),
+      [&](std::uint32_t track, auto isWanted, auto visit) {
+        visitDetectionsOf(*tracks[track], detections, isWanted, visit);
+      },
+      [&](std::uint32_t detection, auto isWanted, auto visit) {
+        visitTracksOf(tracks, detections, detection, isWanted, visit);
+      },
+      [&](const GreedyMatching::Pair& pair) {
+        const unsigned rank = rankOf(*tracks[pair.first]);
+        return matchingOrder(isInbetween[pair.second] != 0 ? rank + kRanks : rank, pair.cost);
+      });
 }
 
 std::pair<float, float> detAssociationCost(const ObjectTrack& track, const ObjectDetection& detection,
@@ -128,8 +169,7 @@ ActiveMatchResult matchActive(std::set<ObjectTrack*>& tracks, const std::vector<
   std::vector<char> isInbetween;
   for (const ObjectDetection& detection : detections) isInbetween.push_back(detection.inbetween ? 1 : 0);
   DetectionMatching matching(params.params, params.labelAssociations);
-  matching.findPairs(list, DetectionRange(detections));
-  matching.match(list, isInbetween);
+  matching.match(list, DetectionRange(detections), isInbetween);
 
   ActiveMatchResult result;
   for (const auto& pair : matching.getPairs()) {
@@ -157,34 +197,58 @@ TrackPartition partitionTracks(std::vector<ObjectTrack>& tracks) {
 
 // ---- Revivals ----
 
-static std::optional<TrackMatch> revivalOf(ObjectTrack& inactive, ObjectTrack& pending) {
+/// Whether the two are worth a comparison of their galleries.
+static bool isComparable(const ObjectTrack& inactive, const ObjectTrack& pending) {
   if (pending.getDetection() == nullptr) {
     throw std::runtime_error("Tried to associate track " + std::to_string(inactive.getId()) +
                              " with track without associated detection " + std::to_string(pending.getId()));
   }
-  if (inactive.getLabel() != pending.getLabel()) return std::nullopt;
-  if (!inactive.canAssociateKalman(*pending.getDetection())) return std::nullopt;
-  if (inactive.getUpdateTimestamp() >= pending.getCreationTimestamp()) return std::nullopt;
+  if (inactive.getLabel() != pending.getLabel()) return false;
+  if (!inactive.canAssociateKalman(*pending.getDetection())) return false;
+  return inactive.getUpdateTimestamp() < pending.getCreationTimestamp();
+}
+
+/// The cost of a pair of comparable tracks, if it passes the gate of their distance.
+static std::optional<float> revivalCost(const ObjectTrack& inactive, const ObjectTrack& pending) {
   const float distance = inactive.computeTrackTrackDistance(pending);
-  inactive.registerReviveAttempt();
-  if (!inactive.canReviveCost(distance)) return std::nullopt;
-  return TrackMatch{&inactive, &pending, distance};
+  return inactive.canReviveCost(distance) ? std::optional(distance) : std::nullopt;
 }
 
 std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& pending,
                                             const MatchParams& /*params*/) {
-  return revivalOf(inactive, pending);
+  if (!isComparable(inactive, pending)) return std::nullopt;
+  const std::optional<float> cost = revivalCost(inactive, pending);
+  inactive.registerReviveAttempt();
+  return cost ? std::optional(TrackMatch{&inactive, &pending, *cost}) : std::nullopt;
 }
 
 void matchRevivals(const std::vector<ObjectTrack*>& inactive, const std::vector<ObjectTrack*>& pending,
                    GreedyMatching& matching) {
-  matching.reset(inactive.size(), pending.size());
-  for (std::uint32_t i = 0; i < inactive.size(); ++i) {
-    for (std::uint32_t j = 0; j < pending.size(); ++j) {
-      if (const auto match = revivalOf(*inactive[i], *pending[j])) matching.propose(i, j, match->cost);
+  // Counted apart from the comparing, since the choice may compare a pair several times, or not at all.
+  for (ObjectTrack* lost : inactive) {
+    for (const ObjectTrack* found : pending) {
+      if (isComparable(*lost, *found)) lost->registerReviveAttempt();
     }
   }
-  matching.match([](const GreedyMatching::Pair& pair) { return matchingOrder(0, pair.cost); });
+  const auto costOf = [&](std::uint32_t lost, std::uint32_t found) {
+    const bool areComparable = isComparable(*inactive[lost], *pending[found]);
+    return areComparable ? revivalCost(*inactive[lost], *pending[found]) : std::nullopt;
+  };
+  matching.match(
+      inactive.size(), pending.size(),
+      [&](std::uint32_t lost, auto isWanted, auto visit) {
+        for (std::uint32_t found = 0; found < pending.size(); ++found) {
+          if (!isWanted(found)) continue;
+          if (const std::optional<float> cost = costOf(lost, found)) visit(found, *cost);
+        }
+      },
+      [&](std::uint32_t found, auto isWanted, auto visit) {
+        for (std::uint32_t lost = 0; lost < inactive.size(); ++lost) {
+          if (!isWanted(lost)) continue;
+          if (const std::optional<float> cost = costOf(lost, found)) visit(lost, *cost);
+        }
+      },
+      [](const GreedyMatching::Pair& pair) { return matchingOrder(0, pair.cost); });
 }
 
 std::vector<TrackMatch> getTrackMatchCandidates(const std::set<ObjectTrack*>& inactive,

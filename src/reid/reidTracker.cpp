@@ -104,8 +104,7 @@ TrackUpdateResult ReidTracker::matchReviveAndStart(DetectionRange detections, un
   markOverlapping(timestamp);
   partitionByLoss();
   markInbetween(detections);
-  memory->matching.findPairs(memory->active, detections);
-  memory->matching.match(memory->active, memory->isInbetween);
+  memory->matching.match(memory->active, detections, memory->isInbetween);
   updateActive(detections, timestamp);
 
   TrackUpdateResult result;

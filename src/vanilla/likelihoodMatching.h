@@ -9,6 +9,7 @@
 #include "core/detectionIndex.h"
 #include "core/detectionRange.h"
 #include "core/greedyMatching.h"
+#include "core/trackIndex.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
@@ -32,11 +33,15 @@ class LikelihoodMatching {
     widestLimit = *std::max_element(limits.begin(), limits.end());
   }
 
-  /// Finds all pairs that pass the track's gates, track by track.
+  /// Lists all pairs that pass the track's gates, track by track.
   void findPairs(const std::vector<Track>& tracks, DetectionRange detections) {
     matching.reset(tracks.size(), detections.size());
     prepare(detections);
-    for (std::uint32_t i = 0; i < tracks.size(); ++i) findPairsOf(tracks[i], i);
+    for (std::uint32_t i = 0; i < tracks.size(); ++i) {
+      visitDetectionsOf(
+          tracks[i], [](std::uint32_t) { return true; },
+          [&](std::uint32_t detection, float) { matching.propose(i, detection); });
+    }
   }
 
   const LabelTable& getLabels() const { return index.getLabels(); }
@@ -47,12 +52,17 @@ class LikelihoodMatching {
     return -tracks[pair.first].getBoxFilter().likelihoodOf(measurements[pair.second]);
   }
 
-  /// Chooses among the pairs found. Tracks once confirmed come before tentative ones, which only get what no confirmed
-  /// track took, however well it fits; within each the higher likelihood decides.
-  void match(const std::vector<Track>& tracks) {
-    matching.match([&](const GreedyMatching::Pair& pair) {
-      return matchingOrder(tracks[pair.first].isTentative() ? 1 : 0, costOf(tracks, pair));
-    });
+  /// Chooses among all pairs that pass the gates. Tracks once confirmed come before tentative ones, which only get what
+  /// no confirmed track took, however well it fits; within each the higher likelihood decides.
+  void match(const std::vector<Track>& tracks, DetectionRange detections) {
+    prepare(detections);
+    matching.match(
+        tracks.size(), detections.size(),
+        [&](std::uint32_t track, auto isWanted, auto visit) { visitDetectionsOf(tracks[track], isWanted, visit); },
+        [&](std::uint32_t detection, auto isWanted, auto visit) { visitTracksOf(tracks, detection, isWanted, visit); },
+        [&](const GreedyMatching::Pair& pair) {
+          return matchingOrder(tracks[pair.first].isTentative() ? 1 : 0, costOf(tracks, pair));
+        });
   }
 
   /// The detection that a track takes, or `GreedyMatching::kNone`.
@@ -65,19 +75,54 @@ class LikelihoodMatching {
     for (const ObjectDetection& detection : detections) {
       measurements.push_back(KalmanBoxFilter::measure(detection.box));
     }
-    index.fill(detections, [this](std::uint32_t i) -> std::optional<Point> {
-      const auto [x, y, w, h] = measurements[i];
-      return vanilla::BoxGate::isInReach(w, h) ? std::optional(Point{x, y}) : std::nullopt;
+    index.fill(detections, [this](std::uint32_t i) { return placeOf(i); });
+    trackIndex.clear();
+  }
+
+  /// Nothing for a detection that every track's gates have to look at.
+  std::optional<Point> placeOf(std::uint32_t detection) const {
+    const auto [x, y, w, h] = measurements[detection];
+    return vanilla::BoxGate::isInReach(w, h) ? std::optional(Point{x, y}) : std::nullopt;
+  }
+
+  bool accepts(const Track& track, const vanilla::BoxGate& gate, std::uint32_t detection) const {
+    const float limit = limits[index.labelNumberOf(detection)];
+    return gate.accepts(measurements[detection], limit) && track.getBoxFilter().accepts(measurements[detection]);
+  }
+
+  /// Calls visit(detection, cost) for the wanted ones that pass the track's gates. The cost is left to `costOf`, since
+  /// most pairs have no rival and need none.
+  template <class IsWanted, class Visit>
+  void visitDetectionsOf(const Track& track, IsWanted isWanted, Visit visit) {
+    const vanilla::BoxGate gate(track.getBoxFilter(), params);
+    index.visitAdmissible(track.getLabelNumber(getLabels()), gate.reach(widestLimit), [&](std::uint32_t i) {
+      if (isWanted(i) && accepts(track, gate, i)) visit(i, 0.0F);
     });
   }
 
-  void findPairsOf(const Track& track, std::uint32_t position) {
-    const KalmanBoxFilter& filter = track.getBoxFilter();
-    const vanilla::BoxGate gate(filter, params);
-    index.visitAdmissible(track.getLabelNumber(index.getLabels()), gate.reach(widestLimit), [&](std::uint32_t i) {
-      const float limit = limits[index.labelNumberOf(i)];
-      if (gate.accepts(measurements[i], limit) && filter.accepts(measurements[i])) matching.propose(position, i);
-    });
+  /// Calls visit(track, cost) for the wanted ones whose gates the detection passes.
+  template <class IsWanted, class Visit>
+  void visitTracksOf(const std::vector<Track>& tracks, std::uint32_t detection, IsWanted isWanted, Visit visit) {
+    if (trackIndex.isEmpty()) indexTracks(tracks);
+    const std::uint32_t label = index.labelNumberOf(detection);
+    const auto visitIfAccepted = [&](std::uint32_t i) {
+      if (!isWanted(i) || !getLabels().admissibleTo(tracks[i].getLabelNumber(getLabels())).contains(label)) return;
+      if (accepts(tracks[i], gates[i], detection)) visit(i, 0.0F);
+    };
+    if (const std::optional<Point> place = placeOf(detection)) {
+      trackIndex.visit(*place, visitIfAccepted);
+    } else {
+      for (std::uint32_t i = 0; i < tracks.size(); ++i) visitIfAccepted(i);
+    }
+  }
+
+  void indexTracks(const std::vector<Track>& tracks) {
+    gates.clear();
+    for (const Track& track : tracks) {
+      gates.emplace_back(track.getBoxFilter(), params);
+      trackIndex.add(gates.back().reach(widestLimit));
+    }
+    trackIndex.build();
   }
 
   const vanilla::TrackerParams& params;
@@ -85,6 +130,8 @@ class LikelihoodMatching {
   std::vector<KalmanBoxFilter::Measurement> measurements;  // by detection
   std::vector<float> limits;                               // on the horizontal offset, by label number
   float widestLimit = 0.0F;
+  TrackIndex trackIndex;                // where a detection is to find its tracks
+  std::vector<vanilla::BoxGate> gates;  // likewise, by track
   GreedyMatching matching;
 };
 
@@ -98,8 +145,7 @@ inline std::shared_ptr<const KalmanBoxParams> lendFilterParams(const vanilla::Tr
 template <class Track, class Start>
 void updateTracksByLikelihood(std::vector<Track>& tracks, DetectionRange detections, unsigned long long timestamp,
                               LikelihoodMatching<Track>& matching, Start start) {
-  matching.findPairs(tracks, detections);
-  matching.match(tracks);
+  matching.match(tracks, detections);
   for (std::uint32_t i = 0; i < tracks.size(); ++i) {
     const std::uint32_t detection = matching.detectionOf(i);
     if (detection == GreedyMatching::kNone) {

@@ -68,12 +68,16 @@ void VanillaLowFpsTracker::noteTracks() {
 }
 
 void VanillaLowFpsTracker::findOverlappingTracks(std::vector<int>& ids) const {
-  ids.clear();
+  ids.assign(notedTracks.size(), 0);  // at first a mark for each track
   overlaps->visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
-    if (!matching->getLabels().admissibleTo(notedTracks[a].label).contains(notedTracks[b].label)) return;
-    ids.push_back(notedTracks[a].id);
-    ids.push_back(notedTracks[b].id);
+    const LabelTable::Admissible admissible = matching->getLabels().admissibleTo(notedTracks[a].label);
+    if (admissible.contains(notedTracks[b].label)) ids[a] = ids[b] = 1;
   });
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < notedTracks.size(); ++i) {
+    if (ids[i] != 0) ids[count++] = notedTracks[i].id;
+  }
+  ids.resize(count);
   std::sort(ids.begin(), ids.end());
 }
 
