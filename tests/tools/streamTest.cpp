@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <simdjson.h>
 
+#include <algorithm>
 #include <future>
 #include <map>
 
@@ -445,6 +446,17 @@ TEST_F(Stream, NamesUnassociatedLabelsOnce) {
     EXPECT_EQ(nivra(arguments + Arguments{file}).out.find("unassociated") != std::string::npos, saysLabels)
         << "files associate each label with itself, unless all are given";
   }
+}
+
+TEST_F(Stream, NamesAThousandLabelsWithoutAssociationsAndNoMore) {
+  std::string stream;
+  for (std::uint64_t i = 0; i < 1100; ++i) {
+    stream += frameLine("a", i, fmt::format(R"({{"box":[0,0.1,0.1,0],"label":"x{}","score":50}})", i));
+  }
+  const auto answers = linesOf(nivraReading(stream, {"track", "--labels", "human"}).out);
+  ASSERT_EQ(answers.size(), 1100U);
+  const auto isNamed = [](const std::string& line) { return line.find("unassociated") != std::string::npos; };
+  EXPECT_EQ(std::count_if(answers.begin(), answers.end(), isNamed), 1000);
 }
 
 TEST(CamerasTest, LetsGoOfIdleOnes) {

@@ -106,7 +106,8 @@ void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabel
       known = &found->first;
       return false;
     }
-    if (namedLabels.insert(label).second) newLabels.push_back(label);
+    const bool hasRoom = namedLabels.size() < kMostNamedLabels;
+    if (hasRoom && namedLabels.insert(label).second) newLabels.push_back(label);
     return true;
   };
   auto& detections = frame.detections;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -16,6 +17,9 @@
 #include "trackerRecipe.h"
 
 namespace nivra::tool {
+
+/// So many labels without associations are named and remembered, of a camera and of a run, whatever a detector makes up.
+inline constexpr std::size_t kMostNamedLabels = 1000;
 
 /// A record that a camera does not take, and the field that is at fault.
 struct Refusal {

@@ -157,7 +157,9 @@ class Run {
     ++summary.frames;
     summary.detections += frame.detections.size();
     summary.tracks += result.tracks.size();
-    summary.untracked.insert(result.unassociated.begin(), result.unassociated.end());
+    for (const std::string& label : result.unassociated) {
+      if (summary.untracked.size() < kMostNamedLabels) summary.untracked.insert(label);
+    }
     writer->frame(frame, result, text);
     if (result.duplicates > 0) warnOfDuplicates(frame);
   }
