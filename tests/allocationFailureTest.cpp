@@ -168,6 +168,20 @@ TEST_P(AllocationFailure, MemoryOfACrushGrowsWithItsSizeNotWithItsPairs) {
   EXPECT_LT(memoryOfCrush(GetParam(), 600), 3 * memoryOfCrush(GetParam(), 300));
 }
 
+/// What it takes at most to make a tracker of so many labels.
+std::size_t memoryOfLabels(int selector, int count) {
+  LabelAssociations associations;
+  for (int i = 0; i < count; ++i) associations[std::to_string(i)] = {std::to_string(i)};
+  const std::size_t before = livingBytes;
+  mostBytes = livingBytes;
+  makeTracker(selector, {}, associations, 1.0F);
+  return mostBytes - before;
+}
+
+TEST_P(AllocationFailure, MemoryOfLabelsGrowsWithTheirNumber) {
+  EXPECT_LT(memoryOfLabels(GetParam(), 3000), 4 * memoryOfLabels(GetParam(), 1000));
+}
+
 INSTANTIATE_TEST_SUITE_P(All, AllocationFailure, testing::Range(0, 4));
 
 }  // namespace

@@ -19,14 +19,19 @@ inline Box clampedToPicture(const Box& box) {
   return {clamped(box.left), clamped(box.top), clamped(box.right), clamped(box.bottom)};
 }
 
-/// Shared area over joint area, 0 to 1; 0 for boxes that only touch, or whose joint area is not positive.
-inline float intersectionOverUnion(const Box& a, const Box& b) {
+inline float sharedArea(const Box& a, const Box& b) {
   const Box overlap = {std::max(a.left, b.left), std::min(a.top, b.top), std::min(a.right, b.right),
                        std::max(a.bottom, b.bottom)};
   const bool overlaps = overlap.left < overlap.right && overlap.top > overlap.bottom;
-  const float intersection = overlaps ? area(overlap) : 0.0F;
-  const float joint = area(a) + area(b) - intersection;
-  return joint > 0.0F ? intersection / joint : 0.0F;
+  return overlaps ? area(overlap) : 0.0F;
+}
+
+inline float jointArea(const Box& a, const Box& b) { return area(a) + area(b) - sharedArea(a, b); }
+
+/// Shared area over joint area, 0 to 1; 0 for boxes that only touch, or whose joint area is not positive.
+inline float intersectionOverUnion(const Box& a, const Box& b) {
+  const float joint = jointArea(a, b);
+  return joint > 0.0F ? sharedArea(a, b) / joint : 0.0F;
 }
 
 /// The box as the tracks' state strings show it.

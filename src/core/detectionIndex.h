@@ -27,7 +27,8 @@ class DetectionIndex {
     placeless.clear();
     grid.clear();
     for (std::uint32_t i = 0; i < detections.size(); ++i) {
-      labelNumbers.push_back(labels.numberOf(detections[i].label));
+      const bool isAsBefore = i > 0 && detections[i].label == detections[i - 1].label;
+      labelNumbers.push_back(isAsBefore ? labelNumbers.back() : labels.numberOf(detections[i].label));
       if (const std::optional<Point> place = placeOf(i)) {
         grid.add(i, place->x, place->y);
       } else {

@@ -25,7 +25,10 @@ class LabelTable {
 
     bool contains(std::uint32_t label) const {
       if (last - first > kFew) return std::binary_search(first, last, label);
-      return std::find(first, last, label) != last;
+      for (const std::uint32_t* each = first; each != last; ++each) {
+        if (*each == label) return true;
+      }
+      return false;
     }
 
    private:

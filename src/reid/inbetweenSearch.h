@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/boxGeometry.h"
 #include "core/detectionRange.h"
 #include "core/overlapSearch.h"
 #include "core/pairLimit.h"
@@ -36,7 +37,7 @@ class InbetweenSearch {
     for (std::uint32_t middle = 0; middle < detections.size(); ++middle) {
       neighbours.clear();
       overlaps.visitOverlapping(middle, params.minIou, [&](std::uint32_t other) {
-        if (detections[middle].label == detections[other].label) neighbours.emplace_back(middle, other);
+        if (canBeNeighbours(detections[middle], detections[other])) neighbours.emplace_back(middle, other);
       });
       searchAround(detections, params, aspect, neighbours.cbegin(), neighbours.cend(), found);
     }
@@ -44,6 +45,11 @@ class InbetweenSearch {
 
  private:
   using Neighbours = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
+  /// Of one label, and with an overlap that is a number: one that is not exceeds no threshold, not even a negative one.
+  static bool canBeNeighbours(const ObjectDetection& a, const ObjectDetection& b) {
+    return a.label == b.label && !std::isnan(jointArea(a.box, b.box));
+  }
 
   /// Lists each detection with its neighbours, if they are not too many to be listed. Those that don't exceed its
   /// objectness by the margin can be left out, as long as all objectness can be compared.
@@ -67,7 +73,7 @@ class InbetweenSearch {
     overlaps.clear();
     for (const ObjectDetection& detection : detections) overlaps.add(detection.box);
     overlaps.visitOverlapping(params.minIou, [&](std::uint32_t a, std::uint32_t b) {
-      if (!areNeighboursListed || detections[a].label != detections[b].label) return;
+      if (!areNeighboursListed || !canBeNeighbours(detections[a], detections[b])) return;
       if (isBetter(detections[b].objectness, detections[a].objectness)) neighbours.emplace_back(a, b);
       if (isBetter(detections[a].objectness, detections[b].objectness)) neighbours.emplace_back(b, a);
       areNeighboursListed = neighbours.size() <= mostListedPairs(detections.size());

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <sstream>
 #include <stdexcept>
 
@@ -22,6 +23,8 @@ TEST(InBetween, MarksDetectionsBetweenTwoBetterNeighbours) {
   const ObjectDetection left = at(-0.15F, 0, 90), middle = at(0, 0, 60), right = at(0.15F, 0, 88);
   ObjectDetection flagged = middle;
   flagged.inbetween = true;
+  ObjectDetection bottomless = middle;
+  bottomless.box.bottom = NAN;
   const struct {
     const char* what;
     std::vector<ObjectDetection> detections;
@@ -38,6 +41,8 @@ TEST(InBetween, MarksDetectionsBetweenTwoBetterNeighbours) {
                {"too little overlap", {middle, left, right}, 0, {true, 5, -0.5F, 0.2F}},
                {"angle at the limit", {middle, left, at(0, 0.1F, 88)}, 1, {true, 5, 0, 0}},
                {"marked before", {flagged}, 1},
+               {"no overlap asked for", {middle, at(-0.4F, 0, 90), right}, 1, {true, 5, -0.5F, -1}},
+               {"no overlap that is a number", {bottomless, at(-0.4F, 0, 90), right}, 0, {true, 5, -0.5F, -1}},
                {"switched off", {middle, left, right}, 0, {false, 5, -0.5F, 0}},
                {"a wide angle counts more in a wide picture", {middle, at(-0.1F, 0.1F, 90), at(0.1F, 0.1F, 88)}, 1},
                {"two of them", {middle, at(0.01F, 0, 60), left, right}, 2}};

@@ -81,12 +81,16 @@ inline std::vector<PlainPair> choose(std::vector<PlainPair> pairs) {
   return chosen;
 }
 
-inline float plainIou(const Box& a, const Box& b) {
+inline std::pair<float, float> sharedAndJointArea(const Box& a, const Box& b) {
   const float width = std::min(a.right, b.right) - std::max(a.left, b.left);
   const float height = std::min(a.top, b.top) - std::max(a.bottom, b.bottom);
   const float shared = width > 0.0F && height > 0.0F ? width * height : 0.0F;
   const auto area = [](const Box& box) { return (box.right - box.left) * (box.top - box.bottom); };
-  const float joint = area(a) + area(b) - shared;
+  return {shared, area(a) + area(b) - shared};
+}
+
+inline float plainIou(const Box& a, const Box& b) {
+  const auto [shared, joint] = sharedAndJointArea(a, b);
   return joint > 0.0F ? shared / joint : 0.0F;
 }
 
@@ -267,7 +271,8 @@ class PlainReidTracker final : public PlainTrackerOf<PlainReidTrack> {
 
   void markInbetween(std::vector<ObjectDetection>& detections) const {
     const auto areNeighbours = [&](const ObjectDetection& a, const ObjectDetection& b) {
-      return &a != &b && a.label == b.label && plainIou(a.box, b.box) > params.inBetween.minIou;
+      if (&a == &b || a.label != b.label || std::isnan(sharedAndJointArea(a.box, b.box).second)) return false;
+      return plainIou(a.box, b.box) > params.inBetween.minIou;
     };
     for (ObjectDetection& a : detections) {
       for (std::size_t i = 0; i < detections.size(); ++i) {
