@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <new>
 #include <set>
 
 #include "support/detections.h"
+#include "support/replacedNew.h"
 
 namespace {
 
@@ -42,20 +42,6 @@ void* allocate(std::size_t size) noexcept {
 }
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
 
 namespace nivra::test {
 namespace {

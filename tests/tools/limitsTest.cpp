@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 #include <limits>
-#include <new>
 
+#include "support/replacedNew.h"
 #include "toolRun.h"
 
 namespace {
@@ -18,20 +18,6 @@ void* allocate(std::size_t size) noexcept { return size >= refusedSize ? nullptr
 [[gnu::noinline]] void release(void* memory) noexcept { std::free(memory); }
 
 }  // namespace
-
-void* operator new(std::size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-void* operator new[](std::size_t size) { return operator new(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { release(memory); }
 
 namespace nivra::tool::test {
 
