@@ -8,6 +8,10 @@
 #include "nivra/kalmanParams.h"
 #include "nivra/timeStep.h"
 
+#ifdef __FAST_MATH__
+#error "nivra tells numbers from what is not one, which -ffast-math takes away"
+#endif
+
 /// The equations of the constant-velocity filter, for any number of axes side by side. Each is a loop of plain
 /// arithmetic over the axes, which compilers turn into vector instructions, provided that nothing that is read may be
 /// written in the loop: hence the arguments by value.
