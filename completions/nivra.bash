@@ -2,7 +2,7 @@
 
 _nivra() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' options='' values='' files=''
-  local input='--from --label --category --picture --fps --output --force'
+  local input='--from --label --category --scores --picture --fps --output --force'
   ((COMP_CWORD == 1)) || command=${COMP_WORDS[1]}
   # --option=value comes as three words.
   [[ $word != = ]] || word=
@@ -24,8 +24,9 @@ _nivra() {
   options+=' --help'
   case $before in
     -o | --output | --params) options='' files=yes ;;
-    --from) options='' values='jsonl motchallenge coco' files='' ;;
+    --from) options='' values='jsonl motchallenge coco yolo kitti csv' files='' ;;
     --to) options='' values='jsonl motchallenge' files='' ;;
+    --scores) options='' values='fraction percent auto' files='' ;;
     --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;

@@ -74,7 +74,7 @@ class Choices {
       require(isAtEnd || what.rfind("cannot read ", 0) == 0, "only unreadable files end early", std::string(what));
     }
     for (const std::string_view line : linesOf(messages.str())) {
-      require(line.rfind("warning: camera ", 0) == 0, "silent unless asked or warned", std::string(line));
+      require(line.rfind("warning: ", 0) == 0, "silent unless asked or warned", std::string(line));
     }
     return answers.str();
   }

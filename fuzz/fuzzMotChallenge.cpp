@@ -30,7 +30,7 @@ void check(const tool::Sequence& sequence) {
   require(sequence.picture.width > 0 && sequence.picture.height > 0, "the picture has a size");
   require(sequence.frameRate > 0, "there is a frame rate");
   int lastFrame = 1;
-  for (const auto& [frame, detection] : sequence.detections) {
+  for (const auto& [frame, detection, hasScore] : sequence.detections) {
     require(frame >= lastFrame && frame <= sequence.frameCount, "frames ascend within the sequence");
     lastFrame = frame;
     require(detection.box.right >= detection.box.left && detection.box.top >= detection.box.bottom,

@@ -61,7 +61,7 @@ VALUES = [None, True, False, 0, -1, 1.5, 10**10, 2**63, 1e39, "x", [], {}]
 
 # Refused for more than a schema can say: each is fine by the schema, if it is JSON at all.
 BEYOND_SCHEMA = [
-    "{", '{"id":18446744073709551616}', '{"camera":"a","camera":"a"}', '{"timestamp":1.0}', '{"timestamp":5}',
+    "{", '{"end":null,"id":18446744073709551616}', '{"camera":"a","camera":"a"}', '{"timestamp":1.0}', '{"timestamp":5}',
     '{"detections":[{"box":[1,0,0,0]}]}', '{"detections":[{"box":[0,0,1,1]}]}',
     '{"picture":[9,9],"detections":[{"box":[0,1,1,0]}]}', '{"motion":{"matrix":[1,0,0,2,0,0]}}',
     '{"detections":[{"box":[0,0,0,0],"feature":[1]},{"box":[0,0,0,0],"feature":[1,2]}]}',
@@ -139,7 +139,7 @@ class Documents(unittest.TestCase):
 
     def test_examples_print_what_is_shown(self):
         """A block of commands, and behind it a block of what they print."""
-        text = GUIDE + README
+        text = GUIDE + README + (ROOT / "docs/formats.md").read_text()
         blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", text, re.M)
         self.assertEqual(text.count("```text"), len(blocks))
         path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
@@ -169,7 +169,7 @@ class Documents(unittest.TestCase):
         for option in "--from", "--to", "--tracker":
             with self.subTest(option=option):
                 said = re.search(rf"^  {option} .*", helped("track"), re.M)[0]
-                known = set(re.findall(r"jsonl|motchallenge|coco|vanilla|reid|hybrid|lowfps", said))
+                known = set(re.findall(r"jsonl|motchallenge|coco|yolo|kitti|csv|vanilla|reid|hybrid|lowfps", said))
                 self.assertEqual(known, completed("track", option, ""))
                 self.assertEqual(known, completed("track", option, "=", ""))
 

@@ -142,8 +142,12 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
       {"a.dat", "\n  {\"camera\":\"x\"}\n", ""},
       {"b.dat", "1,-1,10,20,30,40,1\r\n", ""},
       {"c.dat", " [ ]", ""},
-      {"d.txt", "frame,id,left\n", "d.txt:1, frame)"},
-      {"e.dat", "frame,id,left\n", "e.dat is of no known format"},
+      {
+          "d.txt",
+          "frame,id,left\n",
+          "no column for width (",
+      },
+      {"e.dat", "a,b,c\n", "e.dat is of no known format"},
       {"f.txt", "", ""},
   };
   for (const Case& each : cases) {
@@ -155,7 +159,7 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
   EXPECT_NE(
       nivraReading(twoCameras, {"track", "--to", "motchallenge"}).err.find("one camera, not both \"x\" and \"y\""),
       std::string::npos);
-  EXPECT_EQ(nivraReading("{}\n", {"track", "--to", "motchallenge"}).code, 2) << "no picture";
+  EXPECT_EQ(nivraReading("{\"end\":false}\n", {"track", "--to", "motchallenge"}).code, 2) << "no picture";
   const std::string columns = "\n1,-1,10,20,30,40,1\n2,-1,10,20,30,40,1\n";
   const std::string told = nivraReading(columns, {"track"}).out;
   EXPECT_EQ(splitAt('\n', told).size(), 2U);
@@ -167,9 +171,9 @@ TEST_F(Files, AreRecognisedByWhatTheyHold) {
           .out.find(R"({"camera":"stdin",)"),
       std::string::npos)
       << "the camera of the standard input has one name in all formats";
-  EXPECT_NE(
-      nivraReading("{}\n{\n", {"track", "--to", "motchallenge", "--picture", "9x9"}).err.find("(the standard input:2)"),
-      std::string::npos);
+  EXPECT_NE(nivraReading("{\"end\":false}\n{\n", {"track", "--to", "motchallenge", "--picture", "9x9"})
+                .err.find("(the standard input:2)"),
+            std::string::npos);
 }
 
 TEST_F(Files, NameWhatIsNotTracked) {

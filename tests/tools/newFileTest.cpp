@@ -178,7 +178,7 @@ TEST_F(NewFiles, OfTwoRunsAreAllKept) {
   const std::string lines(std::size_t{1} << 20, '\n');
   EXPECT_EQ(::write(in[1], lines.data(), lines.size()), static_cast<ssize_t>(lines.size()));
   write("tracks.jsonl", "that of another run");
-  EXPECT_EQ(::write(in[1], "{}\n", 3), 3);
+  EXPECT_EQ(::write(in[1], "{\"end\":null}\n", 13), 13);
   close(in[1]);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);

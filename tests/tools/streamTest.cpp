@@ -100,7 +100,7 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
 }
 
 TEST_F(Stream, PassesOverBlankLines) {
-  const auto answers = linesOf(nivraReading("\n{}\r\n\r\n \t\n{\"timestamp\":0}\n\n", {"track"}).out);
+  const auto answers = linesOf(nivraReading("\n{\"end\":false}\r\n\r\n \t\n{\"timestamp\":0}\n\n", {"track"}).out);
   ASSERT_EQ(answers.size(), 2U);
   EXPECT_NE(answers[1].find(R"("line":5,"field":"timestamp")"), std::string::npos) << answers[1];
 }
@@ -387,7 +387,7 @@ TEST_F(Stream, SuppliesWhatALineLeavesOut) {
     const char* answer;
   };
   const Case cases[] = {
-      {{}, "{}", R"({"camera":"stdin","timestamp":0,"tracks":[])"},
+      {{}, R"({"end":false})", R"({"camera":"stdin","timestamp":0,"tracks":[])"},
       {{},
        R"({"camera":null,"timestamp":null,"detections":null,"other":{"x":[1]}})",
        R"({"camera":"stdin","timestamp":0)"},
@@ -398,8 +398,8 @@ TEST_F(Stream, SuppliesWhatALineLeavesOut) {
        R"("label":"b","score":7)"},
       {{}, R"({"detections":[{"box":[0,1,1,0]},{"box":[-1,0,0,-1],"id":"x"}]})", R"("detection":0)"},
       {{}, R"({"detections":[{"box":[0,1,1,0]},{"box":[-1,0,0,-1],"id":"x"}]})", R"("detection":"x")"},
-      {{}, "{}\n{}", R"("timestamp":40000000)"},
-      {{"--fps", "10"}, "{}\n{}", R"("timestamp":100000000)"},
+      {{}, "{\"end\":null}\n{\"end\":null}", R"("timestamp":40000000)"},
+      {{"--fps", "10"}, "{\"end\":null}\n{\"end\":null}", R"("timestamp":100000000)"},
       {{}, "\xef\xbb\xbf{\"camera\":\"marked\"}\r", R"({"camera":"marked")"},
       {{}, R"({"camera":"never seen","end":true})", R"({"camera":"never seen","end":true,"removed":[]})"},
   };
@@ -408,6 +408,64 @@ TEST_F(Stream, SuppliesWhatALineLeavesOut) {
     EXPECT_NE(outcome.out.find(each.answer), std::string::npos) << each.line << '\n' << outcome.out;
     EXPECT_EQ(outcome.code, 0) << outcome.err;
   }
+}
+
+TEST_F(Stream, RefusesOtherShapesAndNamesUnknownFields) {
+  struct Case {
+    std::string lines;
+    const char* answer;
+    const char* warning;  // all that is said, without "warning: "
+  };
+  const Case cases[] = {
+      {"{}", R"(none of the fields camera, timestamp, picture, detections, motion, end")", ""},
+      {R"({"images":[],"annotations":[]})",
+       R"(end, but \u0022images\u0022, \u0022annotations\u0022; --from coco reads)", ""},
+      {R"({"frame":1,"objects":[]})", R"(\u0022objects\u0022; detections are a list called detections")", ""},
+      {R"({"detection":[]})", R"(\u0022detection\u0022; did you mean detections?")", ""},
+      {"{\"camera\":\"a\",\"objects\":[{}]}\n{\"camera\":\"a\",\"objects\":[]}", R"("tracks":[])",
+       R"(field "objects" is unknown and passed over; detections are a list called detections)"},
+      {R"({"detections":[{"box":[0,1,1,0],"confidence":5}]})", R"("score":100)",
+       R"(field detections[]."confidence" is unknown and passed over; a detection's score is called score)"},
+  };
+  for (const Case& each : cases) {
+    const Outcome outcome = nivraReading(each.lines, {"track"});
+    EXPECT_NE(outcome.out.find(each.answer), std::string::npos) << outcome.out;
+    const bool warns = *each.warning != '\0';
+    EXPECT_EQ(outcome.err, warns ? fmt::format("warning: {} (the standard input:1)\n", each.warning) : "");
+    const Outcome ofFile = nivra({"track", write("lines.jsonl", each.lines), "--from", "jsonl"});
+    EXPECT_EQ(ofFile.code, warns ? 0 : 1);
+    EXPECT_EQ(splitAt('\n', ofFile.err).size(), 1U) << "once, although files are read twice: " << ofFile.err;
+  }
+  std::string many;
+  for (int i = 0; i < 1000; ++i) many += fmt::format("{{\"camera\":\"a\",\"field{}\":1}}\n", i);
+  EXPECT_EQ(splitAt('\n', nivraReading(many, {"track"}).err).size(), 20U) << "within bounds";
+}
+
+TEST_F(Stream, TakesScoresAsTheCallerSays) {
+  const std::string fractions = R"({"detections":[{"box":[0,1,1,0],"label":"a","score":0.5,)"
+                                R"("classifications":[{"label":"b","score":0.25},{"label":"c"}]},{"box":[0,1,1,0]}]})";
+  const std::string scaled = R"("score":50,"classifications":[{"label":"b","score":25},{"label":"c","score":100}])";
+  const Outcome told = nivraReading(fractions, {"convert", "-", "--scores", "fraction"});
+  EXPECT_NE(told.out.find(scaled), std::string::npos) << told.out;
+  EXPECT_NE(told.out.find(R"("label":"human","score":100}])"), std::string::npos) << told.out;
+  EXPECT_EQ(told.err, "");
+  const std::string half = "{\"detections\":[{\"box\":[0,1,1,0],\"score\":0.5}]}\n";
+  const Outcome guessed = nivraReading(half + half, {"track"});
+  EXPECT_NE(guessed.out.find(R"("score":0.5)"), std::string::npos);
+  EXPECT_EQ(guessed.err,
+            "warning: no score is above 1, but jsonl has percent; --scores fraction takes them as fractions "
+            "(the standard input)\n");
+  EXPECT_EQ(nivraReading(half, {"track", "--scores", "percent"}).err, "");
+
+  const std::string rows = write("det.txt", "1,-1,1,1,9,9,-0.5\n1,-1,30,1,9,9,0.5\n");
+  const Arguments convert = {"convert", rows, "--picture", "64x48", "--fps", "5"};
+  const Outcome percent = nivra(convert);
+  EXPECT_NE(percent.out.find(R"("score":0.5})"), std::string::npos);
+  EXPECT_EQ(
+      percent.err,
+      "warning: scores are taken as percent, for there is one of -0.5; --scores tells what they are (" + rows + ")\n");
+  EXPECT_EQ(nivra(convert + Arguments{"--scores", "auto"}).out, percent.out);
+  EXPECT_NE(nivra(convert + Arguments{"--scores", "fraction"}).out.find(R"("score":50})"), std::string::npos);
 }
 
 TEST_F(Stream, NamesUnassociatedLabelsOnce) {

@@ -139,7 +139,7 @@ TEST_F(Track, ReadsDetectionsIntoTheLibrarysTerms) {
   const Sequence sequence = readMotChallenge(file, settings);
 
   std::string read;
-  for (const auto& [frame, detection] : sequence.detections) {
+  for (const auto& [frame, detection, hasScore] : sequence.detections) {
     const Box& box = detection.box;
     read += fmt::format("{}: {} {} {} {} {} {}, ", frame, box.left, box.top, box.right, box.bottom, detection.score,
                         detection.classifications.at(0).label);

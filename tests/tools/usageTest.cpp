@@ -25,7 +25,7 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--param", "vanilla.scoreabsorbtion=1"}, "; did you mean scoreAbsorption?"},
       {{"track", kPlaza, "--fps", "30000/0"}, "--fps 30000/0: expected a number from 0.01 to 1000000, or a quotient"},
       {{"track", ""}, "INPUT"},
-      {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge or coco"},
+      {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge, coco, yolo, kitti or csv"},
       {{"track", kPlaza, "--to", "coco"}, "coco files hold no tracks"},
       {{"track", kPlaza, kPlaza}, "-o takes a folder for them, which exists or ends in a slash"},
       {{"track", kPlaza, kPlaza, "-o", "unused/"}, "the tracks of two inputs would be called plaza.txt"},
@@ -34,6 +34,7 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--labels", "car,"}, "--labels car,: an empty label"},
       {{"track", kPlaza, "--category", "one=car"}, "--category one: "},
       {{"track", kPlaza, "--idle-timeout", "0"}, "--idle-timeout 0: "},
+      {{"track", kPlaza, "--scores", "many"}, "--scores many: expected fraction, percent or auto"},
       {{"track", kPlaza, "--fast"}, "--fast"},
       {{"track", kPlaza, "-o", ""}, "--output"},
       {{"track", kPlaza + "/det/det.txt"}, "give --picture WxH and --fps F"},
@@ -89,7 +90,8 @@ TEST(Usage, WaitingForATerminalIsSaid) {
   ASSERT_TRUE(keyboard >= 0 && grantpt(keyboard) == 0 && unlockpt(keyboard) == 0);
   const int terminal = open(ptsname(keyboard), O_RDWR | O_NOCTTY);
   for (const char* const command : {"track", "convert"}) {
-    ASSERT_EQ(write(keyboard, "{}\n\4", 4), 4);
+    const std::string line = "{\"end\":false}\n\4";
+    ASSERT_EQ(write(keyboard, line.data(), line.size()), static_cast<ssize_t>(line.size()));
     const StandardInput input(terminal);
     const Outcome outcome = nivra({command, "-"});
     EXPECT_EQ(outcome.err, "waiting for jsonl from this terminal; control-D ends it, and --help tells more\n");

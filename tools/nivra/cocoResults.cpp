@@ -3,10 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 
 #include "byteSource.h"
+#include "categoryNames.h"
 #include "errors.h"
+#include "frameFiles.h"
 #include "jsonReading.h"
 #include "textFile.h"
 
@@ -16,15 +19,47 @@ namespace {
 
 constexpr Range<std::int64_t> kIds = {0, std::numeric_limits<std::int64_t>::max()};
 
-struct Result {
-  std::optional<std::int64_t> image;
-  std::optional<std::int64_t> category;
-  std::optional<PixelBox> box;
-  double score = 1.0;
+/// Whole numbers and strings name images.
+struct ImageId {
+  std::string text;
+  std::optional<std::int64_t> number;
 };
 
-constexpr std::array<JsonField<Result>, 4> kFields = {{
-    {"image_id", readNumber<&Result::image, kIds>},
+struct Result {
+  std::optional<ImageId> image;
+  std::optional<std::int64_t> category;
+  std::optional<PixelBox> box;
+  std::optional<double> score;
+};
+
+struct Image {
+  std::optional<ImageId> id;
+  std::string file;
+  int width = 0;
+  int height = 0;
+};
+
+struct Category {
+  std::optional<std::int64_t> id;
+  std::string name;
+};
+
+/// All that a file holds; one of results holds only these.
+struct Dataset {
+  std::vector<Result> results;
+  std::vector<Image> images;
+  CategoryNames categories;
+};
+
+ImageId readId(dom::element value, const JsonPlace& place) {
+  if (value.is_string()) return {std::string(stringOf(value, place)), std::nullopt};
+  const std::int64_t number = numberOf(value, kIds, place);
+  return {std::to_string(number), number};
+}
+
+constexpr std::array<JsonField<Result>, 4> kResultFields = {{
+    {"image_id",
+     [](dom::element value, const JsonPlace& place, Result& result) { result.image = readId(value, place); }},
     {"category_id", readNumber<&Result::category, kIds>},
     {"bbox",
      [](dom::element value, const JsonPlace& place, Result& result) {
@@ -35,16 +70,62 @@ constexpr std::array<JsonField<Result>, 4> kFields = {{
     {"score", readNumber<&Result::score, kCoordinates>},
 }};
 
-Result readResult(dom::element element, const JsonPlace& place) {
-  Result result;
-  readFields(objectOf(element, place), place, kFields, result);
-  if (!result.image) refuse(JsonPlace(place, "image_id"), "missing");
-  if (!result.category) refuse(JsonPlace(place, "category_id"), "missing");
-  if (!result.box) refuse(JsonPlace(place, "bbox"), "missing");
-  return result;
+constexpr std::array<JsonField<Image>, 4> kImageFields = {{
+    {"id", [](dom::element value, const JsonPlace& place, Image& image) { image.id = readId(value, place); }},
+    {"file_name",
+     [](dom::element value, const JsonPlace& place, Image& image) { image.file = stringOf(value, place); }},
+    {"width", readNumber<&Image::width, kPictureSides>},
+    {"height", readNumber<&Image::height, kPictureSides>},
+}};
+
+constexpr std::array<JsonField<Category>, 2> kCategoryFields = {{
+    {"id", readNumber<&Category::id, kIds>},
+    {"name",
+     [](dom::element value, const JsonPlace& place, Category& category) { category.name = stringOf(value, place); }},
+}};
+
+/// Reads an array of objects, each of which `take` gets with its place.
+template <class Element, std::size_t count, class Take>
+void readEach(dom::element list, const JsonPlace& place, const std::array<JsonField<Element>, count>& fields,
+              Take take) {
+  std::size_t index = 0;
+  for (const dom::element each : arrayOf(list, place)) {
+    const JsonPlace here(place, index++);
+    Element element;
+    readFields(objectOf(each, here), here, fields, element);
+    take(std::move(element), here);
+  }
 }
 
-std::vector<Result> readResults(const std::string& path) {
+void readResults(dom::element list, const JsonPlace& place, Dataset& dataset) {
+  readEach(list, place, kResultFields, [&](Result result, const JsonPlace& here) {
+    if (!result.image) refuse(JsonPlace(here, "image_id"), "missing");
+    if (!result.category) refuse(JsonPlace(here, "category_id"), "missing");
+    if (!result.box) refuse(JsonPlace(here, "bbox"), "missing");
+    dataset.results.push_back(std::move(result));
+  });
+}
+
+constexpr std::array<JsonField<Dataset>, 4> kDatasetFields = {{
+    {"annotations", readResults},
+    {"instances", readResults},
+    {"images",
+     [](dom::element list, const JsonPlace& place, Dataset& dataset) {
+       readEach(list, place, kImageFields, [&](Image image, const JsonPlace& here) {
+         if (!image.id) refuse(JsonPlace(here, "id"), "missing");
+         dataset.images.push_back(std::move(image));
+       });
+     }},
+    {"categories",
+     [](dom::element list, const JsonPlace& place, Dataset& dataset) {
+       readEach(list, place, kCategoryFields, [&](Category category, const JsonPlace& here) {
+         if (!category.id) refuse(JsonPlace(here, "id"), "missing");
+         if (!category.name.empty()) dataset.categories[*category.id] = std::move(category.name);
+       });
+     }},
+}};
+
+Dataset readDataset(const std::string& path) {
   const simdjson::padded_string text(readFile(path));
   dom::parser parser;
   dom::element whole;
@@ -52,51 +133,93 @@ std::vector<Result> readResults(const std::string& path) {
   if (fault != simdjson::SUCCESS) {
     throw FileError(fmt::format("{}, read as coco: {}", shownName(path), explainBadJson(text, fault)));
   }
-  std::vector<Result> results;
+  Dataset dataset;
   try {
-    for (const dom::element each : arrayOf(whole, JsonPlace())) {
-      results.push_back(readResult(each, JsonPlace(JsonPlace(), results.size())));
+    const JsonPlace outermost;
+    if (whole.is_object()) {
+      readFields(objectOf(whole, outermost), outermost, kDatasetFields, dataset);
+    } else {
+      readResults(whole, outermost, dataset);
     }
   } catch (const JsonFault& found) {
     failAt(shownName(path), 0, found.field, found.message);
   }
-  return results;
+  return dataset;
 }
 
-std::string labelOf(std::int64_t category, const ReadSettings& settings) {
-  const auto found = settings.categories.find(category);
-  return found == settings.categories.end() ? std::to_string(category) : found->second;
-}
-
-Sequence readSequence(const std::string& path, const ReadSettings& settings) {
-  if (!settings.picture || !settings.frameRate) {
-    throw UsageError(
-        fmt::format("{} says neither picture size nor frame rate: give --picture WxH and --fps F", shownName(path)));
+/// The size that all pictures have, unless the caller says it.
+std::optional<PictureSize> pictureOf(const Dataset& dataset, const std::string& path, const ReadSettings& settings) {
+  if (settings.picture) return settings.picture;
+  std::optional<PictureSize> picture;
+  for (std::size_t i = 0; i < dataset.images.size(); ++i) {
+    const auto& [id, file, width, height] = dataset.images[i];
+    if (width == 0 || height == 0) continue;
+    if (picture && (picture->width != width || picture->height != height)) {
+      failAt(shownName(path), 0, fmt::format("images[{}]", i), "of another size than those before it");
+    }
+    picture = PictureSize{width, height};
   }
-  const std::vector<Result> results = readResults(path);
-  Sequence sequence;
-  sequence.picture = *settings.picture;
-  sequence.frameRate = *settings.frameRate;
+  return picture;
+}
+
+using Frames = std::map<std::string, int>;
+
+/// Of images by the names of their files, or else by their ids.
+Frames framesOf(const std::vector<Image>& images) {
+  std::vector<std::string> names;
+  for (const Image& each : images) {
+    names.push_back(each.file.empty() ? each.id->text : std::filesystem::path(each.file).stem().string());
+  }
+  const std::vector<int> numbers = frameNumbersOf(names);
+  Frames frames;
+  for (std::size_t i = 0; i < images.size(); ++i) frames.emplace(images[i].id->text, numbers[i]);
+  return frames;
+}
+
+/// Of ids without images: as far from the least number as they are, or by what texts say.
+Frames framesOf(const std::vector<Result>& results, const std::string& path) {
+  Frames frames;
   std::int64_t first = kIds.most;
-  for (const Result& each : results) first = std::min(first, *each.image);
+  for (const Result& each : results) first = std::min(first, each.image->number.value_or(-1));
   for (std::size_t i = 0; i < results.size(); ++i) {
-    const std::int64_t frame = *results[i].image - first + 1;
-    if (frame > kMostFrames) {
+    const auto& [text, number] = *results[i].image;
+    if (first >= 0 && *number - first >= kMostFrames) {
       failAt(shownName(path), 0, fmt::format("[{}].image_id", i),
              fmt::format("more than {} after the first", kMostFrames));
     }
-    FrameDetection entry;
-    entry.frame = static_cast<int>(frame);
-    entry.detection.box = toNormalised(*results[i].box, sequence.picture);
-    entry.detection.score = static_cast<float>(results[i].score);
-    entry.detection.label = labelOf(*results[i].category, settings);
-    sequence.detections.push_back(std::move(entry));
+    frames.emplace(text, first >= 0 ? static_cast<int>(*number - first + 1) : 0);
   }
-  finishSequence(sequence);
+  if (first >= 0) return frames;
+  std::vector<std::string> names;
+  for (const auto& [text, frame] : frames) names.push_back(text);
+  const std::vector<int> numbers = frameNumbersOf(names);
+  for (std::size_t i = 0; i < names.size(); ++i) frames[names[i]] = numbers[i];
+  return frames;
+}
+
+Sequence readSequence(const std::string& path, const ReadSettings& given) {
+  if (given.picture) outlineOf(path, given);
+  const Dataset dataset = readDataset(path);
+  ReadSettings settings = given;
+  settings.picture = pictureOf(dataset, path, given);
+  Sequence sequence = outlineOf(path, settings);
+  const Frames frames = dataset.images.empty() ? framesOf(dataset.results, path) : framesOf(dataset.images);
+  for (const auto& [id, frame] : frames) sequence.frameCount = std::max(sequence.frameCount, frame);
+  for (const Result& each : dataset.results) {
+    const auto frame = frames.find(each.image->text);
+    if (frame == frames.end())
+      failAt(shownName(path), 0, "images", "none has the id " + tool::quoted(each.image->text));
+    sequence.add(frame->second, *each.box, labelOf(*each.category, settings, dataset.categories), each.score);
+  }
+  finishSequence(sequence, path, settings);
   return sequence;
 }
 
-bool beginsWithArray(std::string_view beginning) { return beginsWith('[', beginning); }
+bool looksLikeCoco(std::string_view beginning) {
+  if (beginsWith('[', beginning)) return true;
+  return beginsWith('{', beginning) &&
+         hasAnyOf(keysOfFirstObject(beginning), {"images", "annotations", "instances", "categories"});
+}
 
 std::unique_ptr<Reader> openResults(const std::string& path, const ReadSettings& settings) {
   return std::make_unique<SequenceReader>(nameOf(path), readSequence(path, settings));
@@ -104,6 +227,6 @@ std::unique_ptr<Reader> openResults(const std::string& path, const ReadSettings&
 
 }  // namespace
 
-const Format kCocoResults = {"coco", {}, beginsWithArray, openResults, nullptr, nullptr};
+const Format kCocoResults = {"coco", {}, looksLikeCoco, openResults, nullptr, nullptr};
 
 }  // namespace nivra::tool

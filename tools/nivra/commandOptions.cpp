@@ -3,10 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
 #include "byteSource.h"
+#include "categoryNames.h"
 #include "formats.h"
 #include "keyValues.h"
 
@@ -15,6 +17,13 @@ namespace nivra::tool {
 namespace {
 
 constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
+
+std::optional<ScoreUnit> parseScoreUnit(const std::string& text) {
+  if (text == "auto") return std::nullopt;
+  if (text == "fraction") return ScoreUnit::fraction;
+  if (text == "percent") return ScoreUnit::percent;
+  throw UsageError(fmt::format("--scores {}: expected fraction, percent or auto", text));
+}
 
 std::string complaintAboutEmpty(const std::string& argument) { return argument.empty() ? "must not be empty" : ""; }
 
@@ -105,11 +114,20 @@ void InputOptions::addTo(Command& command) {
                   "Format of the input, told from what it holds if not given: " + formatNames());
   command.addText("--label", settings.label, "LABEL", "Label of detections without one");
   command.addEachParsed("--category", "NUMBER=LABEL",
-                        "Label of a COCO category, its number if not given; may be repeated",
+                        "Label of a numbered category, or a file of them, YAML or a line each; may be repeated",
                         [this](const std::string& text) {
+                          std::error_code ignored;
+                          if (std::filesystem::is_regular_file(text, ignored)) {
+                            for (const auto& [number, label] : readCategoryNames(text)) {
+                              settings.categories[number] = label;
+                            }
+                            return;
+                          }
                           const auto [number, label] = parseAssignment("--category", text);
                           settings.categories[parseOption("--category", number, kCategories)] = label;
                         });
+  command.addParsed("--scores", "UNIT", "What the input's scores are: fraction, percent or auto",
+                    [this](const std::string& text) { settings.scores = parseScoreUnit(text); });
   command.addParsed("--picture", "WxH", "Size of the picture in pixels, if the input doesn't tell",
                     [this](const std::string& text) { settings.picture = parsePicture(text); });
   command.addParsed("--fps", "F", "Frames per second, such as 25 or 30000/1001, if the input doesn't tell",

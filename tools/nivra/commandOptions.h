@@ -75,7 +75,7 @@ class Command {
   std::vector<std::function<void()>> parsers;
 };
 
-/// What may be said about inputs: --from, --picture, --fps, --label and --category.
+/// What may be said about inputs: --from, --picture, --fps, --label, --category and --scores.
 struct InputOptions {
   void addTo(Command& command);
 

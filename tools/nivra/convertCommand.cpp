@@ -28,7 +28,8 @@ struct Arguments {
 };
 
 void run(const Arguments& given, const Streams& streams) {
-  const ReadSettings& settings = given.inputOptions.settings;
+  ReadSettings settings = given.inputOptions.settings;
+  settings.warn = [&streams](const std::string& warning) { streams.err << "warning: " << warning << '\n'; };
   const Format& target = detectionFormatNamed("--to", given.to);
   const auto reader = given.inputOptions.formatOf(given.input, streams.err).read(given.input, settings);
   const auto writer = target.writeDetections(given.output.target(streams.out), {settings.frameRate, std::nullopt});

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,12 +15,18 @@
 
 namespace nivra::tool {
 
+/// What a score of a whole counts.
+enum class ScoreUnit { fraction, percent };
+
 /// What the caller says about an input; it takes precedence over what the input says of itself.
 struct ReadSettings {
   std::optional<PictureSize> picture;
   std::optional<double> frameRate;
   std::string label = "human";                     // of detections that come without
   std::map<std::int64_t, std::string> categories;  // the labels of numbered categories
+  std::optional<ScoreUnit> scores;                 // what formats usually have or scores look like, if not given
+  /// Takes sentences about what an input leaves in doubt, each without a line break.
+  std::function<void(const std::string& warning)> warn = [](const std::string&) {};
 };
 
 /// Hands out an input record by record.
@@ -89,6 +96,9 @@ struct Format {
   std::unique_ptr<Reader> (*read)(const std::string& path, const ReadSettings& settings);
   std::unique_ptr<TrackWriter> (*writeTracks)(const WriteSettings& settings);  // null if it holds no tracks
   std::unique_ptr<DetectionWriter> (*writeDetections)(const Target& target, const WriteSettings& settings);  // likewise
+  bool holdsOneCamera = false;  // a file that it writes
+  std::string_view frameExtension =
+      {};  // of the files in a folder that has one for each frame; empty if there are none
 };
 
 }  // namespace nivra::tool

@@ -8,15 +8,36 @@
 
 #include "byteSource.h"
 #include "cocoResults.h"
+#include "csv.h"
 #include "errors.h"
+#include "frameFiles.h"
 #include "jsonLines.h"
+#include "kitti.h"
 #include "motChallenge.h"
 #include "textFile.h"
+#include "yolo.h"
 
 namespace nivra::tool {
 
+namespace {
+
+constexpr std::size_t kBeginning = 4096;  // bytes that tell a format
+
+/// What none takes for its own is left to the reader of sequence folders, which says what it expects.
+const Format& formatOfFolder(const std::string& path) {
+  if (isSequenceFolder(path)) return kMotChallenge;
+  for (const Format* const each : formats()) {
+    if (each->frameExtension.empty()) continue;
+    const std::string beginning = beginningOfFrames(path, each->frameExtension, kBeginning);
+    if (!beginning.empty() && each->recognises(beginning)) return *each;
+  }
+  return kMotChallenge;
+}
+
+}  // namespace
+
 const std::vector<const Format*>& formats() {
-  static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults};
+  static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults, &kYolo, &kKitti, &kCsv};
   return all;
 }
 
@@ -42,15 +63,19 @@ const Format& detectionFormatNamed(const std::string& option, const std::string&
   return format;
 }
 
+const Format* formatLooking(std::string_view beginning) {
+  const auto& all = formats();
+  const auto found =
+      std::find_if(all.rbegin(), all.rend(), [&](const Format* each) { return each->recognises(beginning); });
+  return found == all.rend() ? nullptr : *found;
+}
+
 const Format& recogniseFormat(const std::string& path) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) return kMotChallenge;
+  if (std::filesystem::is_directory(path, ignored)) return formatOfFolder(path);
   if (!isRegularFile(path) && (path == kStandardInput || std::filesystem::exists(path, ignored))) return kJsonLines;
 
-  const std::string beginning = readFile(path, 4096);
-  for (const Format* const each : formats()) {
-    if (each->recognises(beginning)) return *each;
-  }
+  if (const Format* const found = formatLooking(readFile(path, kBeginning))) return *found;
   // Its own reader can tell best what is wrong with it.
   if (const Format* const supposed = formatOfFileName(path)) return *supposed;
   throw FileError(fmt::format("{} is of no known format; --from says which one it is", path));

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "format.h"
 
 namespace nivra::tool {
 
-/// All formats.
+/// All formats, the more particular ones behind those that take more for theirs.
 const std::vector<const Format*>& formats();
 
 /// Their names, such as "a, b or c".
@@ -18,6 +19,9 @@ const Format& formatNamed(const std::string& option, const std::string& name);
 
 /// A format for detections, likewise.
 const Format& detectionFormatNamed(const std::string& option, const std::string& name);
+
+/// The format of which a text looks like the beginning; null if there is none.
+const Format* formatLooking(std::string_view beginning);
 
 /// The format of an input, from what it holds. Standard input and pipes, which can't be read twice, are JSON Lines.
 /// @throws FileError when the input cannot be read or is of no known format.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <set>
 #include <utility>
 
 #include "errors.h"
@@ -12,6 +13,7 @@
 #include "jsonReading.h"
 #include "jsonText.h"
 #include "lineReader.h"
+#include "suggestion.h"
 #include "textFile.h"
 
 namespace nivra::tool {
@@ -64,6 +66,7 @@ constexpr std::array<JsonField<AttributeClassification>, 3> kAttributeFields = {
 struct DetectionDraft {
   ObjectDetection& detection;
   std::string& name;  // JSON
+  float fullScore;
   std::optional<std::array<double, 4>> edges = std::nullopt;
   bool hasLabel = false;
   bool hasScore = false;
@@ -115,7 +118,7 @@ constexpr std::array<JsonField<DetectionDraft>, 8> kDetectionFields = {{
                       DetectionDraft& draft) { draft.detection.objectness = numberOf(value, kScores, place); }},
     {"classifications",
      [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
-       readList(value, place, kClassificationFields, {std::string(), kFullScore}, draft.detection.classifications);
+       readList(value, place, kClassificationFields, {std::string(), draft.fullScore}, draft.detection.classifications);
      }},
     {"attributes",
      [](dom::element value, const JsonPlace& place, DetectionDraft& draft) {
@@ -138,6 +141,78 @@ Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& 
   return boxBetween({left, top}, {right, bottom});
 }
 
+/// The names of a table's fields, in its order.
+template <class Target, std::size_t count>
+std::vector<std::string> namesOf(const std::array<JsonField<Target>, count>& fields) {
+  std::vector<std::string> names;
+  for (const JsonField<Target>& each : fields) names.emplace_back(each.name);
+  return names;
+}
+
+/// What other writers call the list of a frame's detections.
+constexpr std::array<std::string_view, 7> kOtherLists = {"objects", "predictions", "results",  "boxes",
+                                                         "dets",    "annotations", "instances"};
+
+/// Which known field may have been meant by another one.
+std::string hintAt(std::string_view field, const std::vector<std::string>& known) {
+  const bool isOtherList = std::find(kOtherLists.begin(), kOtherLists.end(), field) != kOtherLists.end();
+  if (isOtherList && known.back() == kLineFields.back().name) return "; detections are a list called detections";
+  if (known.back() == kDetectionFields.back().name) {
+    if (field == "confidence" || field == "conf") return "; a detection's score is called score";
+    if (field == "class" || field == "name" || field == "category") return "; a detection's class is called label";
+  }
+  return suggestionFor(field, known);
+}
+
+/// Names what is passed over, each field once.
+class PassedOver {
+ public:
+  explicit PassedOver(const ReadSettings& settings) : warn(settings.warn) {}
+
+  /// @param known What it could have been.
+  /// @param place Of the object, as a prefix.
+  void name(std::string_view field, const std::vector<std::string>& known, const char* place, const std::string& input,
+            std::uint64_t line) {
+    if (named.size() == kMost || !named.insert(fmt::format("{}{}", place, field)).second) return;
+    warn(fmt::format("field {}{} is unknown and passed over{} ({}:{})", place, tool::quoted(field),
+                     hintAt(field, known), input, line));
+  }
+
+ private:
+  static constexpr std::size_t kMost = 20;  // of a stream whose fields have names without end
+
+  std::function<void(const std::string&)> warn;
+  std::set<std::string> named;
+};
+
+/// Watches for scores that are none of percent.
+class ScoreWatch {
+ public:
+  void see(float score) {
+    ++count;
+    most = std::max(most, score);
+  }
+
+  /// Whether all of them look like fractions; said once, when it is certain enough or the input has ended.
+  bool areFractions(bool atEnd) {
+    if (said || most > 1.0F || most <= 0.0F || (!atEnd && count < kEnough)) return false;
+    return said = true;
+  }
+
+ private:
+  static constexpr std::size_t kEnough = 1000;
+
+  std::size_t count = 0;
+  float most = 0.0F;
+  bool said = false;
+};
+
+void scale(ObjectDetection& detection, float percentPerScore) {
+  detection.score *= percentPerScore;
+  detection.objectness *= percentPerScore;
+  for (Classification& each : detection.classifications) each.score *= percentPerScore;
+}
+
 /// What was not given follows from what was.
 void complete(DetectionDraft& draft, const std::string& usualLabel) {
   ObjectDetection& detection = draft.detection;
@@ -150,7 +225,7 @@ void complete(DetectionDraft& draft, const std::string& usualLabel) {
     return;
   }
   if (!draft.hasLabel) detection.label = usualLabel;
-  if (!draft.hasScore) detection.score = kFullScore;
+  if (!draft.hasScore) detection.score = draft.fullScore;
   if (classes.empty()) classes.push_back({detection.label, detection.score});
 }
 
@@ -167,13 +242,19 @@ class JsonLinesReader final : public Reader {
  public:
   JsonLinesReader(const std::string& path, const ReadSettings& readSettings)
       : settings(readSettings),
+        input(shownName(path)),
         usualCamera(nameOf(path)),
+        passedOver(settings),
+        percentPerScore(settings.scores == ScoreUnit::fraction ? kFullScore : 1.0F),
         lines(path, simdjson::SIMDJSON_PADDING),
         parser(LineReader::kLongestLine) {}
 
   bool read(Record& record) override {
     do {
-      if (!lines.next()) return false;
+      if (!lines.next()) {
+        lookAtScores(true);
+        return false;
+      }
     } while (lines.line() && trimmed(*lines.line()).empty());
     try {
       readLine(record);
@@ -185,6 +266,7 @@ class JsonLinesReader final : public Reader {
       record = BadLine{lines.number(), "", kNoMemory};
     }
     isFirst = false;
+    lookAtScores(false);
     return true;
   }
 
@@ -196,12 +278,17 @@ class JsonLinesReader final : public Reader {
   /// Which format the input may be of instead, if the first line looks like that.
   std::string hint() const {
     if (!isFirst || !lines.line()) return "";
-    for (const Format* const each : formats()) {
-      if (each != &kJsonLines && each->recognises(*lines.line())) {
-        return fmt::format("; --from {} reads what looks like this", each->name);
-      }
-    }
-    return "";
+    const Format* const other = formatLooking(*lines.line());
+    if (other == nullptr || other == &kJsonLines) return "";
+    return fmt::format("; --from {} reads what looks like this", other->name);
+  }
+
+  void lookAtScores(bool atEnd) {
+    if (settings.scores || !scores.areFractions(atEnd)) return;
+    settings.warn(
+        fmt::format("no score is above 1, but jsonl has percent; --scores fraction takes them as fractions "
+                    "({})",
+                    input));
   }
 
   dom::object parse() {
@@ -217,8 +304,13 @@ class JsonLinesReader final : public Reader {
 
   void readLine(Record& record) {
     const JsonPlace whole;
+    static const std::vector<std::string> known = namesOf(kLineFields);
     LineFields line;
-    readFields(parse(), whole, kLineFields, line);
+    unknown.clear();
+    const bool anyKnown =
+        readFields(parse(), whole, kLineFields, line, [this](std::string_view field) { unknown.push_back(field); });
+    if (!anyKnown) refuseUnknown(known);
+    for (const std::string_view field : unknown) passedOver.name(field, known, "", input, lines.number());
     const int purposes = (line.detections ? 1 : 0) + (line.motion ? 1 : 0) + (line.end ? 1 : 0);
     if (purposes > 1) refuse(whole, "expected one of detections, motion and end");
     const std::string camera(line.camera.value_or(usualCamera));
@@ -237,6 +329,16 @@ class JsonLinesReader final : public Reader {
     }
   }
 
+  [[noreturn]] void refuseUnknown(const std::vector<std::string>& known) const {
+    std::string found;
+    std::string suggestion;
+    for (const std::string_view field : unknown) {
+      if (found.size() < 60) found += fmt::format("{}{}", found.empty() ? ", but " : ", ", tool::quoted(field));
+      if (suggestion.empty() && hint().empty()) suggestion = hintAt(field, known);
+    }
+    refuse(JsonPlace(), fmt::format("none of the fields {}{}{}", fmt::join(known, ", "), found, suggestion));
+  }
+
   static std::array<double, 6> readMatrix(dom::element motion, const JsonPlace& place) {
     using Matrix = std::optional<std::array<double, 6>>;
     constexpr std::array<JsonField<Matrix>, 1> fields = {
@@ -252,7 +354,7 @@ class JsonLinesReader final : public Reader {
     return *matrix;
   }
 
-  void readDetections(const std::optional<dom::element>& list, const JsonPlace& place, Frame& frame) const {
+  void readDetections(const std::optional<dom::element>& list, const JsonPlace& place, Frame& frame) {
     frame.names.clear();
     if (!list) return frame.detections.clear();
     const dom::array elements = arrayOf(*list, place);
@@ -263,7 +365,7 @@ class JsonLinesReader final : public Reader {
       clear(detection);
       detection.id = static_cast<std::int32_t>(count);
       std::string name;
-      readDetection(each, JsonPlace(place, count), frame.picture, {detection, name});
+      readDetection(each, JsonPlace(place, count), frame.picture, {detection, name, kFullScore / percentPerScore});
       if (!name.empty() && frame.names.empty()) nameByPosition(count, frame.names);
       if (!name.empty() || !frame.names.empty()) {
         frame.names.push_back(name.empty() ? std::to_string(count) : std::move(name));
@@ -274,12 +376,19 @@ class JsonLinesReader final : public Reader {
   }
 
   void readDetection(dom::element element, const JsonPlace& place, const std::optional<PictureSize>& picture,
-                     DetectionDraft draft) const {
-    readFields(objectOf(element, place), place, kDetectionFields, draft);
+                     DetectionDraft draft) {
+    static const std::vector<std::string> known = namesOf(kDetectionFields);
+    readFields(objectOf(element, place), place, kDetectionFields, draft, [this](std::string_view field) {
+      passedOver.name(field, known, "detections[].", input, lines.number());
+    });
     const JsonPlace box(place, "box");
     if (!draft.edges) refuse(box, "missing");
     draft.detection.box = boxOf(*draft.edges, picture, box);
+    const auto& classes = draft.detection.classifications;
+    if (draft.hasScore) scores.see(draft.detection.score);
+    for (const Classification& each : classes) scores.see(each.score);
     complete(draft, settings.label);
+    if (percentPerScore != 1.0F) scale(draft.detection, percentPerScore);
   }
 
   static void nameByPosition(std::size_t count, std::vector<std::string>& names) {
@@ -287,7 +396,12 @@ class JsonLinesReader final : public Reader {
   }
 
   ReadSettings settings;
+  std::string input;
   std::string usualCamera;
+  PassedOver passedOver;
+  std::vector<std::string_view> unknown;  // fields of the line
+  ScoreWatch scores;
+  float percentPerScore;
   LineReader lines;
   dom::parser parser;
   bool isFirst = true;

@@ -90,6 +90,30 @@ bool beginsWith(char mark, std::string_view text) {
   return first != std::string_view::npos && text[first] == mark;
 }
 
+std::vector<std::string_view> keysOfFirstObject(std::string_view text) {
+  std::vector<std::string_view> keys;
+  int depth = 0;  // within the object
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') {
+      const auto start = ++i;
+      while (i < text.size() && text[i] != '"') i += text[i] == '\\' ? 2 : 1;
+      const auto next = text.find_first_not_of(" \t\r\n", i + 1);
+      const bool isKey = depth == 1 && next != std::string_view::npos && text[next] == ':';
+      if (isKey) keys.push_back(text.substr(start, i - start));
+    } else if (text[i] == '{' || (text[i] == '[' && depth > 0)) {
+      ++depth;
+    } else if ((text[i] == '}' || text[i] == ']') && depth > 0 && --depth == 0) {
+      break;
+    }
+  }
+  return keys;
+}
+
+bool hasAnyOf(const std::vector<std::string_view>& keys, std::initializer_list<std::string_view> wanted) {
+  return std::any_of(wanted.begin(), wanted.end(),
+                     [&](std::string_view each) { return std::find(keys.begin(), keys.end(), each) != keys.end(); });
+}
+
 std::string_view stringOf(dom::element value, const JsonPlace& place) {
   return valueOf<std::string_view>(value, "expected a string", place);
 }

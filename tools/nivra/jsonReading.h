@@ -5,9 +5,11 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 #include "numbers.h"
 
@@ -47,6 +49,11 @@ std::string explainBadJson(std::string_view text, simdjson::error_code fault);
 
 /// Whether that is the first character which counts in JSON.
 bool beginsWith(char mark, std::string_view text);
+
+/// The fields of the first object in a text, which may break off.
+std::vector<std::string_view> keysOfFirstObject(std::string_view text);
+
+bool hasAnyOf(const std::vector<std::string_view>& keys, std::initializer_list<std::string_view> wanted);
 
 std::string_view stringOf(dom::element value, const JsonPlace& place);
 dom::array arrayOf(dom::element value, const JsonPlace& place);
@@ -95,21 +102,33 @@ void readNumber(dom::element value, const JsonPlace& place, Target& target) {
   target.*member = numberOf(value, range, place);
 }
 
-/// Reads the fields of an object that the table knows. Others are passed over, and null counts as absent.
-template <class Target, std::size_t count>
-void readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
-                Target& target) {
+/// Reads the fields of an object that the table knows. Null counts as absent.
+/// @param passOver Takes the names of all others.
+/// @return Whether the object has any of the fields.
+template <class Target, std::size_t count, class PassOver>
+bool readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
+                Target& target, PassOver passOver) {
   std::array<bool, count> given{};
+  bool anyGiven = false;
   for (const auto [name, value] : object) {
-    for (std::size_t i = 0; i < count; ++i) {
-      if (name != fields[i].name) continue;
-      const JsonPlace here(place, name);
-      if (given[i]) refuse(here, "given twice");
-      given[i] = true;
-      if (!value.is_null()) fields[i].read(value, here, target);
-      break;
+    std::size_t i = 0;
+    while (i < count && name != fields[i].name) ++i;
+    if (i == count) {
+      passOver(name);
+      continue;
     }
+    const JsonPlace here(place, name);
+    if (given[i]) refuse(here, "given twice");
+    given[i] = anyGiven = true;
+    if (!value.is_null()) fields[i].read(value, here, target);
   }
+  return anyGiven;
+}
+
+template <class Target, std::size_t count>
+bool readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
+                Target& target) {
+  return readFields(object, place, fields, target, [](std::string_view) {});
 }
 
 }  // namespace nivra::tool

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "keyValues.h"
 #include "motChallengeFolder.h"
 #include "numbers.h"
+#include "rows.h"
 #include "textFile.h"
 
 namespace nivra::tool {
@@ -21,20 +23,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr Range<double> kSizes = {0.0, kCoordinates.most};
 constexpr std::size_t kMostColumns = 10;
+constexpr std::array kDetectionFiles = {"det/det.txt", "det/det.txt.gz", "det.txt", "det.txt.gz"};
 
 fs::path detectionFileOf(const fs::path& input) {
   std::error_code ignored;  // what cannot be looked at cannot be read either, and reading says why
   if (!fs::is_directory(input, ignored)) return input;
-  for (const char* const name : {"det/det.txt", "det/det.txt.gz", "det.txt", "det.txt.gz"}) {
+  for (const char* const name : kDetectionFiles) {
     if (fs::exists(input / name, ignored)) return input / name;
   }
   throw FileError(fmt::format("neither det/det.txt nor det.txt in {}", input.string()));
 }
 
 /// A sequence without its detections; `frameCount` stays 0 when nothing tells it.
-Sequence outlineOf(const fs::path& input, const ReadSettings& settings) {
+Sequence outlineOfFolder(const fs::path& input, const ReadSettings& settings) {
   Sequence outline;
   outline.picture = settings.picture.value_or(PictureSize{});
   outline.frameRate = settings.frameRate.value_or(0.0);
@@ -55,62 +57,18 @@ Sequence outlineOf(const fs::path& input, const ReadSettings& settings) {
   return outline;
 }
 
-/// The columns of one line, read from left to right.
-class Columns {
- public:
-  Columns(const fs::path& detectionFile, int lineNumber, std::string_view line)
-      : path(detectionFile), number(lineNumber), rest(line) {}
-
-  /// @param name Of the column; empty for one that has none.
-  template <class Number>
-  Number next(std::string_view name, Range<Number> range) {
-    if (atEnd) failAt(path, number, name, "missing column");
-    ++count;
-    const auto comma = rest.find(',');
-    const std::string_view text = rest.substr(0, comma);
-    atEnd = comma == std::string_view::npos;
-    if (!atEnd) rest.remove_prefix(comma + 1);
-    const auto value = parseNumber(text, range);
-    if (!value) blame(name, complaint(text, range));
-    return *value;
-  }
-
-  /// Passes over what may follow the last column of interest.
-  void finish() {
-    while (!atEnd) {
-      if (count == kMostColumns) {
-        ++count;
-        blame({}, fmt::format("more than {} columns", kMostColumns));
-      }
-      next({}, kCoordinates);
-    }
-  }
-
- private:
-  [[noreturn]] void blame(std::string_view name, const std::string& what) const {
-    failAt(path, number, name.empty() ? fmt::format("column {}", count) : std::string(name), what);
-  }
-
-  const fs::path& path;
-  int number;
-  std::string_view rest;
-  bool atEnd = false;
-  std::size_t count = 0;
-};
-
-FrameDetection parseDetection(Columns columns, const Sequence& outline) {
-  FrameDetection result;
-  result.frame = columns.next("frame", Range<int>{1, outline.frameCount > 0 ? outline.frameCount : kMostFrames});
+void addDetection(Columns columns, const std::string& label, Sequence& sequence) {
+  const int mostFrames = sequence.frameCount > 0 ? sequence.frameCount : kMostFrames;
+  const int frame = columns.next("frame", Range<int>{1, mostFrames});
   columns.next("id", kCoordinates);
   PixelBox box;
   box.left = columns.next("left", kCoordinates);
   box.top = columns.next("top", kCoordinates);
   box.width = columns.next("width", kSizes);
   box.height = columns.next("height", kSizes);
-  result.detection.score = static_cast<float>(columns.next("conf", kCoordinates));
-  columns.finish();
-  result.detection.box = toNormalised(box, outline.picture);
-  return result;
+  const double confidence = columns.next("conf", kCoordinates);
+  columns.finish(kMostColumns);
+  sequence.add(frame, box, label, confidence);
 }
 
 /// Numbers the frames of a camera and writes what is followed in them.
@@ -157,9 +115,7 @@ class MotTrackWriter final : public TrackWriter {
 
 /// Whether the first line is one of numbers and commas.
 bool beginsWithColumns(std::string_view beginning) {
-  const auto start = beginning.find_first_not_of(" \t\r\n");
-  if (start == std::string_view::npos) return false;
-  const std::string_view line = beginning.substr(start, beginning.find('\n', start) - start);
+  const std::string_view line = firstLineOf(beginning);
   return line.find_first_not_of("0123456789+-.eE, \t\r") == std::string_view::npos &&
          line.find(',') != std::string_view::npos;
 }
@@ -178,26 +134,30 @@ std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
 
 }  // namespace
 
+bool isSequenceFolder(const std::string& path) {
+  std::error_code ignored;
+  return std::any_of(kDetectionFiles.begin(), kDetectionFiles.end(),
+                     [&](const char* name) { return fs::exists(fs::path(path) / name, ignored); });
+}
+
 Sequence readMotChallenge(const std::string& input, const ReadSettings& settings) {
   const fs::path file = detectionFileOf(input);
   const std::string text = readFile(file);
-  Sequence sequence = outlineOf(input, settings);
+  Sequence sequence = outlineOfFolder(input, settings);
 
-  auto& detections = sequence.detections;
   forEachLine(text, [&](int number, std::string_view line) {
-    detections.push_back(parseDetection(Columns(file, number, line), sequence));
-    detections.back().detection.label = settings.label;
+    addDetection(Columns(file, number, line, ','), settings.label, sequence);
   });
 
   std::error_code ignored;
   const fs::path features = file.parent_path() / "feat.bin";
-  if (fs::is_directory(input, ignored) && fs::exists(features, ignored)) readFeatures(features, detections);
+  if (fs::is_directory(input, ignored) && fs::exists(features, ignored)) readFeatures(features, sequence.detections);
 
-  finishSequence(sequence);
+  finishSequence(sequence, input, settings);
   return sequence;
 }
 
-const Format kMotChallenge = {"motchallenge",   {".txt", ".csv"}, beginsWithColumns,
-                              openMotChallenge, writeTracks,      writeFolder};
+const Format kMotChallenge = {
+    "motchallenge", {".txt", ".csv"}, beginsWithColumns, openMotChallenge, writeTracks, writeFolder, true};
 
 }  // namespace nivra::tool

@@ -10,6 +10,9 @@ namespace nivra::tool {
 /// more numbers a line. Writes tracks as "frame,id,left,top,width,height,conf,-1,-1,-1", detections as a folder.
 extern const Format kMotChallenge;
 
+/// Whether a folder has the detections of a sequence.
+bool isSequenceFolder(const std::string& path);
+
 /// @throws FileError or UsageError when `input` cannot be used.
 Sequence readMotChallenge(const std::string& input, const ReadSettings& settings);
 

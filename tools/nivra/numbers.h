@@ -23,6 +23,7 @@ constexpr int kMostFrames = 10'000'000;
 constexpr Range<int> kFrameCounts = {1, kMostFrames};
 /// Coordinates far beyond any picture, whose squares are still finite in the library's single precision.
 constexpr Range<double> kCoordinates = {-1e9, 1e9};
+constexpr Range<double> kSizes = {0.0, kCoordinates.most};
 constexpr Range<int> kPictureSides = {1, 1'000'000};
 /// Timestamps stay distinct at the upper end, and below 2^63 nanoseconds for all frames at the lower one.
 constexpr Range<double> kFrameRates = {0.01, 1e6};

@@ -39,6 +39,12 @@ void forEachLine(std::string_view text, const std::function<void(int number, std
   }
 }
 
+std::string_view firstLineOf(std::string_view text) {
+  const auto start = text.find_first_not_of(" \t\r\n");
+  if (start == std::string_view::npos) return {};
+  return trimmed(text.substr(start, text.find('\n', start) - start));
+}
+
 void failAt(const std::filesystem::path& path, int line, std::string_view field, std::string_view what) {
   const std::string place = line > 0 ? fmt::format("{}:{}", path.string(), line) : path.string();
   throw FileError(fmt::format("{} ({}{}{})", what, place, field.empty() ? "" : ", ", field));

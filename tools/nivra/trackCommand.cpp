@@ -19,7 +19,12 @@ constexpr char kHelp[] = R"(What goes in
                 A feat.bin beside the detections gives appearance features: int32
                 rows, int32 columns, then a row of float32 for every line.
   coco          One JSON array of detections with image_id (the frame), category_id,
-                bbox and score; with --picture and --fps.
+                bbox and score; with --picture and --fps. Or an object with such
+                an array as annotations or instances, and images and categories.
+  yolo, kitti   A folder with a text file for each frame, or one file of KITTI's
+                tracking; with --picture and --fps.
+  csv           A table with a line of column names; with --picture and, without
+                times, --fps. docs/formats.md tells more of these.
   Each input is tracked by itself. Files may be packed by gzip.
 
 What comes out

@@ -15,7 +15,6 @@
 #include "errors.h"
 #include "formats.h"
 #include "jsonLines.h"
-#include "motChallenge.h"
 #include "numbers.h"
 #include "progressLine.h"
 #include "textFile.h"
@@ -101,16 +100,19 @@ class Run {
       const Format& outputFormat, Output& trackOutput, Summary& totals, std::ostream& messages)
       : options(trackOptions),
         input(trackInput),
+        settings(trackOptions.read),
         cameras(recipe, associationsOf(options, input), options.mostIdle),
         writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
         output(trackOutput),
         summary(totals),
         err(messages),
-        frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {}
+        frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {
+    settings.warn = [this](const std::string& what) { warning += fmt::format("warning: {}\n", what); };
+  }
 
   /// @return What is wrong with a file that has bad lines; empty if all is well.
   std::string follow() {
-    const auto reader = input.format->read(input.path, options.read);
+    const auto reader = input.format->read(input.path, settings);
     const bool isStream = input.path == kStandardInput;
     ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
     for (Record record; reader->read(record);) {
@@ -120,12 +122,10 @@ class Run {
       if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
       takeAsMemoryAllows(record);
       handOut();
-      if (!warning.empty()) {
-        progress.hide();
-        err << std::exchange(warning, {});
-      }
+      warn(progress);
       if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
     }
+    warn(progress);
     summary.leftOut += writer->leftOut();
     if (badLines == 0 || !canBeReadTwice(input.path)) return "";
     return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
@@ -133,6 +133,12 @@ class Run {
   }
 
  private:
+  void warn(ProgressLine& progress) {
+    if (warning.empty()) return;
+    progress.hide();
+    err << std::exchange(warning, {});
+  }
+
   void takeAsMemoryAllows(Record& record) {
     try {
       std::visit([this](auto& each) { take(each); }, record);
@@ -166,7 +172,7 @@ class Run {
   }
 
   void warnOfDuplicates(const Frame& frame) {
-    warning = fmt::format(
+    warning += fmt::format(
         "warning: camera {}: {} of {} boxes of a frame lie on another one of their label, as if the detector's "
         "suppression of duplicates were off ({})\n",
         tool::quoted(frame.camera), result.duplicates, frame.detections.size(), place());
@@ -206,6 +212,7 @@ class Run {
 
   const TrackOptions& options;
   const TrackInput& input;
+  ReadSettings settings;
   Cameras cameras;
   const std::unique_ptr<TrackWriter> writer;
   Output& output;
@@ -281,9 +288,10 @@ void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, b
   if (format.writeTracks == nullptr) {
     throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format.name));
   }
-  if (!toFolder && inputs.size() > 1 && &format == &kMotChallenge) {
+  if (!toFolder && inputs.size() > 1 && format.holdsOneCamera) {
     throw UsageError(
-        "several inputs make several MOTChallenge files: -o takes a folder for them, which exists or ends in a slash");
+        fmt::format("several inputs make several {} files: -o takes a folder for them, which exists or ends in a slash",
+                    format.name));
   }
 }
 
@@ -306,7 +314,7 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   }
   if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
-  if (&format == &kMotChallenge && !summary.untracked.empty()) {  // which has no place to name them
+  if (format.holdsOneCamera && !summary.untracked.empty()) {  // which has no place to name them
     err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
   }
   if (!complaints.empty()) throw FileError(fmt::format("{}", fmt::join(complaints, "; ")));

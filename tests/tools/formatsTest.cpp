@@ -1,0 +1,153 @@
+#include <fmt/format.h>
+
+#include "toolRun.h"
+
+namespace nivra::tool::test {
+
+class Formats : public ToolTest {
+ protected:
+  /// What a folder of such files is read as.
+  Outcome converted(const std::vector<std::pair<std::string, std::string>>& files, const std::string& input,
+                    const Arguments& options = {}) const {
+    for (const auto& [name, text] : files) write("in/" + name, text);
+    const Outcome outcome = nivra(Arguments{"convert", path("in/" + input), "--picture", "200x100"} + options);
+    std::filesystem::remove_all(path("in"));
+    return outcome;
+  }
+};
+
+/// Detections of the frames, each as "frame: box label score".
+std::string shown(const std::string& lines) {
+  std::string text;
+  int frame = 0;
+  for (const std::string& line : splitAt('\n', lines)) {
+    ++frame;
+    const std::string begin = R"({"box":[)";
+    for (auto at = line.find(begin); at != std::string::npos; at = line.find(begin, at + 1)) {
+      std::string each = line.substr(at + begin.size(), line.find('}', at) - at - begin.size());
+      for (const std::string name : {R"(],"label":")", R"(","score":)"})
+        each.replace(each.find(name), name.size(), " ");
+      text += fmt::format("{}: {}; ", frame, each);
+    }
+  }
+  return text;
+}
+
+const Arguments kFps = {"--fps", "10"};
+
+TEST_F(Formats, AreReadAsDetectorsWriteThem) {
+  struct Case {
+    std::vector<std::pair<std::string, std::string>> files;
+    std::string input;
+    std::string expected;
+    Arguments options = kFps;
+  };
+  const std::string kitti = "-1 -1 -10 20 30 40 60 -1 -1 -1 -1000 -1000 -1000 -10";
+  const Case cases[] = {
+      // YOLO
+      {{{"v_2.txt", "0 0.5 0.5 0.2 0.4 0.75\n"}, {"v_10.txt", "7 0.25 0.5 0.1 0.2 0.5\n"}, {"v_3.txt", ""}},
+       "",
+       "2: 80,30,120,70 0 75; 10: 40,40,60,60 7 50; "},
+      {{{"labels/0.txt", "0 0.5 0.5 0.2 0.4 12\n"},
+        {"labels/1.txt", "1 0.5 0.5 0.2 0.4 1\n"},
+        {"data.yaml", "nc: 2\nnames: ['a man', \"car\"]  # two\n"}},
+       "",
+       "1: 80,30,120,70 a man 100; 2: 80,30,120,70 car 100; "},
+      {{{"a.txt", "0 0.5 0.5 0.2 0.4 0.9 4\n"}, {"b.txt", "1 0.5 0.5 0.2 0.4 0.8 4\n"}, {"classes.txt", "man\ncar\n"}},
+       "",
+       "1: 80,30,120,70 man 90; 2: 80,30,120,70 car 80; "},
+      {{{"one.txt", "2 0.5 0.5 0.2 0.4\n"}, {"x.yaml", "names:\n  0: a\n  2: 'b'\nother: 1\n"}},
+       "one.txt",
+       "1: 80,30,120,70 b 100; ",
+       {"--fps", "5", "--category", "IN/x.yaml"}},
+      {{{"one.txt", "1 0.5 0.5 0.2 0.4\n"}, {"x.yaml", "names:\n- a\n- b\n"}},
+       "one.txt",
+       "1: 80,30,120,70 c 100; ",
+       {"--fps", "5", "--category", "IN/x.yaml", "--category", "1=c"}},
+      // KITTI
+      {{{"000000.txt", "Car " + kitti + " 0.5\nDontCare " + kitti + "\n"}, {"000002.txt", "Van " + kitti + " 0.25\n"}},
+       "",
+       "1: 20,30,40,60 Car 50; 3: 20,30,40,60 Van 25; "},
+      {{{"t.txt", "0 3 Car " + kitti + "\n2 3 Car " + kitti + "\n"}},
+       "t.txt",
+       "1: 20,30,40,60 Car 100; 3: 20,30,40,60 Car 100; "},
+      // COCO
+      {{{"c.json", R"({"info": {}, "images": [{"id": 7, "file_name": "x/v_1.jpg", "width": 200, "height": 100},
+           {"id": 5, "file_name": "x/v_3.jpg"}], "categories": [{"id": 1, "name": "car"}], "annotations": [
+           {"image_id": 5, "category_id": 1, "bbox": [20, 30, 20, 30]},
+           {"image_id": 7, "category_id": 2, "bbox": [20, 30, 20, 30], "score": 0.5}]})"}},
+       "c.json",
+       "1: 20,30,40,60 2 50; 3: 20,30,40,60 car 100; "},
+      {{{"c.json", R"([{"image_id": "b10", "category_id": 1, "bbox": [20, 30, 20, 30]},
+           {"image_id": "b9", "category_id": 2, "bbox": [20, 30, 20, 30], "score": 0.5}])"}},
+       "c.json",
+       "9: 20,30,40,60 2 50; 10: 20,30,40,60 1 100; "},
+      // CSV
+      {{{"t.csv", "Frame,X1,Y1,X2,Y2,Confidence,Class\n0,20,30,40,60,0.5,\"big, red \"\"car\"\"\"\n2,20,30,40,60,,\n"}},
+       "t.csv",
+       R"(1: 20,30,40,60 big, red \u0022car\u0022 50; 3: 20,30,40,60 human 100; )"},
+      {{{"t.csv",
+         "bbox_left;bbox_top;bbox_width;bbox_height;timestamp;class\n20;30;20;30;1.5;3\n20;30;20;30;1.25;x\n"}},
+       "t.csv",
+       "1: 20,30,40,60 x 100; 2: 20,30,40,60 car 100; ",
+       {"--category", "3=car"}},
+      {{{"t.csv", "frame_id\tcx\tcy\tw\th\tconf\tname\n1\t30\t45\t20\t30\t80\tcar\n"}},
+       "t.csv",
+       "1: 20,30,40,60 car 80; "},
+  };
+  for (const Case& each : cases) {
+    Arguments options = each.options;
+    for (std::string& text : options) {
+      if (text.rfind("IN/", 0) == 0) text = path("in/" + text.substr(3));
+    }
+    const Outcome outcome = converted(each.files, each.input, options);
+    EXPECT_EQ(shown(outcome.out), each.expected) << outcome.err;
+  }
+}
+
+TEST_F(Formats, TellTheirTimes) {
+  const std::string columns = ",x,y,w,h\n";
+  const std::pair<std::string, const char*> cases[] = {
+      {"time" + columns + "2.5,1,1,1,1", "2500000000"},
+      {"time_ms" + columns + "40,1,1,1,1", "40000000"},
+      {"timestamp" + columns + "1700000000123,1,1,1,1", "1700000000123000000"},
+  };
+  for (const auto& [text, timestamp] : cases) {
+    const Outcome outcome = converted({{"t.csv", text}}, "t.csv");
+    EXPECT_NE(outcome.out.find(fmt::format(R"("timestamp":{},)", timestamp)), std::string::npos) << outcome.err;
+  }
+}
+
+TEST_F(Formats, NameWhatIsWrong) {
+  struct Case {
+    std::string file;
+    std::string text;
+    const char* message;
+    Arguments options = kFps;
+  };
+  const Case cases[] = {
+      {"y_1.txt", "0 0.5 0.5 0.2 0.4\n0 0.5 x 0.2 0.4", "found \"x\" (IN:2, y)"},
+      {"y_1.txt", "0 0.5 0.5 0.2 0.4\n1 0.5 0.5", "missing column (IN:2, width)"},
+      {"y_1.txt", "0 0.5 0.5 0.2 0.4\n0.5 0.5 0.5 0.2 0.4", "found \"0.5\" (IN:2, class)"},
+      {"y_1.txt", "0 0.5 0.5 0.2 0.4 1 2 3", "more than 7 columns (IN:1, column 8)", {"--fps", "5", "--from", "yolo"}},
+      {"k.txt", "0 1 Car 0 0 0 40 30 20 60 -1 -1 -1 0 0 0 0", "to 1000000000, found \"20\" (IN:1, right)"},
+      {"c.json", R"({"images":[],"instances":[{"image_id":1,"category_id":1,"bbox":[1,2,3]}]})",
+       "expected 4 numbers, found 3 (IN, instances[0].bbox)"},
+      {"c.json", R"({"images":[{"id":2}],"instances":[{"image_id":1,"category_id":1,"bbox":[1,2,3,4]}]})",
+       "none has the id \"1\" (IN, images)"},
+      {"c.csv", "frame,x,y,w\n1,2,3,4\n", "no column for height (IN:1)"},
+      {"c.csv", "frame,x,y,w,h\n\n1,2,3,4\n", "missing column (IN:3, h)"},
+      {"c.csv", "frame,x,y,w,h,label\n1,2,3,4,5,\"a\n", "no closing quote in the line (IN:2, column 6)"},
+      {"c.csv", "frame,x1,y1,x2,y2\n1,2,3,1,5\n", "found \"1\" (IN:2, x2)"},
+  };
+  for (const Case& each : cases) {
+    const Outcome outcome = converted({{each.file, each.text}}, each.file, each.options);
+    std::string expected = each.message;
+    const auto place = expected.find("(IN") + 1;
+    expected.replace(place, 2, path("in/" + each.file));
+    EXPECT_NE(outcome.err.find(expected), std::string::npos) << outcome.err;
+    EXPECT_EQ(outcome.code, 1);
+  }
+}
+
+}  // namespace nivra::tool::test
