@@ -1,10 +1,26 @@
 #include <gtest/gtest.h>
+#include <syslog.h>
 
 #include <atomic>
+#include <cstdarg>
+#include <cstdio>
 #include <future>
 
 #include "core/faultReport.h"
 #include "support/detections.h"
+
+/// Where the tests' own system log goes, if anybody reads it.
+static std::string* systemLog = nullptr;
+
+extern "C" void syslog(int priority, const char* format, ...) {
+  if (systemLog == nullptr) return;
+  char text[100];
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  *systemLog += std::to_string(priority) + text;
+}
 
 namespace nivra::test {
 
@@ -29,7 +45,11 @@ TEST_F(FaultHandling, TakesTheTextsUntilItIsTakenBack) {
   EXPECT_EQ(printedOf("a%s"), "");
   EXPECT_EQ(taken, std::vector<std::string>{"a%s"});
   setFaultHandler(nullptr);
+  std::string logged;
+  systemLog = &logged;
   EXPECT_EQ(printedOf("b%s"), "b%s\n");
+  systemLog = nullptr;
+  EXPECT_EQ(logged, std::to_string(LOG_ERR) + "b%s\n");
   EXPECT_EQ(taken.size(), 1U);
 }
 

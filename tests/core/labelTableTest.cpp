@@ -24,6 +24,7 @@ TEST(LabelTable, AdmitsWhatTheMapAdmits) {
       }
     }
     const LabelTable table(associations);
+    labels.emplace_back("unheard of");
     for (const std::string& track : labels) {
       ASSERT_EQ(table.hasEntry(table.numberOf(track)), associations.count(track) != 0) << track;
       for (const std::string& detection : labels) {

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <utility>
 
 #include "core/greedyMatching.h"
 #include "core/labels.h"
+#include "core/pairLimit.h"
 
 namespace nivra {
 
@@ -45,6 +47,20 @@ TEST(GreedyMatching, SettlesTiesByPosition) {
   const std::uint32_t expected[] = {kNone, 0, 1, 2};
   for (std::uint32_t first = 0; first < 4; ++first) EXPECT_EQ(matching.partnerOf(first), expected[first]) << first;
   EXPECT_TRUE(matching.isFree(3) && !matching.isFree(2) && !matching.isFree(0));
+}
+
+TEST(GreedyMatching, GivesPairsTooManyToBeListedByFirstElement) {
+  const std::size_t usual = std::exchange(listedPairsPerElement, 0);
+  GreedyMatching matching;
+  const auto visitAll = [](std::uint32_t from, auto isWanted, auto visit) {
+    for (std::uint32_t to = 0; to < 3; ++to) {
+      if (isWanted(to)) visit(to, -static_cast<float>(from + to));
+    }
+  };
+  matching.match(3, 3, visitAll, visitAll, [](const auto& pair) { return matchingOrder(0, pair.cost); });
+  listedPairsPerElement = usual;
+  ASSERT_EQ(matching.getPairs().size(), 3U);
+  for (std::uint32_t i = 0; i < 3; ++i) EXPECT_TRUE(matching.getPairs()[i].first == i && matching.partnerOf(i) == i);
 }
 
 }  // namespace nivra

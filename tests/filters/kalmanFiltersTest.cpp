@@ -3,6 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "core/boxGeometry.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/kalmanBoxFilter4D.h"
 #include "support/denseKalman.h"
@@ -209,6 +210,48 @@ TEST(KalmanBoxFilter4D, GatesByDistanceFromThePrediction) {
     EXPECT_EQ(predicted().canAssociate(ahead), margin >= 0.0F) << margin;
   }
   EXPECT_FALSE(predicted().canAssociate({NAN, 0, 0, 0}));
+}
+
+TEST(KalmanBoxFilter4D, AcceptsNoBoxBeyondItsReach) {
+  const KalmanBoxParams4D params = reidParams({}, 1.8F).kalmanParams;
+  // Far outside of the picture, the rounding of edges counts for more than the margin.
+  for (const Box& start : {boxAt(0, 0), boxAt(2e4F, -3e4F)}) {
+    KalmanBoxFilter4D filter(start, params);
+    Dice dice(1);
+    for (int step = 0; step < 300; ++step) {
+      filter.predict(dice.between(0.04F, 0.16F));
+      const Box from = filter.getBox();
+      const Point reach = filter.getMaxEdgeOffset();
+      const KalmanBoxFilter4D::EdgeMatrix s = filter.getInnovationCovariance();  // of left, top, right, bottom
+      // Boxes whose one edge lies so far, and the other where it makes up for that best.
+      const auto expectInReach = [&](float limit, auto boxAhead, auto offsetOf) {
+        float accepted = 0, refused = 2 * limit;
+        for (int halving = 0; halving < 30; ++halving) {
+          const float middle = (accepted + refused) / 2;
+          (filter.canAssociate(boxAhead(middle)) ? accepted : refused) = middle;
+        }
+        const float offset = offsetOf(boxAhead(accepted));
+        ASSERT_TRUE(offset <= limit && offset > 0.9F * limit) << step << ": " << offset << " of " << limit;
+      };
+      const float sign = dice.happens(0.5F) ? 1.0F : -1.0F;
+      expectInReach(
+          reach.x,
+          [&](float offset) {
+            const float ahead = sign * offset;
+            return Box{from.left + ahead, from.top, from.right + ahead * s(2, 0) / s(0, 0), from.bottom};
+          },
+          [&](const Box& box) { return std::abs(box.left - from.left); });
+      expectInReach(
+          reach.y,
+          [&](float offset) {
+            const float ahead = sign * offset;
+            return Box{from.left, from.top + ahead * s(1, 3) / s(3, 3), from.right, from.bottom + ahead};
+          },
+          [&](const Box& box) { return std::abs(box.bottom - from.bottom); });
+      const float shift = dice.between(-0.02F, 0.02F);  // so that the filtered edges lie between two floats
+      filter.update(shifted(start, shift, shift));
+    }
+  }
 }
 
 }  // namespace nivra::test

@@ -92,6 +92,17 @@ TEST(ReidMatching, RevivesTheCheapestAndCountsEveryComparison) {
   EXPECT_TRUE(tracks[0].isExpired());
 }
 
+TEST(ReidMatching, ListsRevivalsByCost) {
+  std::vector<ObjectTrack> lost(2, lostTrack(0, params.params)), found;
+  lost[1].addFeature({0, 1});
+  const ObjectDetection detections[] = {person(kBox, {4, 1}), person(kBox, {0, 1})};
+  for (const ObjectDetection& detection : detections) found.emplace_back(detection, 1, kNow + 1, params.params);
+  std::set<ObjectTrack*> inactive = {&lost[0], &lost[1]}, pending = {&found[0], &found[1]};
+  const reid::InactiveMatchResult result = matchInactive(inactive, pending, params);
+  ASSERT_EQ(result.matches.size(), 2U);
+  EXPECT_TRUE(result.matches[0].inactive == &lost[1] && result.matches[0].pending == &found[1]);
+}
+
 TEST(ReidMatching, ComparesOnlyTracksThatCanBeOne) {
   ObjectTrack lost = lostTrack(0, params.params);
   const auto canBe = [&](std::uint64_t bornAt, const char* label, float x, std::vector<float> feature) {

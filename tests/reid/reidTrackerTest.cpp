@@ -112,10 +112,11 @@ TEST(ReidTracker, FindsOverlappingTracksOfOneLabelUnlessLostLong) {
 
 TEST(ReidTracker, StartsNoTracksInBetween) {
   const auto tracker = makeTracker(1, {}, kHumansAndCars, 1.0F);
-  // The angle is wide enough in a picture of 16:9 alone.
-  std::vector<ObjectDetection> frame = {detectionOf(boxAt(-0.15F, 0.14F), "human", 1), detectionOf(boxAt(0, 0)),
-                                        detectionOf(boxAt(0.15F, 0.14F), "human", 2)};
+  // The angle is just wide enough in a picture of 16:9.
+  std::vector<ObjectDetection> frame = {detectionOf(boxAt(-0.15F, 0.1538F), "human", 1), detectionOf(boxAt(0, 0)),
+                                        detectionOf(boxAt(0.15F, 0.1538F), "human", 2), detectionOf(boxAt(0.8F, 0))};
   frame[0].objectness = frame[2].objectness = 90;
+  frame[3].inbetween = true;  // as the host says
   tracker->update(frame, kFrame);
   EXPECT_TRUE(frame[1].inbetween);
   EXPECT_EQ(briefOf(*tracker), "0human1 1human2 ");
