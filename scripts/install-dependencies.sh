@@ -29,7 +29,14 @@ install_missing() {
   for package in "${packages[@]}"; do is_installed "$package" || missing+=("$package"); done
   [ ${#missing[@]} -gt 0 ] || return 0
 
-  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  if [ "$(id -u)" -ne 0 ]; then
+    as_root=(sudo)
+    command -v sudo >/dev/null || {
+      echo "error: packages are missing, and installing them takes root, or sudo: ${missing[*]}" >&2
+      echo "As root: apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+      exit 1
+    }
+  fi
   echo "Installing ${missing[*]}"
   quietly "${as_root[@]}" apt-get update
   quietly "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
