@@ -9,8 +9,10 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
+import tempfile
 import unittest
 
 import jsonschema
@@ -149,6 +151,17 @@ class Documents(unittest.TestCase):
                 run = subprocess.run([*shell, "-c", commands], cwd=ROOT, env={**os.environ, "PATH": path}, text=True,
                                      stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
                 self.assertEqual(output, run.stdout)
+
+    def test_readme_tracks_files_of_the_reader(self):
+        """The only block of the tool that shows no output, on the sample in the place of what readers have."""
+        commands = re.search(r"^```sh\n(nivra track det\.txt (?:(?!```).*\n)*)```", README, re.M)[1]
+        with tempfile.TemporaryDirectory() as folder:
+            folder = pathlib.Path(folder)
+            shutil.copy(ROOT / "examples/data/plaza/det/det.txt", folder)
+            shutil.copytree(ROOT / "examples/data/plaza", folder / "path/to/sequences/plaza")
+            path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
+            subprocess.run(["bash", "-ec", commands], cwd=folder, env={**os.environ, "PATH": path}, check=True)
+            self.assertTrue((folder / "tracks.txt").stat().st_size and (folder / "tracks/plaza.txt").stat().st_size)
 
     def test_manual_and_completion_have_every_option(self):
         page = (ROOT / "docs/nivra.1").read_text()
