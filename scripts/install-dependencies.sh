@@ -9,7 +9,7 @@ packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev
 architectures=()
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq mandoc) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq mandoc zsh fish) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest)
     architectures=(arm64 armhf) ;;

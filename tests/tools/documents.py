@@ -42,12 +42,27 @@ def helped(*command):
     return subprocess.run([TOOL, *command, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
+def completed_by(shell, words):
+    """What a shell offers for the last of the words."""
+    scripts = {
+        "bash": ["bash", "-c", 'source completions/nivra.bash; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _nivra;'
+                 ' echo "${COMPREPLY[*]}"', "bash", "nivra", *words],
+        "zsh": ["zsh", "-fc", "_describe() { print -l -- ${${(P)2}%%:*} }; compadd() { print -l -- $@ }; _files() {};"
+                ' words=("$@") CURRENT=$#; source completions/_nivra', "zsh", "nivra", *words],
+        "fish": ["fish", "-c", 'source completions/nivra.fish; complete -C "$argv"', " ".join(["nivra", *words])],
+    }
+    path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
+    run = subprocess.run(scripts[shell], cwd=ROOT, env={**os.environ, "PATH": path, "HOME": "/nonexistent"},
+                         stdout=subprocess.PIPE, text=True, check=True)
+    return set(run.stdout.split()) if shell != "fish" else {line.split("\t")[0] for line in run.stdout.splitlines()}
+
+
 def completed(*words):
-    """What may stand for the last of the words."""
-    script = 'source completions/nivra.bash; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _nivra; echo "${COMPREPLY[*]}"'
-    run = subprocess.run(["bash", "-c", script, "bash", "nivra", *words], cwd=ROOT, stdout=subprocess.PIPE, text=True,
-                         check=True)
-    return set(run.stdout.split())
+    """What may stand for the last of the words; bash, zsh and fish must agree."""
+    offered = completed_by("bash", words)
+    for shell in ("zsh", "fish") if "=" not in words else ():
+        assert completed_by(shell, words) == offered, (shell, words, completed_by(shell, words), offered)
+    return offered
 
 
 # What a line may hold, with room for each number to grow and shrink.
@@ -162,6 +177,23 @@ class Documents(unittest.TestCase):
             path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
             subprocess.run(["bash", "-ec", commands], cwd=folder, env={**os.environ, "PATH": path}, check=True)
             self.assertTrue((folder / "tracks.txt").stat().st_size and (folder / "tracks/plaza.txt").stat().st_size)
+
+    def test_examples_pipe_lines_through_the_tool(self):
+        stream = ROOT / "examples/data/stream.jsonl"
+        tracks = [(answer["camera"], answer["timestamp"], track["label"], track["id"], track["box"])
+                  for answer in answers(stream.read_text(), "--labels", "human,car")
+                  for track in answer.get("tracks", [])]
+        self.assertTrue(tracks)
+        path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
+        for command in [sys.executable, "track.py"], ["node", "track.mjs"]:
+            with self.subTest(command=command):
+                if not shutil.which(command[0]):
+                    self.skipTest(f"{command[0]} is not installed")
+                run = subprocess.run(command, cwd=ROOT / "examples/streams", env={**os.environ, "PATH": path},
+                                     stdin=stream.open(), stdout=subprocess.PIPE, text=True, check=True)
+                printed = [line.split(" ", 4) for line in run.stdout.splitlines()]
+                self.assertEqual([(camera, int(time), label, int(track), json.loads(box))
+                                  for camera, time, label, track, box in printed], tracks)
 
     def test_manual_and_completion_have_every_option(self):
         page = (ROOT / "docs/nivra.1").read_text()

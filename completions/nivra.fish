@@ -1,0 +1,27 @@
+# Completion of nivra for fish: put it into ~/.config/fish/completions. Commands and options are those that nivra --help
+# tells.
+
+function __nivra_commands
+    nivra --help | string replace -rf '^  (\w+) +(.*)$' '$1\t$2'
+end
+
+function __nivra_options
+    set -l words (commandline -opc)
+    nivra $words[2] --help 2>/dev/null | string replace -rf '^  (?:-\w,)?(--[\w-]+)(?: \S+)*(?:  +(.*))?$' '$1\t$2'
+end
+
+function __nivra_is_option
+    string match -q -- '-*' (commandline -ct)
+end
+
+# Whether the word is the value of one of these options.
+function __nivra_follows
+    contains -- (commandline -opc)[-1] $argv
+end
+
+complete -c nivra -n 'not __nivra_is_option; and test (count (commandline -opc)) -eq 1' -fa '(__nivra_commands)'
+complete -c nivra -n __nivra_is_option -fa '(__nivra_options)'
+complete -c nivra -n '__nivra_follows --from' -fa 'jsonl motchallenge coco yolo kitti csv'
+complete -c nivra -n '__nivra_follows --to' -fa 'jsonl motchallenge'
+complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
+complete -c nivra -n '__nivra_follows --tracker' -fa 'vanilla reid hybrid lowfps'
