@@ -8,6 +8,7 @@ import copy
 import json
 import os
 import pathlib
+import pty
 import re
 import shutil
 import subprocess
@@ -177,6 +178,18 @@ class Documents(unittest.TestCase):
             path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
             subprocess.run(["bash", "-ec", commands], cwd=folder, env={**os.environ, "PATH": path}, check=True)
             self.assertTrue((folder / "tracks.txt").stat().st_size and (folder / "tracks/plaza.txt").stat().st_size)
+
+    def test_only_terminals_get_colours(self):
+        def error_on_terminal(**changes):
+            reader, terminal = pty.openpty()
+            subprocess.run([TOOL, "trakc"], stderr=terminal, env={**os.environ, "TERM": "xterm", **changes}, check=False)
+            os.close(terminal)
+            return os.read(reader, 4096).decode()
+
+        self.assertTrue(error_on_terminal(NO_COLOR="").startswith("\x1b[1;31merror:\x1b[m there is no command trakc"))
+        self.assertTrue(error_on_terminal(NO_COLOR="1").startswith("error: there is no command trakc"))
+        piped = subprocess.run([TOOL, "trakc"], stderr=subprocess.PIPE, text=True, check=False).stderr
+        self.assertTrue(piped.startswith("error: "))
 
     def test_examples_pipe_lines_through_the_tool(self):
         stream = ROOT / "examples/data/stream.jsonl"

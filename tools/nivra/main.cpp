@@ -4,6 +4,7 @@
 #include <csignal>
 #include <iostream>
 
+#include "colouredWords.h"
 #include "commandLine.h"
 
 namespace {
@@ -24,6 +25,10 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::ios::sync_with_stdio(false);
-  std::ostream* const terminal = isatty(STDERR_FILENO) == 1 ? &std::cerr : nullptr;
-  return nivra::tool::run(argc, argv, std::cout, std::cerr, terminal, isatty(STDOUT_FILENO) == 1);
+  const bool isErrTerminal = isatty(STDERR_FILENO) == 1;
+  nivra::tool::ColouredWords colouredWords(*std::cerr.rdbuf());
+  std::ostream coloured(&colouredWords);
+  coloured << std::unitbuf;
+  std::ostream& err = isErrTerminal && nivra::tool::ColouredWords::areWanted() ? coloured : std::cerr;
+  return nivra::tool::run(argc, argv, std::cout, err, isErrTerminal ? &err : nullptr, isatty(STDOUT_FILENO) == 1);
 }
