@@ -43,6 +43,54 @@ echo
 cat "$log"
 distinct() { cut -d, -f2 "$1" | sort -u | wc -l; }
 echo "People in the ground truth: $(distinct "$sample/gt/gt.txt"), identities reported: $(distinct "$tracks")"
+# Merges stand in the answers alone, one a frame, where identities count from 0.
+answers=$build/plaza.jsonl
+step "Asking which identities were merged" "$tool" track "$sample" --tracker reid --to jsonl --force -o "$answers"
+merges() { awk 'match($0, /"merged":\[\[[0-9,[\]]*/) {
+    n = split(substr($0, RSTART + 9, RLENGTH - 9), ids, /[^0-9]+/)
+    for (i = 2; i < n; i += 2) print "merge," ids[i] + 1 "," ids[i + 1] + 1 "," NR
+  }' "$answers"; }
+# An identity is the person whose true box it overlaps by half in most of its frames.
+awk -F, '
+  function least(a, b) { return a < b ? a : b }
+  function most(a, b) { return a > b ? a : b }
+  function overlap(l, t, w, h, x, y, v, u,   wide, high) {
+    wide = least(l + w, x + v) - most(l, x); high = least(t + h, y + u) - most(t, y)
+    return wide > 0 && high > 0 ? wide * high / (w * h + v * u - wide * high) : 0
+  }
+  function reason(id, older,   frame, hidden) {
+    if (first[id] <= last[older]) return "a second track beside it, from frame " first[id]
+    for (frame = last[older] + 1; frame < first[id]; frame++) hidden += visible[frame, person[id]] < 0.5
+    return sprintf("begun anew in frame %d, after %d frames, more than half hidden in %d of them",
+      first[id], first[id] - last[older] - 1, hidden)
+  }
+  $1 == "merge" { into[$2] = $3; when[$2] = $4; next }
+  FILENAME ~ /gt\.txt$/ { people[$1] = people[$1] " " $2; box[$1, $2] = $3 " " $4 " " $5 " " $6; visible[$1, $2] = $9; next }
+  {
+    if (!($2 in votes)) { order[++count] = $2; votes[$2] = "" }
+    if (!($2 in first)) first[$2] = $1
+    last[$2] = $1
+    n = split(people[$1], here, " ")
+    for (i = 1; i <= n; i++) {
+      split(box[$1, here[i]], b, " ")
+      if (overlap($3, $4, $5, $6, b[1], b[2], b[3], b[4]) >= 0.5 && ++vote[$2, here[i]] > best[$2]) {
+        best[$2] = vote[$2, here[i]]; person[$2] = here[i]
+      }
+    }
+  }
+  END {
+    for (i = 1; i <= count; i++) {
+      id = order[i]
+      if (!(person[id] in known)) firsts++
+      else if (id in into) taken = taken sprintf("  %d is who %d was, not known yet: recognised in frame %d, after which %d goes on\n",
+        id, into[id], when[id], into[id])
+      else lost = lost sprintf("  %d is who %d was: %s\n", id, known[person[id]], reason(id, known[person[id]]))
+      if (!(id in into)) known[person[id]] = id
+    }
+    printf "%d of them are the first of a person.\n", firsts
+    if (taken) printf "Merged again, which a host counts by the answer that says so:\n%s", taken
+    if (lost) printf "Not recognised again:\n%s", lost
+  }' "$sample/gt/gt.txt" <(merges) "$tracks"
 echo
 
 crossing=$build/crossing
