@@ -73,7 +73,8 @@ class Choices {
       const bool isAtEnd = what.find(" lines refused, read as jsonl; the first: ") != what.npos;
       require(isAtEnd || what.rfind("cannot read ", 0) == 0, "only unreadable files end early", std::string(what));
     }
-    for (const std::string_view line : linesOf(messages.str())) {
+    const std::string said = messages.str();
+    for (const std::string_view line : linesOf(said)) {
       require(line.rfind("warning: ", 0) == 0, "silent unless asked or warned", std::string(line));
     }
     return answers.str();
