@@ -59,8 +59,7 @@ class GreedyMatching {
 
   /// Accepts what is possible of all pairs there are, and lists no more of them than are worth it.
   /// @param visitSeconds visitSeconds(first, isWanted, visit) calls visit(second, cost), in any order, for every
-  /// element
-  ///   with isWanted(second) that the first one may be paired with.
+  ///   element with isWanted(second) that the first one may be paired with.
   /// @param visitFirsts visitFirsts(second, isWanted, visit) calls visit(first, cost) likewise, with the same costs.
   /// @param orderOf See above; says the same of a pair whenever it is asked.
   template <class VisitSeconds, class VisitFirsts, class OrderOf>

@@ -32,7 +32,7 @@ class LabelTable {
     }
 
    private:
-    static constexpr std::ptrdiff_t kFew = 8;  // found sooner one after the other
+    static constexpr std::ptrdiff_t kFew = 8;  // looked through one after the other
 
     const std::uint32_t* first;  // ascending
     const std::uint32_t* last;
@@ -61,7 +61,7 @@ class LabelTable {
   void number(const std::string& label);
 
   std::size_t bucketOf(const std::string& label) const {
-    // FNV-1a, which takes labels of a few letters in less time than the standard library's hash.
+    // FNV-1a over all letters: labels that differ in the middle alone are as many as those that differ at the ends.
     std::uint32_t hash = 2166136261U;
     for (const char letter : label) hash = (hash ^ static_cast<unsigned char>(letter)) * 16777619U;
     return hash & (firstOfBucket.size() - 1);

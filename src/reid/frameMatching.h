@@ -56,6 +56,7 @@ class DetectionMatching {
   const TrackerParams& params;
   DetectionIndex index;                          // by the lower left corner of the box
   TrackIndex trackIndex;                         // where a detection is to find its tracks
+  std::vector<std::uint32_t> trackLabels;        // by track, when that is filled
   std::vector<std::optional<Feature>> features;  // by detection
   GreedyMatching matching;
 };

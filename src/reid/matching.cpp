@@ -90,15 +90,17 @@ template <class IsWanted, class Visit>
 void DetectionMatching::visitTracksOf(const std::vector<ObjectTrack*>& tracks, DetectionRange detections,
                                       std::uint32_t detection, IsWanted isWanted, Visit visit) {
   if (trackIndex.isEmpty()) {
-    for (const ObjectTrack* track : tracks) trackIndex.add(reachOf(*track));
+    trackLabels.clear();
+    for (const ObjectTrack* track : tracks) {
+      trackIndex.add(reachOf(*track));
+      trackLabels.push_back(index.getLabels().numberOf(track->getLabel()));
+    }
     trackIndex.build();
   }
-  const LabelTable& labels = index.getLabels();
   trackIndex.visit(placeOf(detections[detection].box), [&](std::uint32_t i) {
     if (!isWanted(i)) return;
-    const ObjectTrack& track = *tracks[i];
-    if (!labels.admissibleTo(labels.numberOf(track.getLabel())).contains(index.labelNumberOf(detection))) return;
-    const std::optional<float> cost = gatedCost(track, detections[detection], features[detection], params);
+    if (!index.getLabels().admissibleTo(trackLabels[i]).contains(index.labelNumberOf(detection))) return;
+    const std::optional<float> cost = gatedCost(*tracks[i], detections[detection], features[detection], params);
     if (cost) visit(i, *cost);
   });
 }
