@@ -14,17 +14,17 @@
 #include <vector>
 
 #include "host.h"
-#include "jsonLines.h"
+#include "hostkit/formats/jsonLines.h"
+#include "hostkit/tracking/tracking.h"
+#include "hostkit/worlds/simulation.h"
 #include "registration.h"
-#include "simulation.h"
-#include "tracking.h"
 #include "world.h"
 
 namespace nivra::bench {
 
 namespace {
 
-using tool::Record;
+using hostkit::Record;
 
 constexpr int kPasses = 5;
 
@@ -49,7 +49,7 @@ std::vector<Record> crowdRecords(std::size_t featureLength) {
   settings.frames = featureLength > 0 ? 50 : 1000;
   std::vector<Record> records;
   for (const Frame& each : makeCrowd(settings)) {
-    tool::Frame frame;
+    hostkit::Frame frame;
     frame.camera = "square";
     frame.timestamp = (records.size() + 1) * kFrameDuration;
     frame.detections = each;
@@ -60,14 +60,14 @@ std::vector<Record> crowdRecords(std::size_t featureLength) {
 
 /// People and vehicles before a camera that pans and drops frames, in pixels.
 std::vector<Record> simulatedRecords() {
-  tool::SimulationOptions options;
+  hostkit::SimulationOptions options;
   options.frames = 1000;
   options.people = 200;
   options.vehicles = 40;
   options.pan = 0.1;
   options.drop = 0.05;
   options.featureLength = 0;
-  tool::Simulation simulation(options);
+  hostkit::Simulation simulation(options);
   std::vector<Record> records;
   for (Record record; simulation.read(record);) records.push_back(std::move(record));
   return records;
@@ -79,10 +79,10 @@ class Stream {
   explicit Stream(std::vector<Record> streamRecords)
       : records(std::move(streamRecords)), file(std::tmpfile(), &std::fclose) {
     std::ostringstream written;
-    const auto writer = tool::kJsonLines.writeDetections({written}, {});
+    const auto writer = hostkit::kJsonLines.writeDetections({written}, {});
     for (const Record& each : records) {
       writer->write(each);
-      if (const auto* const frame = std::get_if<tool::Frame>(&each)) detections += frame->detections.size();
+      if (const auto* const frame = std::get_if<hostkit::Frame>(&each)) detections += frame->detections.size();
     }
     text = written.str() + std::string(simdjson::SIMDJSON_PADDING, ' ');
     std::fwrite(text.data(), 1, text.size() - simdjson::SIMDJSON_PADDING, file.get());
@@ -92,12 +92,12 @@ class Stream {
   double detectionCount() const { return static_cast<double>(detections); }
 
   /// All that the command does, from the bytes of a file to those of its answers.
-  void track(const tool::TrackerRecipe& recipe) const {
+  void track(const hostkit::TrackerRecipe& recipe) const {
     std::rewind(file.get());
-    tool::TrackOptions options;
-    options.inputs = {{"/dev/fd/" + std::to_string(fileno(file.get())), &tool::kJsonLines}};
+    hostkit::TrackOptions options;
+    options.inputs = {{"/dev/fd/" + std::to_string(fileno(file.get())), &hostkit::kJsonLines}};
     options.labels = {"human", "person", "car", "truck"};
-    tool::track(options, recipe, {std::cout, "/dev/null"}, std::cerr);
+    hostkit::track(options, recipe, {std::cout, "/dev/null"}, std::cerr);
   }
 
   /// What simdjson takes to make documents of the lines, numbers included.
@@ -112,7 +112,7 @@ class Stream {
   }
 
   /// What the tracker's `update` takes, and nothing else, ns.
-  double updateTime(const tool::TrackerRecipe& recipe) const {
+  double updateTime(const hostkit::TrackerRecipe& recipe) const {
     double best = std::numeric_limits<double>::infinity();
     for (int pass = 0; pass < kPasses; ++pass) {
       const auto tracker =
@@ -120,7 +120,7 @@ class Stream {
       std::chrono::duration<double, std::nano> sum{0};
       std::vector<ObjectDetection> working;
       for (const Record& each : records) {
-        const auto* const frame = std::get_if<tool::Frame>(&each);
+        const auto* const frame = std::get_if<hostkit::Frame>(&each);
         if (frame == nullptr) continue;
         working = frame->detections;
         const auto start = std::chrono::steady_clock::now();
@@ -141,7 +141,7 @@ class Stream {
 
 void runStream(benchmark::State& state, const std::vector<Record>& records, const char* tracker) {
   const Stream stream(records);
-  const tool::TrackerRecipe recipe(tool::parseTrackerChoice(tracker), {});
+  const hostkit::TrackerRecipe recipe(hostkit::parseTrackerChoice(tracker), {});
   double whole = 0.0;
   double parsing = 0.0;
   double updating = 0.0;

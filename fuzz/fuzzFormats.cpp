@@ -9,21 +9,21 @@
 #include <string>
 #include <string_view>
 
-#include "cocoResults.h"
-#include "csv.h"
-#include "errors.h"
-#include "formats.h"
-#include "kitti.h"
+#include "hostkit/errors.h"
+#include "hostkit/formats/cocoResults.h"
+#include "hostkit/formats/csv.h"
+#include "hostkit/formats/formats.h"
+#include "hostkit/formats/kitti.h"
+#include "hostkit/formats/yolo.h"
 #include "support.h"
 #include "temporaryFolder.h"
-#include "yolo.h"
 
 namespace nivra::fuzz {
 namespace {
 
 constexpr int kMostRecords = 1000;  // of frames without end
 
-void check(const tool::Frame& frame) {
+void check(const hostkit::Frame& frame) {
   for (const ObjectDetection& each : frame.detections) {
     require(each.box.right >= each.box.left && each.box.top >= each.box.bottom, "boxes are numbers, and not inverted");
     require(std::isfinite(each.score), "scores are numbers");
@@ -31,11 +31,11 @@ void check(const tool::Frame& frame) {
   }
 }
 
-void readAll(tool::Reader& reader) {
-  tool::Record record;
+void readAll(hostkit::Reader& reader) {
+  hostkit::Record record;
   std::uint64_t last = 0;
   for (int count = 0; count < kMostRecords && reader.read(record); ++count) {
-    const auto* const frame = std::get_if<tool::Frame>(&record);
+    const auto* const frame = std::get_if<hostkit::Frame>(&record);
     if (frame == nullptr) continue;
     check(*frame);
     const std::uint64_t timestamp = frame->timestamp.value_or(0);
@@ -46,20 +46,22 @@ void readAll(tool::Reader& reader) {
 
 void run(std::string_view text) {
   static const TemporaryFolder folder;
-  constexpr std::array<const tool::Format*, 4> all = {&tool::kCocoResults, &tool::kYolo, &tool::kKitti, &tool::kCsv};
+  constexpr std::array<const hostkit::Format*, 4> all = {&hostkit::kCocoResults, &hostkit::kYolo, &hostkit::kKitti,
+                                                         &hostkit::kCsv};
   const auto mode = static_cast<unsigned char>(text.empty() ? 0 : text.front());
   text.remove_prefix(std::min<std::size_t>(1, text.size()));
   const std::filesystem::path file = folder / "v_1.txt";
   write(file, text);
-  tool::ReadSettings settings;
-  settings.picture = tool::PictureSize{640, 480};
+  hostkit::ReadSettings settings;
+  settings.picture = hostkit::PictureSize{640, 480};
   if ((mode & 8U) == 0) settings.frameRate = 25.0;
   try {
-    if (const tool::Format* const found = tool::formatLooking(text)) require(*found->name != '\0', "it has a name");
+    if (const hostkit::Format* const found = hostkit::formatLooking(text))
+      require(*found->name != '\0', "it has a name");
     readAll(*all[mode % all.size()]->read(file.string(), settings));
-  } catch (const tool::FileError& error) {
+  } catch (const hostkit::FileError& error) {
     require(*error.what() != '\0', "an error says what is wrong");
-  } catch (const tool::UsageError&) {
+  } catch (const hostkit::UsageError&) {
     require(!settings.frameRate, "the caller is only asked for what is missing");
   }
 }

@@ -15,12 +15,12 @@
 #include <tuple>
 #include <vector>
 
-#include "errors.h"
-#include "jsonLines.h"
-#include "output.h"
+#include "hostkit/errors.h"
+#include "hostkit/files/output.h"
+#include "hostkit/formats/jsonLines.h"
+#include "hostkit/tracking/tracking.h"
 #include "support.h"
 #include "temporaryFolder.h"
-#include "tracking.h"
 
 namespace nivra::fuzz {
 namespace {
@@ -52,23 +52,25 @@ class Choices {
  public:
   explicit Choices(unsigned char bits) : selector(bits & 3U) {
     const auto isChosen = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
-    if (isChosen(2)) options.read.picture = tool::PictureSize{640, 480};
+    if (isChosen(2)) options.read.picture = hostkit::PictureSize{640, 480};
     if (isChosen(3)) options.read.frameRate = 1e6;
     if (isChosen(4)) options.labels = {"human", "car"};
     options.confidentOnly = isChosen(5);
     options.debug = isChosen(6);
     packs = isChosen(7);
-    options.inputs = {{streamFile().string(), &tool::kJsonLines}};
+    options.inputs = {{streamFile().string(), &hostkit::kJsonLines}};
   }
 
   std::string track() const {
-    static const std::array<tool::TrackerRecipe, 4> recipes = {
-        {{tool::kTrackers[0], {}}, {tool::kTrackers[1], {}}, {tool::kTrackers[2], {}}, {tool::kTrackers[3], {}}}};
+    static const std::array<hostkit::TrackerRecipe, 4> recipes = {{{hostkit::kTrackers[0], {}},
+                                                                   {hostkit::kTrackers[1], {}},
+                                                                   {hostkit::kTrackers[2], {}},
+                                                                   {hostkit::kTrackers[3], {}}}};
     std::ostringstream answers;
     std::ostringstream messages;
     try {
-      tool::track(options, recipes[selector], {answers}, messages);
-    } catch (const tool::FileError& fault) {
+      hostkit::track(options, recipes[selector], {answers}, messages);
+    } catch (const hostkit::FileError& fault) {
       const std::string_view what = fault.what();
       const bool isAtEnd = what.find(" lines refused, read as jsonl; the first: ") != what.npos;
       require(isAtEnd || what.rfind("cannot read ", 0) == 0, "only unreadable files end early", std::string(what));
@@ -80,7 +82,7 @@ class Choices {
     return answers.str();
   }
 
-  tool::TrackOptions options;
+  hostkit::TrackOptions options;
   bool packs = false;
 
  private:
@@ -127,7 +129,7 @@ void checkAnswers(const Choices& choices, std::string_view stream) {
   require(answers.size() == lines.size() && (all.empty() || all.back() == '\n'), "every line has an answer", all);
   if (choices.packs) {
     const std::string packed = streamFile().string() + ".gz";
-    tool::print(stream, {std::cout, packed, true});
+    hostkit::print(stream, {std::cout, packed, true});
     fs::rename(packed, streamFile());
     require(choices.track() == all, "packed streams are tracked alike");
   }
@@ -139,11 +141,11 @@ void checkAnswers(const Choices& choices, std::string_view stream) {
   require(rest == joined(answers), "refused lines leave no trace", joined(answers) + "without them:\n" + rest);
 }
 
-std::vector<tool::Record> acceptedRecords(const tool::ReadSettings& settings) {
-  std::vector<tool::Record> records;
-  const auto reader = tool::kJsonLines.read(streamFile().string(), settings);
-  for (tool::Record record; reader->read(record);) {
-    if (!std::holds_alternative<tool::BadLine>(record)) records.push_back(record);
+std::vector<hostkit::Record> acceptedRecords(const hostkit::ReadSettings& settings) {
+  std::vector<hostkit::Record> records;
+  const auto reader = hostkit::kJsonLines.read(streamFile().string(), settings);
+  for (hostkit::Record record; reader->read(record);) {
+    if (!std::holds_alternative<hostkit::BadLine>(record)) records.push_back(record);
   }
   return records;
 }
@@ -151,7 +153,7 @@ std::vector<tool::Record> acceptedRecords(const tool::ReadSettings& settings) {
 /// Everything that distinguishes a record, numbers by their bits.
 class Fingerprint {
  public:
-  explicit Fingerprint(const tool::Record& record) {
+  explicit Fingerprint(const hostkit::Record& record) {
     add(record.index());
     std::visit([this](const auto& each) { addRecord(each); }, record);
   }
@@ -169,7 +171,7 @@ class Fingerprint {
     add(text.size());
     bytes += text;
   }
-  void add(const tool::PictureSize& picture) {
+  void add(const hostkit::PictureSize& picture) {
     add(picture.width);
     add(picture.height);
   }
@@ -204,7 +206,7 @@ class Fingerprint {
     for (const Element& each : elements) add(each);
   }
 
-  void addRecord(const tool::Frame& frame) {
+  void addRecord(const hostkit::Frame& frame) {
     add(frame.camera);
     add(frame.timestamp);
     add(frame.picture);
@@ -212,26 +214,26 @@ class Fingerprint {
     add(frame.detections);
     add(frame.names);
   }
-  void addRecord(const tool::CameraMotion& motion) {
+  void addRecord(const hostkit::CameraMotion& motion) {
     add(motion.camera);
     add(motion.picture);
     for (const double number : motion.matrix) add(number);
   }
-  void addRecord(const tool::CameraEnd& end) { add(end.camera); }
-  void addRecord(const tool::BadLine&) {}
+  void addRecord(const hostkit::CameraEnd& end) { add(end.camera); }
+  void addRecord(const hostkit::BadLine&) {}
 
   std::string bytes;
 };
 
-void checkRoundTrip(const tool::ReadSettings& settings, std::string_view stream) {
+void checkRoundTrip(const hostkit::ReadSettings& settings, std::string_view stream) {
   write(streamFile(), stream);
-  const std::vector<tool::Record> records = acceptedRecords(settings);
+  const std::vector<hostkit::Record> records = acceptedRecords(settings);
   std::ostringstream text;
-  const auto writer = tool::kJsonLines.writeDetections({text}, {});
-  for (const tool::Record& each : records) writer->write(each);
+  const auto writer = hostkit::kJsonLines.writeDetections({text}, {});
+  for (const hostkit::Record& each : records) writer->write(each);
   writer->finish();
   write(streamFile(), text.str());
-  const std::vector<tool::Record> again = acceptedRecords(settings);
+  const std::vector<hostkit::Record> again = acceptedRecords(settings);
   require(again.size() == records.size(), "what is written can be read", text.str());
   for (std::size_t i = 0; i < records.size(); ++i) {
     require(Fingerprint(again[i]).text() == Fingerprint(records[i]).text(), "records survive being written",
@@ -248,7 +250,7 @@ void run(std::string_view text) {
     write(streamFile(), stream);
     try {
       choices.track();
-    } catch (const tool::FileError& error) {
+    } catch (const hostkit::FileError& error) {
       require(*error.what() != '\0', "an error says what is wrong");
     }
     return;

@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <string_view>
 
-#include "errors.h"
-#include "motChallenge.h"
+#include "hostkit/errors.h"
+#include "hostkit/formats/motChallenge.h"
 #include "support.h"
 #include "temporaryFolder.h"
 
@@ -26,7 +26,7 @@ std::string_view takePart(std::string_view& text) {
   return part;
 }
 
-void check(const tool::Sequence& sequence) {
+void check(const hostkit::Sequence& sequence) {
   require(sequence.picture.width > 0 && sequence.picture.height > 0, "the picture has a size");
   require(sequence.frameRate > 0, "there is a frame rate");
   int lastFrame = 1;
@@ -57,14 +57,14 @@ void run(std::string_view text) {
     else
       fs::remove(others[i], ignored);
   }
-  tool::ReadSettings settings;
-  if ((mode & 8U) != 0) settings.picture = tool::PictureSize{640, 480};
+  hostkit::ReadSettings settings;
+  if ((mode & 8U) != 0) settings.picture = hostkit::PictureSize{640, 480};
   if ((mode & 16U) != 0) settings.frameRate = 25.0;
   try {
-    check(tool::readMotChallenge((givesFolder ? folder / "" : detections).string(), settings));
-  } catch (const tool::FileError& error) {
+    check(hostkit::readMotChallenge((givesFolder ? folder / "" : detections).string(), settings));
+  } catch (const hostkit::FileError& error) {
     require(*error.what() != '\0', "an error says what is wrong");
-  } catch (const tool::UsageError&) {
+  } catch (const hostkit::UsageError&) {
     require(!settings.picture || !settings.frameRate, "the caller is only asked for what is missing");
   }
 }

@@ -1,9 +1,11 @@
 #include <fmt/format.h>
 
-#include "jsonLines.h"
+#include "hostkit/formats/jsonLines.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 class Files : public ToolTest {
  protected:

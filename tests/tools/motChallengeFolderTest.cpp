@@ -1,11 +1,13 @@
-#include "motChallengeFolder.h"
+#include "hostkit/formats/motChallengeFolder.h"
 
 #include <iostream>
 
-#include "newFile.h"
+#include "hostkit/files/newFile.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 class MotChallengeFolderTest : public ToolTest {
  protected:

@@ -1,4 +1,4 @@
-#include "newFile.h"
+#include "hostkit/files/newFile.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -10,6 +10,8 @@
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 namespace fs = std::filesystem;
 

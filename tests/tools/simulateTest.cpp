@@ -9,10 +9,12 @@
 #include <set>
 #include <utility>
 
-#include "simulation.h"
+#include "hostkit/worlds/simulation.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 class Simulate : public ToolTest {};
 

@@ -6,12 +6,14 @@
 #include <future>
 #include <map>
 
-#include "cameras.h"
-#include "jsonLines.h"
-#include "simulation.h"
+#include "hostkit/formats/jsonLines.h"
+#include "hostkit/tracking/cameras.h"
+#include "hostkit/worlds/simulation.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 namespace dom = simdjson::dom;
 

@@ -9,10 +9,12 @@
 #include <set>
 #include <streambuf>
 
-#include "motChallenge.h"
+#include "hostkit/formats/motChallenge.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
+
+using namespace hostkit;
 
 namespace {
 

@@ -13,12 +13,14 @@
 #include <vector>
 
 #include "commands.h"
-#include "errors.h"
+#include "hostkit/errors.h"
+#include "hostkit/files/output.h"
+#include "hostkit/text/suggestion.h"
 #include "nivra/version.h"
-#include "output.h"
-#include "suggestion.h"
 
 namespace nivra::tool {
+
+using namespace hostkit;
 
 namespace {
 

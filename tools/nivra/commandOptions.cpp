@@ -7,10 +7,10 @@
 #include <limits>
 #include <memory>
 
-#include "byteSource.h"
-#include "categoryNames.h"
-#include "formats.h"
-#include "keyValues.h"
+#include "hostkit/files/byteSource.h"
+#include "hostkit/formats/categoryNames.h"
+#include "hostkit/formats/formats.h"
+#include "hostkit/formats/keyValues.h"
 
 namespace nivra::tool {
 

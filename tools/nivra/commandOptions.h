@@ -9,12 +9,14 @@
 #include <utility>
 #include <vector>
 
-#include "errors.h"
-#include "format.h"
-#include "numbers.h"
-#include "output.h"
+#include "hostkit/errors.h"
+#include "hostkit/files/output.h"
+#include "hostkit/formats/format.h"
+#include "hostkit/text/numbers.h"
 
 namespace nivra::tool {
+
+using namespace hostkit;  // commands speak of little else
 
 /// @throws UsageError unless `text` is a number of the range; numbers are as strict here as they are in files.
 template <class Number>

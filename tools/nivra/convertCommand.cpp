@@ -1,10 +1,10 @@
 #include <memory>
 
-#include "byteSource.h"
 #include "commandOptions.h"
 #include "commands.h"
-#include "formats.h"
-#include "textFile.h"
+#include "hostkit/files/byteSource.h"
+#include "hostkit/files/textFile.h"
+#include "hostkit/formats/formats.h"
 
 namespace nivra::tool {
 

@@ -5,10 +5,12 @@
 #include <iterator>
 #include <string_view>
 
-#include "jsonText.h"
-#include "trackerRecipe.h"
+#include "hostkit/text/jsonText.h"
+#include "hostkit/tracking/trackerRecipe.h"
 
 namespace nivra::tool {
+
+using namespace hostkit;
 
 namespace {
 

@@ -3,9 +3,9 @@
 
 #include "commandOptions.h"
 #include "commands.h"
-#include "output.h"
+#include "hostkit/files/output.h"
+#include "hostkit/tracking/trackerRecipe.h"
 #include "parameterList.h"
-#include "trackerRecipe.h"
 
 namespace nivra::tool {
 

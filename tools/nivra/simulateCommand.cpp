@@ -4,8 +4,8 @@
 
 #include "commandOptions.h"
 #include "commands.h"
-#include "formats.h"
-#include "simulation.h"
+#include "hostkit/formats/formats.h"
+#include "hostkit/worlds/simulation.h"
 
 namespace nivra::tool {
 

@@ -1,9 +1,9 @@
 #include <memory>
 
-#include "byteSource.h"
 #include "commandOptions.h"
 #include "commands.h"
-#include "tracking.h"
+#include "hostkit/files/byteSource.h"
+#include "hostkit/tracking/tracking.h"
 
 namespace nivra::tool {
 

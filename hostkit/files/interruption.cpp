@@ -1,0 +1,63 @@
+#include "hostkit/files/interruption.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+
+namespace nivra::hostkit {
+
+namespace {
+
+constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+/// More files than a command has under way at once. All that a signal handler touches.
+std::array<std::atomic<const char*>, 16> doomed;
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+extern "C" void removeFilesAndEnd(int signal) {
+  for (auto& each : doomed) {
+    if (const char* const path = each.exchange(nullptr)) unlink(path);
+  }
+  raise(signal);  // it has its usual effect again
+}
+
+void catchSignals() {
+  struct sigaction action {};
+  action.sa_handler = removeFilesAndEnd;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : kSignals) sigaddset(&action.sa_mask, signal);
+  for (const int signal : kSignals) {
+    struct sigaction present {};
+    sigaction(signal, nullptr, &present);
+    if (present.sa_handler == SIG_DFL) sigaction(signal, &action, nullptr);
+  }
+}
+
+}  // namespace
+
+InterruptionHeld::InterruptionHeld() : usual() {
+  sigset_t held;
+  sigemptyset(&held);
+  for (const int signal : kSignals) sigaddset(&held, signal);
+  pthread_sigmask(SIG_BLOCK, &held, &usual);
+}
+
+InterruptionHeld::~InterruptionHeld() { pthread_sigmask(SIG_SETMASK, &usual, nullptr); }
+
+void removeIfInterrupted(const std::string& path) {
+  catchSignals();
+  for (auto& each : doomed) {
+    const char* expected = nullptr;
+    if (each.compare_exchange_strong(expected, path.c_str())) return;
+  }
+}
+
+void forgetIfInterrupted(const std::string& path) {
+  for (auto& each : doomed) {
+    const char* expected = path.c_str();
+    if (each.compare_exchange_strong(expected, nullptr)) return;
+  }
+}
+
+}  // namespace nivra::hostkit

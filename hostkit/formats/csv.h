@@ -1,0 +1,11 @@
+#pragma once
+
+#include "hostkit/formats/sequence.h"
+
+namespace nivra::hostkit {
+
+/// A table with a line of column names, separated by commas, semicolons or tabs: the frame or the time, a box in pixels
+/// by its edges, its corner and size, or its centre and size, and a score and a label if they are known.
+extern const Format kCsv;
+
+}  // namespace nivra::hostkit

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "hostkit/formats/format.h"
+
+namespace nivra::hostkit {
+
+/// Lines of JSON, one a frame, a movement or an end of a camera; docs/streams.md tells what they hold.
+extern const Format kJsonLines;
+
+// Its writing half, in jsonLinesWriting.cpp.
+std::unique_ptr<TrackWriter> writeJsonTracks(const WriteSettings& settings);
+std::unique_ptr<DetectionWriter> writeJsonDetections(const Target& target, const WriteSettings& settings);
+
+}  // namespace nivra::hostkit

@@ -1,0 +1,185 @@
+#include "hostkit/tracking/cameras.h"
+
+#include <fmt/format.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+namespace nivra::hostkit {
+
+namespace {
+
+constexpr float kUsualAspectRatio = 16.0F / 9.0F;
+
+/// Feature vectors of different lengths cannot be compared.
+std::optional<std::size_t> firstOtherLength(const Frame& frame, std::optional<std::size_t>& length) {
+  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
+    const auto& feature = frame.detections[i].feature;
+    if (!feature) continue;
+    if (!length) length = feature->size();
+    if (feature->size() != *length) return i;
+  }
+  return std::nullopt;
+}
+
+Position mapped(Position position, const std::array<double, 6>& matrix) {
+  const auto& [a, b, c, d, e, f] = matrix;
+  return {a * position.x + b * position.y + c, d * position.x + e * position.y + f};
+}
+
+/// The new place of a point of the library's coordinates.
+Position moved(Position position, const CameraMotion& motion) {
+  if (!motion.picture) return mapped(position, motion.matrix);
+  return toNormalised(mapped(toPixels(position, *motion.picture), motion.matrix), *motion.picture);
+}
+
+/// The detections that the tracks took in the last frame.
+std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>& tracks,
+                                       const std::vector<internal::DebugTrack>& debugTracks) {
+  std::vector<std::int32_t> detections;
+  detections.reserve(tracks.size());
+  auto entry = debugTracks.begin();  // both are in the same order, but for tracks that are not reported
+  for (const TrackedObjectDetection& track : tracks) {
+    const auto isTheSame = [&](const internal::DebugTrack& each) { return each.track.id == track.id; };
+    entry = std::find_if(entry, debugTracks.end(), isTheSame);
+    if (entry == debugTracks.end()) entry = std::find_if(debugTracks.begin(), debugTracks.end(), isTheSame);
+    detections.push_back(entry->lastDetectionId);
+  }
+  return detections;
+}
+
+}  // namespace
+
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {}
+
+std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
+  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
+    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
+  }
+  auto length = featureLength;
+  if (const auto other = firstOtherLength(frame, length)) {
+    return Refusal{fmt::format("detections[{}].feature", *other),
+                   fmt::format("{} numbers, but the features of this camera have {}",
+                               frame.detections[*other].feature->size(), *length)};
+  }
+  if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
+  lastTimestamp = frame.timestamp;
+  featureLength = length;
+  removeUnassociated(frame, result.unassociated);
+  result.duplicates = suppression.duplicatesAt(frame.detections);
+  result.changes = tracker->update(frame.detections, *frame.timestamp);
+  result.tracks = tracker->getTracks();
+  result.debugTracks = tracker->getDebugTracks();
+  result.detections = detectionsOf(result.tracks, result.debugTracks);
+  return std::nullopt;
+}
+
+void Camera::move(const CameraMotion& motion) {
+  const auto movePoint = [](void* source, int, Point& point) {
+    const Position place = moved({point.x, point.y}, *static_cast<const CameraMotion*>(source));
+    point = {static_cast<float>(place.x), static_cast<float>(place.y)};
+    return true;
+  };
+  CameraMotion source = motion;  // handed back as it is, but not const
+  motionServer.setCameraMotionTracker(&source, 0, movePoint);
+  motionServer.updateClients();
+  motionServer.setCameraMotionTracker(nullptr, 0, nullptr);
+}
+
+std::set<int> Camera::identities() const {
+  std::set<int> ids;
+  for (const TrackedObjectDetection& track : tracker->getTracks()) ids.insert(track.id);
+  return ids;
+}
+
+void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabels) {
+  newLabels.clear();
+  const std::string* known = nullptr;  // neighbours often share their label
+  const auto isUnassociated = [&](const ObjectDetection& detection) {
+    const std::string& label = detection.label;
+    if (known != nullptr && label == *known) return false;
+    const auto found = associations.find(label);
+    if (found != associations.end()) {
+      known = &found->first;
+      return false;
+    }
+    const bool hasRoom = namedLabels.size() < kMostNamedLabels;
+    if (hasRoom && namedLabels.insert(label).second) newLabels.push_back(label);
+    return true;
+  };
+  auto& detections = frame.detections;
+  detections.erase(std::remove_if(detections.begin(), detections.end(), isUnassociated), detections.end());
+}
+
+Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,
+                 std::optional<Clock::duration> mostIdle)
+    : trackerRecipe(recipe), associations(std::move(labelAssociations)), longestIdle(mostIdle) {}
+
+Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
+  const auto found = entryOf.find(name);
+  if (found != entryOf.end()) {
+    entries.splice(entries.end(), entries, found->second);
+  } else {
+    const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
+    std::list<Entry> begun;  // a list of its own until nothing can fail any more
+    begun.emplace_back(name, trackerRecipe, associations, ratio);
+    entryOf.emplace(name, begun.begin());
+    entries.splice(entries.end(), begun);
+    most = std::max(most, entries.size());
+  }
+  entries.back().lastUse = now;
+  return entries.back().camera;
+}
+
+std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now,
+                                       FrameTracks& result) {
+  const bool isNew = entryOf.count(frame.camera) == 0;
+  try {
+    auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, result);
+    if (refusal && isNew) end(frame.camera);
+    return refusal;
+  } catch (const std::bad_alloc&) {
+    if (isNew) forget(frame.camera);
+    throw;
+  }
+}
+
+std::set<int> Cameras::end(const std::string& name) {
+  const auto found = entryOf.find(name);
+  if (found == entryOf.end()) return {};
+  std::set<int> ids = found->second->camera.identities();
+  forget(name);
+  return ids;
+}
+
+void Cameras::forget(const std::string& name) {
+  const auto found = entryOf.find(name);
+  if (found == entryOf.end()) return;
+  entries.erase(found->second);
+  entryOf.erase(found);
+  giveMemoryBack();
+}
+
+/// The allocator keeps what is freed between what is still in use; each time the cameras have halved it is asked for
+/// it.
+void Cameras::giveMemoryBack() {
+  if (entries.size() > most / 2) return;
+  most = entries.size();
+#ifdef __GLIBC__
+  malloc_trim(0);
+#endif
+}
+
+std::vector<std::string> Cameras::dropIdle(Clock::time_point now) {
+  std::vector<std::string> dropped;
+  while (longestIdle && !entries.empty() && now - entries.front().lastUse > *longestIdle) {
+    dropped.push_back(entries.front().name);
+    end(dropped.back());
+  }
+  return dropped;
+}
+
+}  // namespace nivra::hostkit

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "hostkit/tracking/settings.h"
+#include "nivra/nivra.h"
+
+namespace nivra::hostkit {
+
+struct TrackerChoice {
+  std::string_view name;  // as it stands in messages
+  int selector;
+};
+
+constexpr std::array<TrackerChoice, 4> kTrackers = {{{"vanilla", 0}, {"reid", 1}, {"hybrid", 2}, {"lowfps", 3}}};
+
+/// @throws UsageError unless `text` is one of the names or selectors.
+TrackerChoice parseTrackerChoice(const std::string& text);
+
+/// Whether the section's parameters mean anything to the tracker.
+bool readsSection(const TrackerChoice& tracker, const ParameterSection& section);
+
+/// A tracker with its parameters, checked once for as many trackers as there are cameras.
+class TrackerRecipe {
+ public:
+  /// @param settings Of several for one parameter the last one holds; the others are checked as well.
+  /// @throws UsageError, FileError naming the setting that is at fault.
+  TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings);
+
+  /// What is possible, but hardly meant; each ends its line.
+  const std::string& warnings() const { return doubts; }
+
+  std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio,
+                                      MotionTrackerServer* motionServer) const;
+
+ private:
+  void take(const Setting& setting);
+
+  TrackerChoice choice;
+  std::string doubts;
+  ParameterMap params;
+};
+
+}  // namespace nivra::hostkit

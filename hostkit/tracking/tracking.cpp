@@ -1,0 +1,323 @@
+#include "hostkit/tracking/tracking.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <new>
+#include <utility>
+
+#include "hostkit/errors.h"
+#include "hostkit/files/byteSource.h"
+#include "hostkit/files/textFile.h"
+#include "hostkit/formats/formats.h"
+#include "hostkit/formats/jsonLines.h"
+#include "hostkit/text/numbers.h"
+#include "hostkit/tracking/cameras.h"
+#include "hostkit/tracking/progressLine.h"
+
+namespace nivra::hostkit {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = Cameras::Clock;
+
+constexpr double kUsualFrameRate = 25.0;
+
+struct Summary {
+  std::uint64_t frames = 0;
+  std::uint64_t detections = 0;
+  std::uint64_t tracks = 0;
+  std::uint64_t leftOut = 0;
+  std::uint64_t faults = 0;
+  std::set<std::string> untracked;  // labels that no association covers
+  Clock::duration updateTime{0};
+};
+
+std::string describe(const Summary& summary) {
+  const double microseconds = std::chrono::duration<double, std::micro>(summary.updateTime).count();
+  const std::string leftOut =
+      summary.leftOut == 0 ? "" : fmt::format(", {} left out as they are outside the picture", summary.leftOut);
+  return fmt::format("{} frames, {} detections, {} tracks{}, {} bad lines, {:.1f} µs per frame\n", summary.frames,
+                     summary.detections, summary.tracks - summary.leftOut, leftOut, summary.faults,
+                     microseconds / static_cast<double>(std::max<std::uint64_t>(summary.frames, 1)));
+}
+
+/// Labels that occur in an input.
+std::set<std::string> labelsOf(Reader& reader) {
+  std::set<std::string> labels;
+  for (Record record; reader.read(record);) {
+    const Frame* const frame = std::get_if<Frame>(&record);
+    if (frame == nullptr) continue;
+    for (const ObjectDetection& each : frame->detections) labels.insert(each.label);
+  }
+  return labels;
+}
+
+void dropUnsure(FrameTracks& result) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < result.tracks.size(); ++i) {
+    if (!result.tracks[i].confident) continue;
+    if (kept != i) result.tracks[kept] = std::move(result.tracks[i]);
+    result.detections[kept++] = result.detections[i];
+  }
+  result.tracks.resize(kept);
+  result.detections.resize(kept);
+}
+
+bool canBeReadTwice(const std::string& path) {
+  std::error_code ignored;
+  return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
+}
+
+/// What the caller says; and labels that it mentions, or that an input which can be read twice shows, associate at
+/// least with themselves.
+LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& input) {
+  LabelAssociations associations = options.associations;
+  const auto complete = [&](const std::string& label) { associations.try_emplace(label, std::set{label}); };
+  for (const auto& [label, taken] : options.associations) std::for_each(taken.begin(), taken.end(), complete);
+  for (const std::string& label : options.labels) associations[label].insert(label);
+  if (!options.labels.empty()) return associations;
+  if (canBeReadTwice(input.path)) {
+    const std::set<std::string> labels = labelsOf(*input.format->read(input.path, options.read));
+    std::for_each(labels.begin(), labels.end(), complete);
+  } else if (associations.empty()) {
+    complete(options.read.label);
+  }
+  return associations;
+}
+
+std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64_t>(std::llround(1e9 / frameRate)); }
+
+/// One input from beginning to end: every record goes to its camera, and what came of it to the output.
+class Run {
+ public:
+  Run(const TrackOptions& trackOptions, const TrackerRecipe& recipe, const TrackInput& trackInput,
+      const Format& outputFormat, Output& trackOutput, Summary& totals, std::ostream& messages)
+      : options(trackOptions),
+        input(trackInput),
+        settings(trackOptions.read),
+        cameras(recipe, associationsOf(options, input), options.mostIdle),
+        writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
+        output(trackOutput),
+        summary(totals),
+        err(messages),
+        frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {
+    settings.warn = [this](const std::string& what) { warning += fmt::format("warning: {}\n", what); };
+  }
+
+  /// @return What is wrong with a file that has bad lines; empty if all is well.
+  std::string follow() {
+    const auto reader = input.format->read(input.path, settings);
+    const bool isStream = input.path == kStandardInput;
+    ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
+    for (Record record; reader->read(record);) {
+      now = Clock::now();
+      ++recordsTaken;
+      line = reader->line();
+      if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
+      takeAsMemoryAllows(record);
+      handOut();
+      warn(progress);
+      if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
+    }
+    warn(progress);
+    summary.leftOut += writer->leftOut();
+    if (badLines == 0 || !canBeReadTwice(input.path)) return "";
+    return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
+                       firstFault);
+  }
+
+ private:
+  void warn(ProgressLine& progress) {
+    if (warning.empty()) return;
+    progress.hide();
+    err << std::exchange(warning, {});
+  }
+
+  void takeAsMemoryAllows(Record& record) {
+    try {
+      std::visit([this](auto& each) { take(each); }, record);
+    } catch (const std::bad_alloc&) {
+      record = BadLine();  // lets go of what the frame took
+      result = {};
+      std::string().swap(text);
+      refuse("", kNoMemory);
+    }
+  }
+
+  void take(Frame& frame) {
+    if (frame.detections.size() > options.mostDetections) {
+      return refuse("detections", fmt::format("{} detections, but --max-detections allows {}", frame.detections.size(),
+                                              options.mostDetections));
+    }
+    const auto start = Clock::now();
+    if (const auto refusal = cameras.update(frame, frameDuration, now, result)) {
+      return refuse(refusal->field, refusal->message);
+    }
+    summary.updateTime += Clock::now() - start;
+    if (options.confidentOnly) dropUnsure(result);
+    ++summary.frames;
+    summary.detections += frame.detections.size();
+    summary.tracks += result.tracks.size();
+    for (const std::string& label : result.unassociated) {
+      if (summary.untracked.size() < kMostNamedLabels) summary.untracked.insert(label);
+    }
+    writer->frame(frame, result, text);
+    if (result.duplicates > 0) warnOfDuplicates(frame);
+  }
+
+  void warnOfDuplicates(const Frame& frame) {
+    warning += fmt::format(
+        "warning: camera {}: {} of {} boxes of a frame lie on another one of their label, as if the detector's "
+        "suppression of duplicates were off ({})\n",
+        hostkit::quoted(frame.camera), result.duplicates, frame.detections.size(), place());
+  }
+
+  void take(const CameraMotion& motion) {
+    cameras.at(motion.camera, motion.picture, now).move(motion);
+    writer->motion(motion, text);
+  }
+
+  void take(const CameraEnd& end) { writer->end(end, cameras.end(end.camera), text); }
+
+  void take(const BadLine& fault) {
+    ++summary.faults;
+    const std::string field = fault.field.empty() ? "" : ", " + fault.field;
+    const std::string what = fmt::format("{} ({}{})", fault.message, place(), field);
+    if (++badLines == 1) firstFault = what;
+    const bool hasPlace = line > 0 && writer->fault(fault, text);
+    if (hasPlace && !options.strict) return;
+    handOut();
+    throw FileError(what);
+  }
+
+  void refuse(const std::string& field, const std::string& what) { take(BadLine{line, field, what}); }
+
+  /// Where the record stands that is being taken.
+  std::string place() const {
+    const std::string name = shownName(input.path);
+    return line > 0 ? fmt::format("{}:{}", name, line) : fmt::format("{}, frame {}", name, recordsTaken);
+  }
+
+  void handOut() {
+    output.write(text);
+    output.flush();
+    text.clear();
+  }
+
+  const TrackOptions& options;
+  const TrackInput& input;
+  ReadSettings settings;
+  Cameras cameras;
+  const std::unique_ptr<TrackWriter> writer;
+  Output& output;
+  Summary& summary;
+  std::ostream& err;
+  const std::uint64_t frameDuration;  // ns, for frames that come without a time
+  std::uint64_t recordsTaken = 0;
+  std::uint64_t line = 0;  // of the record, from 1; 0 if it isn't one
+  std::uint64_t badLines = 0;
+  std::string firstFault;
+  std::string warning;
+  Clock::time_point now;
+  FrameTracks result;
+  std::string text;
+};
+
+bool isFolder(const std::string& path) {
+  std::error_code ignored;
+  return !path.empty() && (path.back() == '/' || fs::is_directory(path, ignored));
+}
+
+const Format& outputFormatOf(const TrackOptions& options, const std::string& path) {
+  if (!options.to.empty()) return formatNamed("--to", options.to);
+  if (const Format* const named = formatOfFileName(path)) return *named;
+  const Format* const first = options.inputs[0].format;
+  const bool allAlike = std::all_of(options.inputs.begin(), options.inputs.end(),
+                                    [&](const TrackInput& each) { return each.format == first; });
+  return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
+}
+
+/// The name of an input, and before it those of some folders around it.
+std::string nameWithFolders(const std::string& path, int folders) {
+  std::string name = nameOf(path);
+  fs::path around = path == kStandardInput ? fs::path() : fs::absolute(path).lexically_normal();
+  if (!around.has_filename()) around = around.parent_path();
+  for (; folders > 0; --folders) {
+    around = around.parent_path();
+    if (around.has_filename()) name = fmt::format("{}-{}", around.filename().string(), name);
+  }
+  return name;
+}
+
+/// The names of the inputs' tracks in a folder: each with as few folders' names as tell it from the others.
+/// @throws UsageError when nothing tells them apart.
+std::vector<std::string> filesFor(const std::vector<TrackInput>& inputs, const Format& format) {
+  std::vector<int> folders(inputs.size());
+  std::vector<std::string> names;
+  for (bool changed = true; changed;) {
+    changed = false;
+    names.clear();
+    for (std::size_t i = 0; i < inputs.size(); ++i) names.push_back(nameWithFolders(inputs[i].path, folders[i]));
+    std::map<std::string, int> counts;
+    for (const std::string& name : names) ++counts[name];
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+      if (counts[names[i]] == 1 || nameWithFolders(inputs[i].path, folders[i] + 1) == names[i]) continue;
+      ++folders[i];
+      changed = true;
+    }
+  }
+  const std::string_view extension = format.extensions.front();
+  std::set<std::string> taken;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!taken.insert(names[i]).second) {
+      throw UsageError(fmt::format("the tracks of two inputs would be called {}{}", nameOf(inputs[i].path), extension));
+    }
+    names[i] += extension;
+  }
+  return names;
+}
+
+/// @throws UsageError when tracks of these inputs can't go there.
+void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, bool toFolder) {
+  if (format.writeTracks == nullptr) {
+    throw UsageError(fmt::format("{} files hold no tracks; --to takes another format", format.name));
+  }
+  if (!toFolder && inputs.size() > 1 && format.holdsOneCamera) {
+    throw UsageError(
+        fmt::format("several inputs make several {} files: -o takes a folder for them, which exists or ends in a slash",
+                    format.name));
+  }
+}
+
+}  // namespace
+
+void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err) {
+  const Format& format = outputFormatOf(options, target.path);
+  const bool toFolder = isFolder(target.path);
+  requirePlace(options.inputs, format, toFolder);
+  Summary summary;
+  const std::vector<std::string> files = toFolder ? filesFor(options.inputs, format) : std::vector<std::string>();
+  std::vector<std::string> complaints;
+  std::unique_ptr<Output> output;
+  if (!toFolder) output = openOutput(target);
+  for (std::size_t i = 0; i < options.inputs.size(); ++i) {
+    if (toFolder) output = openInside(target, files[i]);
+    const std::string complaint = Run(options, recipe, options.inputs[i], format, *output, summary, err).follow();
+    if (!complaint.empty()) complaints.push_back(complaint);
+    if (toFolder) output->finish();
+  }
+  if (!toFolder) output->finish();
+  if (options.verbose) err << describe(summary);
+  if (format.holdsOneCamera && !summary.untracked.empty()) {  // which has no place to name them
+    err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
+  }
+  if (!complaints.empty()) throw FileError(fmt::format("{}", fmt::join(complaints, "; ")));
+}
+
+}  // namespace nivra::hostkit

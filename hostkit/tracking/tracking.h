@@ -1,0 +1,40 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "hostkit/formats/format.h"
+#include "hostkit/tracking/trackerRecipe.h"
+
+namespace nivra::hostkit {
+
+struct TrackInput {
+  std::string path;
+  const Format* format;
+};
+
+struct TrackOptions {
+  std::vector<TrackInput> inputs;  // at least one
+  std::string to;                  // name of the output's format; empty to follow the output's name or the inputs
+  ReadSettings read;
+  std::vector<std::string> labels;  // each associated with itself
+  LabelAssociations associations;
+  std::optional<std::chrono::nanoseconds> mostIdle;
+  std::size_t mostDetections = 10'000;  // of a frame
+  bool confidentOnly = false;
+  bool debug = false;
+  bool strict = false;
+  bool verbose = false;
+  std::ostream* progress = nullptr;  // a terminal, or null for silence
+};
+
+/// Tracks the inputs one after the other, each with trackers of its own.
+/// @param target A file, a folder that gets a file for each input, or the standard output.
+/// @param err Takes warnings, and the summary if it is asked for.
+/// @throws FileError also when lines of files were bad; all else is written then.
+void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err);
+
+}  // namespace nivra::hostkit
