@@ -11,7 +11,8 @@ namespace {
 
 std::string anyKey(FuzzedDataProvider& data) {
   if (data.ConsumeIntegralInRange(0, 15) == 0) return data.ConsumeRandomLengthString(40);
-  const ParameterSection& section = data.PickValueInArray(parameterSections);
+  static const std::vector<ParameterSection> sections = parameterSections();
+  const ParameterSection& section = sections[data.ConsumeIntegralInRange<std::size_t>(0, sections.size() - 1)];
   const auto index = data.ConsumeIntegralInRange<std::size_t>(0, section.table->count - 1);
   return std::string(section.name) + "." + section.table->first[index].name;
 }
@@ -57,14 +58,17 @@ void run(FuzzedDataProvider& data) {
     const std::string key = anyKey(data);
     params[key] = anyValue(data);
   }
+  const bool isFaultless = checkParameters(selector, params).empty();
   std::unique_ptr<ObjectTracker> tracker;
   try {
     tracker = makeTracker(selector, params, {{"human", {"human"}}, {"car", {"car", "truck"}}}, aspectRatio);
   } catch (const std::invalid_argument& error) {
     require(isDocumented(error.what()), "an invalid argument has a documented text", error.what());
+    require(!isFaultless, "what the check lets pass makes a tracker", error.what());
     return;
   } catch (const std::out_of_range& error) {
     require(isDocumented(error.what()), "a value out of range has a documented text", error.what());
+    require(!isFaultless, "what the check lets pass makes a tracker", error.what());
     return;
   }
   require((tracker == nullptr) == (selector < 0 || selector > 3), "selectors 0 to 3 make a tracker");

@@ -21,9 +21,6 @@ constexpr std::array<TrackerChoice, 4> kTrackers = {{{"vanilla", 0}, {"reid", 1}
 /// @throws UsageError unless `text` is one of the names or selectors.
 TrackerChoice parseTrackerChoice(const std::string& text);
 
-/// Whether the section's parameters mean anything to the tracker.
-bool readsSection(const TrackerChoice& tracker, const ParameterSection& section);
-
 /// A tracker with its parameters, checked once for as many trackers as there are cameras.
 class TrackerRecipe {
  public:

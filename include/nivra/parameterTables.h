@@ -1,19 +1,36 @@
 #pragma once
 
 /// @file
-/// Every parameter that a tracker reads: name, default, unit, meaning, which way it pulls and what it may be.
+/// Every parameter that a tracker reads: name, default, unit, meaning, which way it pulls, what it may be and usually
+/// is.
 ///
 /// Parsing takes its defaults from these tables, so what they say is what happens.
 
-#include <array>
 #include <cstddef>
+#include <string>
+#include <vector>
 
 #include "nivra/export.h"
 #include "nivra/parameterMap.h"
 
 namespace nivra {
 
-/// The values that can be meant, both ends included. Trackers take others as well, for what they are worth.
+/// What a value is written as.
+enum class ParameterKind {
+  number,      ///< 0.5
+  count,       ///< A whole number from 0, such as 400000001.
+  flag,        ///< 0 or 1.
+  numberPair,  ///< 0.1, 0.5
+  classList,   ///< Label, number, label, number ...; may be empty.
+};
+
+/// How values lie on the way from one end of a range to the other.
+enum class ParameterScale {
+  linear,       ///< Equal steps count alike.
+  logarithmic,  ///< Equal factors count alike.
+};
+
+/// Numbers from `least` to `most`, both included.
 struct ParameterRange {
   double least;
   double most;
@@ -26,7 +43,10 @@ struct ParameterDescription {
   const char* unit;          ///< Unit of the value; empty for plain numbers.
   const char* meaning;       ///< What the value stands for.
   const char* pull;          ///< What a larger value does.
-  ParameterRange range;      ///< Of each number of the value; 0 to 0 if it isn't one of numbers.
+  ParameterRange range;      ///< What each number of the value may mean; trackers take others for what they are worth.
+  ParameterRange usual;      ///< Where good values are found, inside of `range`: what a search goes through.
+  ParameterScale scale;      ///< How a search goes through it.
+  ParameterKind kind = ParameterKind::number;  ///< A list of classes has no ranges.
 };
 
 /// The parameters of one kind of section.
@@ -44,15 +64,41 @@ struct ParameterSection {
   const ParameterTable* table;  ///< Sections may share one.
 };
 
+/// What is wrong with a parameter.
+struct ParameterFault {
+  enum class Kind {
+    unknownSection,
+    sectionNotRead,  ///< There is such a section, but this tracker doesn't read it.
+    unknownName,
+    unreadableValue,
+    valueOutOfRange,
+  };
+
+  Kind kind;
+  std::string key;
+  std::string value;
+  std::string text;  ///< A phrase such as "not a number", without key and value.
+};
+
 /// The default values of a table, by name.
 NIVRA_EXPORT ParameterMap defaultValues(const ParameterTable& table);
+
+/// All sections.
+NIVRA_EXPORT std::vector<ParameterSection> parameterSections();
+
+/// Those which a tracker reads, by its selector (see `makeTracker`); none for any other selector.
+NIVRA_EXPORT std::vector<ParameterSection> sectionsOf(int selector);
+
+/// What is wrong with a host's parameters, by key, without making a tracker.
+///
+/// Stricter than `makeTracker`, whose conversions stop at the first character that they don't understand and which
+/// takes every number: "0.5x" for 0.5, and a share of -1.
+NIVRA_EXPORT std::vector<ParameterFault> checkParameters(int selector, const ParameterMap& params);
 
 NIVRA_EXPORT extern const ParameterTable kalmanTable;         ///< "vanilla.kalman", "vanillaLowFps.kalman"
 NIVRA_EXPORT extern const ParameterTable kalman4DTable;       ///< "reid.kalman4d"
 NIVRA_EXPORT extern const ParameterTable vanillaTable;        ///< "vanilla"
 NIVRA_EXPORT extern const ParameterTable vanillaLowFpsTable;  ///< "vanillaLowFps"
 NIVRA_EXPORT extern const ParameterTable reidTable;           ///< "reid"
-
-NIVRA_EXPORT extern const std::array<ParameterSection, 6> parameterSections;  ///< All sections.
 
 }  // namespace nivra

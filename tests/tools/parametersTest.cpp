@@ -143,7 +143,7 @@ TEST_F(Parameters, PageIsFreshAndHasAllCellsInEveryRow) {
     for (std::size_t i = 1; i < line.size(); ++i) bars += line[i] == '|' && line[i - 1] != '\\' ? 1 : 0;
     EXPECT_EQ(bars, columns) << line;
   }
-  EXPECT_EQ(rows, parameterSections.size() + listed("key").size());
+  EXPECT_EQ(rows, parameterSections().size() + listed("key").size());
 }
 
 }  // namespace nivra::tool::test

@@ -51,7 +51,7 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--param", "vanilla.kalman.no=1"}, "vanilla.kalman has no parameter \"no\""},
       {{"track", kPlaza, "--param", "reid.lambda=1"}, "--param reid.lambda=1: not read by the tracker \"vanilla\""},
       {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1"}, "two numbers"},
-      {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1,2x"}, "not 2 numbers"},
+      {{"track", kPlaza, "--param", "vanilla.kalman.observationNoiseVarianceRangeX=1,2x"}, "two numbers"},
       {{"track", kPlaza, "--tracker", "reid", "--param", "reid.inactiveAge=1e9"}, "1e9: not a whole number"},
       {{"track", kPlaza, "--param", "vanila.scoreAbsorption=1"}, "there is no section \"vanila\""},
       {{"track", kPlaza, "--param", "vanilla-scoreAbsorption=1"}, "expected section.name"},

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 #include <string_view>
 
@@ -21,7 +22,8 @@ This page is made by `nivra params --markdown` from the tables that the library 
 A parameter's key is its section, a dot and its name. The tool takes `--param vanilla.scoreAbsorption=0.1`, or a file
 of such lines by `--params FILE`; `nivra params --tracker NAME` prints one with all defaults of a tracker. A host of
 the library hands `makeTracker` a map from keys to values. What is not given keeps its default. The tool refuses values
-beyond the range; the library takes them for what they are worth.
+beyond the range; the library takes them for what they are worth, and `checkParameters` finds them. Good values usually
+lie within the narrower range of the last column.
 
 A picture unit is half the picture's width or height: coordinates go from -1 to 1 on both axes.
 
@@ -30,8 +32,8 @@ Trackers refuse parameters of sections that they don't read:
 )";
 
 constexpr char kTableHead[] = R"(
-| name | default | unit | meaning | a larger value | range |
-|---|---|---|---|---|---|
+| name | default | unit | meaning | a larger value | range | usually |
+|---|---|---|---|---|---|---|
 )";
 
 /// Text as it is, without a meaning to Markdown and its tables.
@@ -44,9 +46,33 @@ std::string escaped(std::string_view text) {
   return result;
 }
 
-bool hasNumbers(const ParameterRange& range) { return range.least < range.most; }
+bool hasRanges(const ParameterDescription& parameter) { return parameter.kind != ParameterKind::classList; }
 
 std::string text(const ParameterRange& range) { return fmt::format("from {:g} to {:g}", range.least, range.most); }
+
+const char* text(ParameterScale scale) { return scale == ParameterScale::linear ? "linear" : "logarithmic"; }
+
+const char* text(ParameterKind kind) {
+  switch (kind) {
+    case ParameterKind::number:
+      return "number";
+    case ParameterKind::count:
+      return "count";
+    case ParameterKind::flag:
+      return "flag";
+    case ParameterKind::numberPair:
+      return "number pair";
+    case ParameterKind::classList:
+      return "class list";
+  }
+  return "";
+}
+
+bool readsSection(const TrackerChoice& tracker, const ParameterSection& section) {
+  const std::vector<ParameterSection> sections = sectionsOf(tracker.selector);
+  return std::any_of(sections.begin(), sections.end(),
+                     [&](const ParameterSection& each) { return each.name == std::string_view(section.name); });
+}
 
 std::string tableOfReaders(const std::vector<ParameterSection>& sections) {
   std::string head = "| section |";
@@ -69,11 +95,11 @@ std::string tableOfReaders(const std::vector<ParameterSection>& sections) {
 std::string listAsText(const std::vector<ParameterSection>& sections) {
   std::string list;
   for (const ParameterSection& section : sections) {
-    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
-      const char* const gap = *unit == '\0' ? "" : "  # ";
-      fmt::format_to(std::back_inserter(list), "{}.{} = {}{}{}\n    # {}\n    # larger: {}\n{}", section.name, name,
-                     defaultValue, gap, unit, meaning, pull,
-                     hasNumbers(range) ? fmt::format("    # {}\n", text(range)) : "");
+    for (const ParameterDescription& each : *section.table) {
+      const char* const gap = *each.unit == '\0' ? "" : "  # ";
+      fmt::format_to(std::back_inserter(list), "{}.{} = {}{}{}\n    # {}\n    # larger: {}\n{}", section.name,
+                     each.name, each.defaultValue, gap, each.unit, each.meaning, each.pull,
+                     hasRanges(each) ? fmt::format("    # {}, usually {}\n", text(each.range), text(each.usual)) : "");
     }
   }
   return list;
@@ -83,10 +109,11 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
   std::string page = kIntroduction + tableOfReaders(sections);
   for (const ParameterSection& section : sections) {
     page += fmt::format("\n## {}\n{}", section.name, kTableHead);
-    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
-      const std::string shownDefault = *defaultValue == '\0' ? "*empty*" : escaped(defaultValue);
-      fmt::format_to(std::back_inserter(page), "| `{}` | {} | {} | {} | {} | {} |\n", name, shownDefault, escaped(unit),
-                     escaped(meaning), escaped(pull), hasNumbers(range) ? text(range) : "");
+    for (const ParameterDescription& each : *section.table) {
+      const std::string shownDefault = *each.defaultValue == '\0' ? "*empty*" : escaped(each.defaultValue);
+      fmt::format_to(std::back_inserter(page), "| `{}` | {} | {} | {} | {} | {} | {} |\n", each.name, shownDefault,
+                     escaped(each.unit), escaped(each.meaning), escaped(each.pull),
+                     hasRanges(each) ? text(each.range) : "", hasRanges(each) ? text(each.usual) : "");
     }
   }
   return page;
@@ -95,16 +122,21 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
 std::string listAsJson(const std::vector<ParameterSection>& sections) {
   std::string json;
   for (const ParameterSection& section : sections) {
-    for (const auto& [name, defaultValue, unit, meaning, pull, range] : *section.table) {
+    for (const ParameterDescription& each : *section.table) {
       json += json.empty() ? '[' : ',';
       appendField(json, "\n{\"section\":", section.name, appendQuoted);
-      appendField(json, ",\"name\":", name, appendQuoted);
-      appendField(json, ",\"key\":", fmt::format("{}.{}", section.name, name), appendQuoted);
-      appendField(json, ",\"default\":", defaultValue, appendQuoted);
-      appendField(json, ",\"unit\":", unit, appendQuoted);
-      appendField(json, ",\"meaning\":", meaning, appendQuoted);
-      appendField(json, ",\"pull\":", pull, appendQuoted);
-      if (hasNumbers(range)) json += fmt::format(",\"least\":{},\"most\":{}", range.least, range.most);
+      appendField(json, ",\"name\":", each.name, appendQuoted);
+      appendField(json, ",\"key\":", fmt::format("{}.{}", section.name, each.name), appendQuoted);
+      appendField(json, ",\"kind\":", text(each.kind), appendQuoted);
+      appendField(json, ",\"default\":", each.defaultValue, appendQuoted);
+      appendField(json, ",\"unit\":", each.unit, appendQuoted);
+      appendField(json, ",\"meaning\":", each.meaning, appendQuoted);
+      appendField(json, ",\"pull\":", each.pull, appendQuoted);
+      if (hasRanges(each)) {
+        json += fmt::format(R"(,"least":{},"most":{},"usualLeast":{},"usualMost":{})", each.range.least,
+                            each.range.most, each.usual.least, each.usual.most);
+        appendField(json, ",\"scale\":", text(each.scale), appendQuoted);
+      }
       json += '}';
     }
   }

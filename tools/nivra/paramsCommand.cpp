@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <memory>
 
 #include "commandOptions.h"
@@ -27,12 +26,7 @@ struct Arguments {
 
 /// All sections, or those which a tracker reads if one is named.
 std::vector<ParameterSection> sectionsFor(const std::string& tracker) {
-  std::vector<ParameterSection> chosen(parameterSections.begin(), parameterSections.end());
-  if (tracker.empty()) return chosen;
-  const TrackerChoice choice = parseTrackerChoice(tracker);
-  const auto isUnread = [&](const ParameterSection& section) { return !readsSection(choice, section); };
-  chosen.erase(std::remove_if(chosen.begin(), chosen.end(), isUnread), chosen.end());
-  return chosen;
+  return tracker.empty() ? parameterSections() : sectionsOf(parseTrackerChoice(tracker).selector);
 }
 
 }  // namespace
