@@ -135,8 +135,7 @@ static std::string refusalOf(int selector, const ParameterMap& params) {
 TEST(MakeTracker, RefusesBadParameters) {
   const std::string unused = "invalid argument: Unused tracker parameters: ";
   const std::string lacksCenter = "objectnessClasses: a label lacks its center in \"human, 0.5, car\"";
-  const std::string lacksNumber =
-      "observationNoiseVarianceRangeW: expected two numbers with a comma between in \"0.5\"";
+  const std::string lacksNumber = "observationNoiseVarianceRangeW: two numbers are needed in \"0.5\"";
   const std::string badValue = "invalid argument: Bad value of ";
   const std::tuple<int, ParameterMap, std::string> cases[] = {
       {0, {{"a.vanilla", "2"}, {"van", "1"}, {"vanilla.a.b", "1"}}, unused + "a.vanilla=2 van=1 vanilla.a.b=1 "},
