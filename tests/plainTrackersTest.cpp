@@ -10,8 +10,8 @@
 #include <functional>
 #include <iterator>
 
-#include "core/pairLimit.h"
 #include "support/crowd.h"
+#include "support/listedPairs.h"
 
 namespace nivra::test {
 namespace {
@@ -272,18 +272,6 @@ TEST_P(PlainTrackers, EqualTheLibrarysBitForBit) {
   const bool revives = GetParam() == 1 || GetParam() == 2;
   EXPECT_EQ(revived > 50, revives);
 }
-
-/// Lets few frames list their pairs, or none, as if they were crushes.
-class ListedPairs {
- public:
-  explicit ListedPairs(std::size_t perElement) { listedPairsPerElement = perElement; }
-  ~ListedPairs() { listedPairsPerElement = usual; }
-  ListedPairs(const ListedPairs&) = delete;
-  ListedPairs& operator=(const ListedPairs&) = delete;
-
- private:
-  std::size_t usual = listedPairsPerElement;
-};
 
 TEST_P(PlainTrackers, EqualTheLibrarysWherePairsAreTooManyToBeListed) {
   for (const std::size_t perElement : {0U, 1U}) {

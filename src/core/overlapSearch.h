@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "core/boxGeometry.h"
@@ -23,14 +24,14 @@ class OverlapSearch {
   void add(const Box& box) { boxes.push_back(box); }
 
   /// Calls visit(a, b), with a < b, for every pair whose intersection over union exceeds `threshold`, in no particular
-  /// order of the pairs.
+  /// order of the pairs. A visit that returns something ends the search by false.
   template <class Visit>
   void visitOverlapping(float threshold, Visit visit) {
     const auto count = static_cast<std::uint32_t>(boxes.size());
     if (threshold < 0.0F || count <= kFew) {
       for (std::uint32_t a = 0; a < count; ++a) {
         for (std::uint32_t b = a + 1; b < count; ++b) {
-          if (overlap(a, b, threshold)) visit(a, b);
+          if (overlap(a, b, threshold) && !goesOn(visit, a, b)) return;
         }
       }
       return;
@@ -51,22 +52,33 @@ class OverlapSearch {
       for (const std::uint32_t b : grid.find(cornersOfSmaller(boxes[a], largest, threshold))) {
         const float otherSize = sizeOf(boxes[b]);
         if (!(otherSize < size || (otherSize == size && b > a))) continue;
-        if (intersectionOverUnion(boxes[a], boxes[b]) > threshold) visit(std::min(a, b), std::max(a, b));
+        if (!(intersectionOverUnion(boxes[a], boxes[b]) > threshold)) continue;
+        if (!goesOn(visit, std::min(a, b), std::max(a, b))) return;
       }
     }
   }
 
-  /// Calls visit(b), in ascending order, for every other box whose intersection over union with box `a` exceeds
-  /// `threshold`. Looks at all boxes.
-  template <class Visit>
-  void visitOverlapping(std::uint32_t a, float threshold, Visit visit) const {
+  /// Calls visit(b), in ascending order, for every other box with admits(b) whose intersection over union with box `a`
+  /// exceeds `threshold`. Looks at all boxes.
+  template <class Admits, class Visit>
+  void visitOverlapping(std::uint32_t a, float threshold, Admits admits, Visit visit) const {
     for (std::uint32_t b = 0; b < boxes.size(); ++b) {
-      if (b != a && overlap(a, b, threshold)) visit(b);
+      if (b != a && admits(b) && overlap(a, b, threshold)) visit(b);
     }
   }
 
  private:
   static constexpr std::uint32_t kFew = 32;  // so many that comparing all with all takes less than a grid
+
+  template <class Visit>
+  static bool goesOn(Visit& visit, std::uint32_t a, std::uint32_t b) {
+    if constexpr (std::is_void_v<std::invoke_result_t<Visit&, std::uint32_t, std::uint32_t>>) {
+      visit(a, b);
+      return true;
+    } else {
+      return visit(a, b);
+    }
+  }
 
   bool overlap(std::uint32_t a, std::uint32_t b, float threshold) const {
     // Below 0, boxes that don't touch overlap enough, too.

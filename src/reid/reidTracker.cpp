@@ -136,11 +136,8 @@ void ReidTracker::markInbetween(DetectionRange detections) {
   std::vector<char>& isInbetween = memory->isInbetween;
   isInbetween.clear();
   for (const ObjectDetection& detection : detections) isInbetween.push_back(detection.inbetween ? 1 : 0);
-  memory->inbetweenSearch.search(detections, params.inBetween, kInbetweenAspect,
-                                 [&](std::uint32_t middle, std::uint32_t, std::uint32_t, float) {
-                                   isInbetween[middle] = 1;
-                                   return false;
-                                 });
+  memory->inbetweenSearch.mark(detections, params.inBetween, kInbetweenAspect,
+                               [&](std::uint32_t middle) { isInbetween[middle] = 1; });
 }
 
 void ReidTracker::updateActive(DetectionRange detections, unsigned long long timestamp) {

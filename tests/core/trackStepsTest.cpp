@@ -7,7 +7,7 @@
 
 #include "core/greedyMatching.h"
 #include "core/labels.h"
-#include "core/pairLimit.h"
+#include "support/listedPairs.h"
 
 namespace nivra {
 
@@ -50,7 +50,7 @@ TEST(GreedyMatching, SettlesTiesByPosition) {
 }
 
 TEST(GreedyMatching, GivesPairsTooManyToBeListedByFirstElement) {
-  const std::size_t usual = std::exchange(listedPairsPerElement, 0);
+  const test::ListedPairs none(0);
   GreedyMatching matching;
   const auto visitAll = [](std::uint32_t from, auto isWanted, auto visit) {
     for (std::uint32_t to = 0; to < 3; ++to) {
@@ -58,7 +58,6 @@ TEST(GreedyMatching, GivesPairsTooManyToBeListedByFirstElement) {
     }
   };
   matching.match(3, 3, visitAll, visitAll, [](const auto& pair) { return matchingOrder(0, pair.cost); });
-  listedPairsPerElement = usual;
   ASSERT_EQ(matching.getPairs().size(), 3U);
   for (std::uint32_t i = 0; i < 3; ++i) EXPECT_TRUE(matching.getPairs()[i].first == i && matching.partnerOf(i) == i);
 }

@@ -2,11 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <sstream>
 #include <stdexcept>
 
 #include "support/detections.h"
+#include "support/dice.h"
+#include "support/listedPairs.h"
+#include "support/plainTrackers.h"
 
 namespace nivra::test {
 
@@ -56,6 +60,39 @@ TEST(InBetween, MarksDetectionsBetweenTwoBetterNeighbours) {
   EXPECT_NEAR(reid::angleBetweenDetections(at(0, 0, 0), at(-1, 1, 0), at(1, 1, 0), kWide), -0.51923F, 1e-4);
   EXPECT_EQ(reid::angleBetweenDetections(at(0, 0, 0), at(0, 0, 0), at(1, 1, 0), 1.0F), 0.0F);
   EXPECT_EQ(reid::angleBetweenDetections(at(0, 0, 0), at(1, 1, 0), at(0, 0, 0), 1.0F), 0.0F);
+}
+
+TEST(InBetween, MarksInACrushWhatTryingAllPairsMarks) {
+  Dice dice(7);
+  std::size_t marks = 0;
+  std::size_t detectionCount = 0;
+  for (int frame = 0; frame < 600; ++frame) {
+    // On a lattice directions coincide, oppose each other and lie at the limit of the angle; finely, they lie anywhere.
+    const float step = dice.happens(0.5F) ? 0.01F : 1e-5F;
+    const float spread = dice.between(0.0F, 0.1F);
+    const auto place = [&] { return std::round(dice.between(-spread, spread) / step) * step; };
+    std::vector<ObjectDetection> detections;
+    for (std::size_t left = 2 + dice.below(40); left > 0; --left) {
+      const float objectness = dice.happens(0.002F) ? NAN : std::round(dice.between(0, 60));
+      detections.push_back(at(place(), place(), objectness));
+      if (dice.happens(0.001F)) detections.back().box.top *= 1e-25F;
+    }
+    reid::InBetweenParams params = kParams;
+    params.maxAngle = std::array{-0.5F, -0.49F, -0.51F, -0.9F, -1.0F, 0.0F, 0.7F, 1.0F}[dice.below(8)];
+    auto expected = detections;
+    plainlyMarkInbetween(expected, params);
+    for (const std::size_t perElement : {0U, 16U}) {
+      const ListedPairs listed(perElement);
+      auto found = detections;
+      reid::markInbetweenDetections(found, params, kWide);
+      for (std::size_t i = 0; i < found.size(); ++i) {
+        ASSERT_EQ(found[i].inbetween, expected[i].inbetween) << "frame " << frame << ", detection " << i;
+      }
+    }
+    for (const ObjectDetection& each : expected) marks += each.inbetween ? 1 : 0;
+    detectionCount += expected.size();
+  }
+  EXPECT_TRUE(marks > detectionCount / 5 && marks < detectionCount * 4 / 5) << marks << " of " << detectionCount;
 }
 
 TEST(InBetween, ListsItsFindingsForHosts) {

@@ -94,6 +94,26 @@ inline float plainIou(const Box& a, const Box& b) {
   return joint > 0.0F ? shared / joint : 0.0F;
 }
 
+inline void plainlyMarkInbetween(std::vector<ObjectDetection>& detections, const reid::InBetweenParams& params) {
+  const auto areNeighbours = [&](const ObjectDetection& a, const ObjectDetection& b) {
+    if (&a == &b || a.label != b.label || std::isnan(sharedAndJointArea(a.box, b.box).second)) return false;
+    return plainIou(a.box, b.box) > params.minIou;
+  };
+  for (ObjectDetection& a : detections) {
+    for (std::size_t i = 0; i < detections.size(); ++i) {
+      const ObjectDetection& b = detections[i];
+      if (!areNeighbours(a, b)) continue;
+      for (std::size_t j = i + 1; j < detections.size(); ++j) {
+        const ObjectDetection& c = detections[j];
+        if (!areNeighbours(a, c)) continue;
+        const float limit = std::min(b.objectness, c.objectness) - params.iouScoreMargin;
+        const float cosine = reid::angleBetweenDetections(a, b, c, 256.0F / 81.0F);
+        if (!(limit < a.objectness) && cosine <= params.maxAngle) a.inbetween = true;
+      }
+    }
+  }
+}
+
 /// What the trackers have in common that are not made of others.
 template <class Track>
 class PlainTrackerOf : public PlainTracker {
@@ -212,7 +232,7 @@ class PlainReidTracker final : public PlainTrackerOf<PlainReidTrack> {
     using State = reid::TrackState;
     for (PlainReidTrack& track : tracks) track.predict(timestamp);
     const std::set<int> overlapping = findOverlapping(timestamp);
-    if (params.inBetween.useInbetween) markInbetween(detections);
+    if (params.inBetween.useInbetween) plainlyMarkInbetween(detections, params.inBetween);
 
     std::vector<PlainPair> pairs;
     std::vector<std::size_t> lost;
@@ -267,26 +287,6 @@ class PlainReidTracker final : public PlainTrackerOf<PlainReidTrack> {
       }
     }
     return overlapping;
-  }
-
-  void markInbetween(std::vector<ObjectDetection>& detections) const {
-    const auto areNeighbours = [&](const ObjectDetection& a, const ObjectDetection& b) {
-      if (&a == &b || a.label != b.label || std::isnan(sharedAndJointArea(a.box, b.box).second)) return false;
-      return plainIou(a.box, b.box) > params.inBetween.minIou;
-    };
-    for (ObjectDetection& a : detections) {
-      for (std::size_t i = 0; i < detections.size(); ++i) {
-        const ObjectDetection& b = detections[i];
-        if (!areNeighbours(a, b)) continue;
-        for (std::size_t j = i + 1; j < detections.size(); ++j) {
-          const ObjectDetection& c = detections[j];
-          if (!areNeighbours(a, c)) continue;
-          const float limit = std::min(b.objectness, c.objectness) - params.inBetween.iouScoreMargin;
-          const float cosine = reid::angleBetweenDetections(a, b, c, 256.0F / 81.0F);
-          if (!(limit < a.objectness) && cosine <= params.inBetween.maxAngle) a.inbetween = true;
-        }
-      }
-    }
   }
 
   std::pair<bool, float> costOf(const PlainReidTrack& track, const ObjectDetection& detection) const {
