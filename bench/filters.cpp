@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "registration.h"
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -19,7 +19,7 @@ std::array<Box, kBoxes> makeBoxes() {
   std::array<Box, kBoxes> boxes{};
   for (Box& box : boxes) {
     const Point center = {random.between(-0.01F, 0.01F), random.between(-0.01F, 0.01F)};
-    box = makeDetection(center, 0.1F, 0.2F, true, 0).box;
+    box = hostkit::detectionAt(center, 0.1F, 0.2F, true, 0).box;
   }
   return boxes;
 }

@@ -8,7 +8,7 @@
 
 #include "host.h"
 #include "registration.h"
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -32,7 +32,7 @@ std::vector<std::vector<GatedPair>> findGatedPairs(const Playback& playback, std
   std::vector<std::vector<GatedPair>> pairs(playback.passLength());
   for (std::size_t step = 0; step < 2 * playback.passLength(); ++step) {
     const unsigned long long timestamp = (step + 1) * kFrameDuration;
-    const Frame& frame = playback[step];
+    const Detections& frame = playback[step];
     for (reid::ObjectTrack& track : tracks) track.predict(timestamp);
     if (step >= playback.passLength()) {
       std::vector<GatedPair>& found = pairs[step - playback.passLength()];
@@ -73,7 +73,7 @@ class Floor {
     for (float& number : numbers) number = random.between(-1.0F, 1.0F);
   }
 
-  double measure(const Frame& frame, const std::vector<GatedPair>& pairs) {
+  double measure(const Detections& frame, const std::vector<GatedPair>& pairs) {
     using Matrix = Eigen::Matrix<float, Eigen::Dynamic, Eigen::Dynamic, Eigen::RowMajor>;
     const auto columns = static_cast<Eigen::Index>(length);
     const auto start = std::chrono::steady_clock::now();
@@ -102,11 +102,10 @@ void runGalleries(benchmark::State& state, std::size_t people, std::size_t featu
   CrowdSettings settings;
   settings.objects = people;
   settings.peopleOnly = true;
-  settings.featureLength = featureLength;
-  settings.frames = 60;
-  const std::vector<Frame> frames = makeCrowd(settings);
-  std::vector<Frame> plainFrames = frames;
-  for (Frame& frame : plainFrames) {
+  settings.featureLength = static_cast<int>(featureLength);
+  const std::vector<Detections> frames = framesOf(settings, 60);
+  std::vector<Detections> plainFrames = frames;
+  for (Detections& frame : plainFrames) {
     for (ObjectDetection& detection : frame) detection.feature.reset();
   }
   const Playback playback(frames);
@@ -116,8 +115,8 @@ void runGalleries(benchmark::State& state, std::size_t people, std::size_t featu
   Host host(1);
   Host plainHost(1);
   Floor floor(people, featureLength);
-  Frame working;
-  Frame plainWorking;
+  Detections working;
+  Detections plainWorking;
   struct Times {
     explicit Times(std::size_t steps) : withFeatures(steps), plain(steps), least(steps) {}
     StepTimes withFeatures;

@@ -21,7 +21,7 @@ Host::Host(int selector, unsigned long long frameDurationInNanoseconds)
     : tracker(makeTracker(selector, {}, labelAssociations(), kAspectRatio)),
       frameDuration(frameDurationInNanoseconds) {}
 
-Cost Host::feed(const Frame& frame, Frame& working) {
+Cost Host::feed(const Detections& frame, Detections& working) {
   working = frame;
   timestamp += frameDuration;
   const std::size_t callsBefore = allocations().calls;

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <vector>
 
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -31,7 +31,7 @@ class Host {
 
   /// The cost of `update` alone. The frame is copied into `working` before, as detections come to a tracker from a
   /// detector that has just written them.
-  Cost feed(const Frame& frame, Frame& working);
+  Cost feed(const Detections& frame, Detections& working);
 
   ObjectTracker& getTracker() { return *tracker; }
 

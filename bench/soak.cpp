@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::size_t kPeople = 6;
 constexpr std::size_t kCars = 3;
-constexpr std::size_t kFeatureLength = 16;
+constexpr int kFeatureLength = 16;
 constexpr int kFramesPerSecond = 25;
 constexpr int kTrackers = 4;
 constexpr long kMaxGrowthInKilobytes = 1024;
@@ -63,7 +63,7 @@ class Visitor {
       enter(random);
     } else {
       isAway = true;
-      isComingBack = isPerson && random.happens(0.6F);
+      isComingBack = isPerson && random.chance(0.6F);
       framesLeft = framesBetween(2.0F, 4.0F, random);
     }
   }
@@ -73,14 +73,14 @@ class Visitor {
     center.y = std::clamp(center.y + offset.y, -kBorder, kBorder);
   }
 
-  void detect(Frame& frame, Random& random) const {
-    if (isAway || random.happens(0.05F)) return;
+  void detect(Detections& frame, Random& random) const {
+    if (isAway || random.chance(0.05F)) return;
     const float noise = 0.001F;
     const Point seen = {center.x + random.between(-noise, noise), center.y + random.between(-noise, noise)};
-    frame.push_back(makeDetection(seen, isPerson ? 0.08F : 0.2F, isPerson ? 0.3F : 0.15F, isPerson,
-                                  static_cast<std::int32_t>(frame.size())));
+    frame.push_back(hostkit::detectionAt(seen, isPerson ? 0.08F : 0.2F, isPerson ? 0.3F : 0.15F, isPerson,
+                                         static_cast<std::int32_t>(frame.size())));
     frame.back().attributes = {{isPerson ? 1 : 2, 3, 70.0F}};
-    if (isPerson) frame.back().feature = observedFeature(feature, random);
+    if (isPerson) frame.back().feature = hostkit::seenAs(appearance, random);
   }
 
  private:
@@ -89,7 +89,7 @@ class Visitor {
   void enter(Random& random) {
     center = {random.between(-kBorder, kBorder), random.between(-kBorder, kBorder)};
     velocity = {random.between(-0.001F, 0.001F), random.between(-0.001F, 0.001F)};
-    if (isPerson) feature = randomFeature(kFeatureLength, random);
+    if (isPerson) appearance = hostkit::randomAppearance(random, kFeatureLength);
     isAway = false;
     framesLeft = framesBetween(6.0F, 20.0F, random);
   }
@@ -97,7 +97,7 @@ class Visitor {
   bool isPerson;
   Point center;
   Point velocity;
-  std::vector<float> feature;
+  hostkit::Appearance appearance;
   bool isAway = false;
   bool isComingBack = false;
   int framesLeft = 0;
@@ -123,7 +123,7 @@ class Camera {
 
   void nextFrame() {
     for (Visitor& visitor : visitors) visitor.advance(random);
-    if (random.happens(1.0F / 1000.0F)) moveCamera();
+    if (random.chance(1.0F / 1000.0F)) moveCamera();
     frame.clear();
     for (const Visitor& visitor : visitors) visitor.detect(frame, random);
     timestamp += kFrameDuration;
@@ -164,7 +164,7 @@ class Camera {
   std::unique_ptr<ObjectTracker> tracker;
   Random random;
   std::vector<Visitor> visitors;
-  Frame frame;
+  Detections frame;
   unsigned long long timestamp = 0;
   Point offset;
   bool wasAsked = false;
@@ -181,14 +181,14 @@ class Resident {
         home{-0.75F + 0.5F * static_cast<float>(number % 4), number < 4 ? -0.45F : 0.45F},
         period{random.between(15.0F, 45.0F), random.between(15.0F, 45.0F)},
         missRate(random.between(0.05F, 0.1F)) {
-    if (isPerson) feature = randomFeature(kFeatureLength, random);
+    if (isPerson) appearance = hostkit::randomAppearance(random, kFeatureLength);
   }
 
-  void detect(double seconds, Frame& frame, Random& random) {
+  void detect(double seconds, Detections& frame, Random& random) {
     ++frames;
     // A tracker has to know it before it can keep it, and no tracker is meant to wait for long.
     const bool canBeMissed = seconds > kSecondsUnmissed && missesInARow < kMaxMissesInARow;
-    if (canBeMissed && random.happens(missRate)) {
+    if (canBeMissed && random.chance(missRate)) {
       ++missesInARow;
       ++misses;
       return;
@@ -198,9 +198,9 @@ class Resident {
       const float noise = 0.001F;
       return place + kReach * static_cast<float>(std::sin(kTwoPi * seconds / oneWay)) + random.between(-noise, noise);
     };
-    frame.push_back(makeDetection({sway(home.x, period.x), sway(home.y, period.y)}, isPerson ? 0.08F : 0.2F,
-                                  isPerson ? 0.3F : 0.15F, isPerson, static_cast<std::int32_t>(number)));
-    if (isPerson) frame.back().feature = observedFeature(feature, random);
+    frame.push_back(hostkit::detectionAt({sway(home.x, period.x), sway(home.y, period.y)}, isPerson ? 0.08F : 0.2F,
+                                         isPerson ? 0.3F : 0.15F, isPerson, static_cast<std::int32_t>(number)));
+    if (isPerson) frame.back().feature = hostkit::seenAs(appearance, random);
   }
 
   double missedShare() const { return static_cast<double>(misses) / static_cast<double>(frames); }
@@ -216,7 +216,7 @@ class Resident {
   Point home;
   Point period;  // seconds
   float missRate;
-  std::vector<float> feature;
+  hostkit::Appearance appearance;
   int missesInARow = 0;
   long misses = 0;
   long frames = 0;
@@ -232,7 +232,7 @@ bool keepsIdentities(int selector, int framesPerSecond, long hours) {
   const auto tracker = makeTracker(selector, {}, labelAssociations(), kAspectRatio);
   std::array<std::set<std::int32_t>, kResidents> identities;
   double firstChange = -1.0;
-  Frame frame;
+  Detections frame;
   for (long i = 0; i < hours * 3600 * framesPerSecond; ++i) {
     const double seconds = static_cast<double>(i) / framesPerSecond;
     frame.clear();

@@ -18,7 +18,7 @@
 #include "hostkit/tracking/tracking.h"
 #include "hostkit/worlds/simulation.h"
 #include "registration.h"
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -41,14 +41,13 @@ double timeOf(Work work) {
   return best;
 }
 
-std::vector<Record> crowdRecords(std::size_t featureLength) {
+std::vector<Record> crowdRecords(int featureLength) {
   CrowdSettings settings;
   settings.objects = 100;
   settings.peopleOnly = featureLength > 0;
   settings.featureLength = featureLength;
-  settings.frames = featureLength > 0 ? 50 : 1000;
   std::vector<Record> records;
-  for (const Frame& each : makeCrowd(settings)) {
+  for (const Detections& each : framesOf(settings, featureLength > 0 ? 50 : 1000)) {
     hostkit::Frame frame;
     frame.camera = "square";
     frame.timestamp = (records.size() + 1) * kFrameDuration;

@@ -11,7 +11,7 @@
 #include "allocations.h"
 #include "host.h"
 #include "registration.h"
-#include "world.h"
+#include "scene.h"
 
 namespace nivra::bench {
 
@@ -22,7 +22,7 @@ constexpr std::size_t kWarmUpPasses = 2;
 double toDouble(std::size_t count) { return static_cast<double>(count); }
 
 /// One pass of a crowd through one tracker.
-Cost play(const Playback& playback, Host& host, Frame& working, StepTimes& times) {
+Cost play(const Playback& playback, Host& host, Detections& working, StepTimes& times) {
   Cost total;
   for (std::size_t step = 0; step < playback.passLength(); ++step) {
     const Cost cost = host.feed(playback[step], working);
@@ -32,7 +32,7 @@ Cost play(const Playback& playback, Host& host, Frame& working, StepTimes& times
   return total;
 }
 
-void warmUp(const Playback& playback, Host& host, Frame& working) {
+void warmUp(const Playback& playback, Host& host, Detections& working) {
   StepTimes ignored(playback.passLength());
   for (std::size_t pass = 0; pass < kWarmUpPasses; ++pass) play(playback, host, working, ignored);
 }
@@ -51,7 +51,7 @@ double countVanillaCandidates(const Playback& playback) {
   std::size_t candidates = 0;
   for (std::size_t step = 0; step < 2 * playback.passLength(); ++step) {
     const unsigned long long timestamp = (step + 1) * kFrameDuration;
-    const Frame frame = playback[step];
+    const Detections frame = playback[step];
     tracker.predict(timestamp);
     if (step >= playback.passLength()) candidates += tracker.associate(frame).size();
     tracker.updateTracks(frame, timestamp);
@@ -62,9 +62,9 @@ double countVanillaCandidates(const Playback& playback) {
 
 /// Each iteration is a pass.
 void runPasses(benchmark::State& state, int selector, const CrowdSettings& settings) {
-  const std::vector<Frame> frames = makeCrowd(settings);
+  const std::vector<Detections> frames = framesOf(settings);
   const Playback playback(frames);
-  Frame working;
+  Detections working;
   auto host = std::make_unique<Host>(selector);
   warmUp(playback, *host, working);
 
@@ -94,10 +94,10 @@ void runPasses(benchmark::State& state, int selector, const CrowdSettings& setti
 
 /// The hybrid tracker on whole frames against its two parts on what it hands to each.
 void runHybridAgainstParts(benchmark::State& state, const CrowdSettings& settings) {
-  const std::vector<Frame> frames = makeCrowd(settings);
-  std::vector<Frame> people;
-  std::vector<Frame> others;
-  for (const Frame& frame : frames) {
+  const std::vector<Detections> frames = framesOf(settings);
+  std::vector<Detections> people;
+  std::vector<Detections> others;
+  for (const Detections& frame : frames) {
     people.emplace_back();
     others.emplace_back();
     for (const ObjectDetection& detection : frame) {
@@ -111,9 +111,9 @@ void runHybridAgainstParts(benchmark::State& state, const CrowdSettings& setting
   Host vanilla(0);
   Host reid(1);
   Host hybrid(2);
-  Frame workingWhole;
-  Frame workingPeople;
-  Frame workingOthers;
+  Detections workingWhole;
+  Detections workingPeople;
+  Detections workingOthers;
   StepTimes hybridTimes(whole.passLength());
   StepTimes partsTimes(whole.passLength());
   const auto pass = [&](StepTimes& hybridSteps, StepTimes& partsSteps) {
@@ -144,10 +144,10 @@ void runThousandInTurn(benchmark::State& state, int selector) {
   constexpr std::size_t kTrackers = 1000;
   CrowdSettings settings;
   settings.objects = 20;
-  const std::vector<Frame> frames = makeCrowd(settings);
+  const std::vector<Detections> frames = framesOf(settings);
   const Playback playback(frames);
 
-  Frame working;
+  Detections working;
   Host lonely(selector);
   std::vector<Host> crowd;
   for (std::size_t i = 0; i < kTrackers; ++i) crowd.emplace_back(selector);
@@ -186,9 +186,9 @@ template <class Report>
 void runReports(benchmark::State& state, int selector, Report report) {
   CrowdSettings settings;
   settings.objects = 100;
-  const std::vector<Frame> frames = makeCrowd(settings);
+  const std::vector<Detections> frames = framesOf(settings);
   Host host(selector);
-  Frame working;
+  Detections working;
   warmUp(Playback(frames), host, working);
   for (auto _ : state) benchmark::DoNotOptimize(report(host.getTracker()));
   state.counters["tracks"] = toDouble(report(host.getTracker()).size());
@@ -207,7 +207,7 @@ void registerTrackers() {
           ->UseManualTime()
           ->Iterations(std::clamp(2000 / static_cast<int>(objects), 4, 20));
     }
-    for (const std::size_t featureLength : {0U, 128U}) {
+    for (const int featureLength : {0, 128}) {
       if (featureLength > 0 && selector != 1 && selector != 2) continue;
       CrowdSettings settings;
       settings.objects = 100;

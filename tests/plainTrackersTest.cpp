@@ -11,6 +11,7 @@
 #include <iterator>
 
 #include "support/crowd.h"
+#include "support/dice.h"
 #include "support/listedPairs.h"
 
 namespace nivra::test {
@@ -65,13 +66,13 @@ Box degenerate(const Box& box, int object) {
   return shapes[std::abs(object) % 10];
 }
 
-std::vector<ObjectDetection> nextFrame(Crowd& crowd, unsigned twists, int frame, std::mt19937& random) {
+std::vector<ObjectDetection> nextFrame(Crowd& crowd, Dice& dice, unsigned twists, int frame, std::mt19937& random) {
   std::vector<ObjectDetection> detections;
   for (ObjectDetection each : crowd.nextFrame()) {
     if ((twists & kComeAndGo) != 0 && (frame / 8 + each.id) % 3 == 0) continue;
     each.objectness = static_cast<float>(random() % 101);
     if ((twists & kScatter) != 0) {
-      each.box = boxAt(crowd.uniform(-1.2F, 1.2F), crowd.uniform(-1, 1), crowd.uniform(0, 0.5F), crowd.uniform(0, 1));
+      each.box = boxAt(dice.between(-1.2F, 1.2F), dice.between(-1, 1), dice.between(0, 0.5F), dice.between(0, 1));
     }
     for (float* edge : {&each.box.left, &each.box.top, &each.box.right, &each.box.bottom}) {
       if ((twists & kLattice) != 0) *edge = std::round(*edge * 8.0F) / 8.0F;
@@ -85,7 +86,7 @@ std::vector<ObjectDetection> nextFrame(Crowd& crowd, unsigned twists, int frame,
     }
     if ((twists & kAppearance) != 0) {
       each.feature.emplace(random() % 8 == 0 ? random() % 2 : 2);
-      for (float& number : *each.feature) number = random() % 6 == 0 ? 0.0F : crowd.uniform(-1, 1);
+      for (float& number : *each.feature) number = random() % 6 == 0 ? 0.0F : dice.between(-1, 1);
       if (random() % 8 == 0) each.feature.reset();
     }
     if ((twists & kLabels) != 0) each.label = std::array{"human", "car", "bus", "cat", ""}[random() % 5];
@@ -124,14 +125,15 @@ std::size_t compare(int selector, const Case& each, std::uint32_t seed) {
   server.setCameraMotionTracker(&camera, 0, Camera::move);
   const auto [tracker, plain] = makeBoth(selector, settings);
   Crowd crowd(each.size, seed);
+  Dice dice(seed);
   std::mt19937 random(seed);
   std::uint64_t now = 0;
   std::size_t revived = 0;
   const bool hasFaults = (each.twists & (kLabels | kTimes)) != 0;
   for (int frame = 1; frame <= each.frames; ++frame) {
-    const auto detections = nextFrame(crowd, each.twists, frame, random);
+    const auto detections = nextFrame(crowd, dice, each.twists, frame, random);
     now = nextTime(now, each.twists, random);
-    camera = {crowd.uniform(-0.1F, 0.1F), crowd.uniform(-0.1F, 0.1F), static_cast<int>(random() % (2 * each.size))};
+    camera = {dice.between(-0.1F, 0.1F), dice.between(-0.1F, 0.1F), static_cast<int>(random() % (2 * each.size))};
     const Camera before = camera;
     const auto take = [&, when = now](ObjectTracker& taker, const std::function<void()>& follow) {
       if (hasFaults) testing::internal::CaptureStderr();

@@ -18,6 +18,8 @@ class Random {
     return least + (most - least) * (static_cast<double>(engine() >> 11U) / kSteps);
   }
 
+  float between(float least, float most) { return static_cast<float>(uniform(least, most)); }
+
   bool chance(double probability) { return uniform(0.0, 1.0) < probability; }
 
   /// Close to a normal distribution: twelve uniform numbers have a variance of 1 together.

@@ -56,19 +56,6 @@ bool reachesInto(const PixelBox& box, PictureSize picture) {
 
 }  // namespace
 
-Appearance normalised(Appearance appearance) {
-  double squares = 0.0;
-  for (const double number : appearance) squares += number * number;
-  for (double& number : appearance) number /= std::sqrt(squares);
-  return appearance;
-}
-
-Appearance randomAppearance(Random& random, int length) {
-  Appearance appearance(static_cast<std::size_t>(length));
-  for (double& number : appearance) number = random.normal();
-  return normalised(std::move(appearance));
-}
-
 PixelBox boxOf(Place place, Build build, PictureSize picture) {
   const double height = picture.height * (0.16 + 0.26 * place.depth) * build.tallness;
   const double width = build.widthPerHeight * height;

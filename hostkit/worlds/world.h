@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hostkit/formats/picture.h"
+#include "hostkit/worlds/appearance.h"
 #include "hostkit/worlds/random.h"
 
 namespace nivra::hostkit {
@@ -37,12 +38,6 @@ constexpr KindTraits traitsOf(Kind kind) {
   constexpr std::array<KindTraits, 3> kTraits = {{{"human", 1}, {"car", 3}, {"truck", 14}}};
   return kTraits[static_cast<std::size_t>(kind)];
 }
-
-/// What somebody or something looks like: a direction, as appearance features are compared by their angle.
-using Appearance = std::vector<double>;
-
-Appearance normalised(Appearance appearance);
-Appearance randomAppearance(Random& random, int length);
 
 /// A place on the plaza: x in picture widths, depth from 0 (far) to 1 (near).
 struct Place {
