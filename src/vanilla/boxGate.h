@@ -33,11 +33,14 @@ class BoxGate {
   /// Whether `reach` holds for a detection of this size. A size of 0 or less, which no offset exceeds, has no reach.
   static bool isInReach(float width, float height) { return width > 0.0F && height > 0.0F; }
 
-  /// Where the centres of accepted detections lie. For positive sizes a gate bounds the offset by the limit times the
-  /// smaller size, and so by the limit times the track's; the rounding of the quotient adds far less than the margin.
+  /// Where the centres of accepted detections lie: for positive sizes a gate bounds the offset by the limit times the
+  /// smaller size, and so by the limit times the track's.
+  ///
+  /// The quotient that passes is rounded once and the product here twice, so the margin must exceed 3 times 2^-24, or
+  /// 1.8e-7. Quotients and products in the denormal range are off by up to 1.5e-45 of a size, which is at most 2.
   Window reach(float widthFactorLimit) const {
     constexpr float kMargin = 1.0001F;
-    constexpr float kLeast = 1e-30F;  // products below this lose digits
+    constexpr float kLeast = 1e-30F;
     const auto [x, y, w, h] = box;
     if (!(isInReach(w, h) && widthFactorLimit >= 0.0F && params.heightFactorGating >= 0.0F)) return kEverywhere;
     const float horizontal = widthFactorLimit * w * kMargin + kLeast;
