@@ -1,6 +1,7 @@
 #include "hostkit/formats/jsonLines.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <limits>
