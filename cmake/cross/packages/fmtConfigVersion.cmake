@@ -1,0 +1,2 @@
+# The headers are those that the other builds of this machine find, and check.
+set(PACKAGE_VERSION_COMPATIBLE TRUE)
