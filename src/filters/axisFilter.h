@@ -8,7 +8,7 @@
 #include "nivra/kalmanParams.h"
 #include "nivra/timeStep.h"
 
-#ifdef __FAST_MATH__
+#if defined(__FAST_MATH__) || __FINITE_MATH_ONLY__
 #error "nivra tells numbers from what is not one, which -ffast-math takes away"
 #endif
 
