@@ -1,18 +1,12 @@
 #pragma once
 
 /// @file
-/// Marks what the shared library exports; everything else stays hidden.
+/// Marks what the shared library exports; everything else stays hidden, and of a static library (NIVRA_STATIC) all.
 
-#if defined(_WIN32) && !defined(NIVRA_STATIC)
-#ifdef NIVRA_BUILDING
-#define NIVRA_EXPORT __declspec(dllexport)
-#else
-#define NIVRA_EXPORT __declspec(dllimport)
-#endif
-#elif defined(__GNUC__)
-#define NIVRA_EXPORT __attribute__((visibility("default")))
-#else
+#ifdef NIVRA_STATIC
 #define NIVRA_EXPORT
+#else
+#define NIVRA_EXPORT __attribute__((visibility("default")))
 #endif
 
 /// Lets GCC and clang check printf-style arguments. Positions count from 1, `this` included.

@@ -1,25 +1,50 @@
 #!/usr/bin/env bash
 # Installs a build into an empty prefix and uses it as a stranger would: the example host through find_package
-# and pkg-config, by the commands of README.md, and through add_subdirectory.
+# and pkg-config, by the commands of README.md. Then embeds the sources in the example host as a static library, and
+# uses that from wherever it may be installed.
 # usage: consumers.sh <source dir> <build dir> <work dir> <C++ compiler> <flags>
 set -euo pipefail
 source_dir=$1 build_dir=$2 work_dir=$3 compiler=$4 flags=$5
 
 rm -rf "$work_dir"
-mkdir -p "$work_dir"
-cmake --install "$build_dir" --prefix "$work_dir/prefix" >/dev/null
-mkdir "$work_dir/examples"
+mkdir -p "$work_dir/examples"
 cp -r "$source_dir/examples/host" "$work_dir/examples/host"
-# A moved prefix still works: nothing in it may name the place where it was installed first.
-mv "$work_dir/prefix" "$work_dir/moved"
-prefix=$work_dir/moved
+cd "$work_dir"
 
-libdir=$(dirname "$(find "$prefix" -name libnivra.so)")
-
-expect_hosts() { # how many
-  [ "$(grep -c "frame 49: identity 0 .*confident" "$work_dir/log")" -eq "$1" ] ||
-    { echo "expected $1 hosts that track, but they printed:"; cat "$work_dir/log"; exit 1; }
+fail() { echo "$*" >&2; exit 1; }
+quietly() { "$@" >"$work_dir/output" 2>&1 || { cat "$work_dir/output"; fail "failed: $*"; }; }
+expect() { # what is compared, expected, actual
+  [ "$2" = "$3" ] || fail "$1: expected"$'\n'"$2"$'\n'"but there is"$'\n'"$3"
 }
+expect_hosts() { # how many
+  [ "$(grep -c "frame 49: identity 0 .*confident" log)" -eq "$1" ] ||
+    { cat log; fail "expected $1 hosts that track, but they printed this"; }
+}
+files_in() { (cd "$1" && find . ! -type d | sed 's|^\./||' | sort); } # folders
+
+echo "components"
+for component in runtime development tool; do
+  quietly cmake --install "$build_dir" --prefix "$work_dir/$component" --component "$component"
+  mkdir -p "$component"
+done
+quietly cmake --install "$build_dir" --prefix "$work_dir/whole"
+expect "the components together" "$(files_in whole)" "$(for c in runtime development tool; do files_in "$c"; done | sort)"
+expect "runtime" "share/doc/nivra/LICENSE" "$(files_in runtime | grep -v '/libnivra\.so\.[0-9.]*$')"
+if [ -e tool/bin/nivra ]; then
+  expect "tool" "bin/nivra
+share/bash-completion/completions/nivra
+share/fish/vendor_completions.d/nivra.fish
+share/man/man1/nivra.1
+share/zsh/site-functions/_nivra" "$(files_in tool)"
+  cp -a runtime/. tool
+  quietly tool/bin/nivra params
+fi
+# A moved prefix still works: nothing in it may name the place where it was installed first.
+mkdir moved
+mv development runtime moved
+cp -a moved/runtime/. moved/development
+prefix=$work_dir/moved/development
+libdir=$(dirname "$(find "$prefix" -name 'libnivra.so' -o -name 'libnivra.a')")
 
 echo "README.md"
 # The blocks about an installed library, as they stand there but for the prefix and this build's compiler and flags.
@@ -30,35 +55,97 @@ run_blocks() (
   g++() { command "$compiler" $flags "$@"; }
   export -f g++
   export compiler flags CXX=$compiler CXXFLAGS=$flags
-  cd "$work_dir"
   mkdir build
   bash -ec "$blocks"
 )
-run_blocks >"$work_dir/log" 2>&1 || { cat "$work_dir/log"; exit 1; }
+run_blocks >log 2>&1 || { cat log; exit 1; }
 expect_hosts 3
 
-export PKG_CONFIG_PATH=$libdir/pkgconfig
 if [ "$(uname -m)" = x86_64 ] && grep -qw avx2 /proc/cpuinfo && [[ $flags != *thread* ]]; then
   echo "a host with wider vectors"
   # shellcheck disable=SC2046
   "$compiler" -std=c++17 -O2 -mavx2 -mfma -fsanitize=address,undefined -fno-sanitize-recover=all \
-    "$source_dir/tests/packaging/wideVectors.cpp" $(pkg-config --cflags --libs nivra) -o "$work_dir/wide-vectors"
-  LD_LIBRARY_PATH=$libdir "$work_dir/wide-vectors"
+    "$source_dir/tests/packaging/wideVectors.cpp" \
+    $(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs nivra) -o wide-vectors
+  LD_LIBRARY_PATH=$libdir ./wide-vectors
 fi
+
+if [ -e "$libdir/libnivra.so" ]; then
+  echo "symbols"
+  [ "$(readelf -d "$libdir/libnivra.so" | grep -c 'SONAME.*libnivra\.so\.[0-9]')" -eq 1 ] ||
+    fail "libnivra.so has no versioned SONAME"
+  ! nm -DC --defined-only "$libdir/libnivra.so" | grep -E ' nivra::(reportFault|clampedToPicture)' ||
+    fail "libnivra.so exports internals"
+fi
+
+echo "arithmetic that is no IEEE arithmetic"
+for option in -ffast-math -Ofast -ffinite-math-only; do
+  ! "$compiler" -std=c++17 -fsyntax-only "$option" -I "$source_dir/include" -I "$source_dir/src" -x c++ \
+    "$source_dir/src/filters/axisFilter.h" 2>output || fail "$option is not refused"
+  grep -q "nivra tells numbers" output || { cat output; fail "$option is refused for another reason"; }
+done
 
 echo "add_subdirectory"
-cmake -S "$work_dir/examples/host" -B "$work_dir/embedded" -D NIVRA_SOURCE_DIR="$source_dir" \
-  -D CMAKE_CXX_COMPILER="$compiler" -D CMAKE_CXX_FLAGS="$flags" >/dev/null
-cmake --build "$work_dir/embedded" >/dev/null
-"$work_dir/embedded/host" >"$work_dir/log"
+configure() { # build folder, then what CMake is to know
+  quietly cmake -S examples/host -B "$1" -D CMAKE_CXX_COMPILER="$compiler" -D CMAKE_CXX_FLAGS="$flags" "${@:2}"
+}
+embed() { configure embedded -D NIVRA_SOURCE_DIR="$source_dir" "$@"; }
+while read -r of_host of_library; do
+  embed -D CMAKE_EXPORT_COMPILE_COMMANDS=ON -D CMAKE_CXX_STANDARD="$of_host"
+  expect "the standard in a host of C++$of_host" "std=c++$of_library" \
+    "$(grep '/src/core/' embedded/compile_commands.json | grep -o 'std=[^ ]*' | sort -u)"
+done <<<"14 17
+20 20"
+quietly cmake --install embedded --prefix "$work_dir/embedded-install"
+[ ! -e embedded-install ] || fail "a host that embeds nivra installs it unasked: $(files_in embedded-install)"
+# Unoptimised, but by the rules of the build type that people install.
+embed -U CMAKE_CXX_STANDARD -D BUILD_SHARED_LIBS=OFF -D NIVRA_INSTALL=ON \
+  -D CMAKE_BUILD_TYPE=Release -D CMAKE_CXX_FLAGS_RELEASE=-O0
+quietly cmake --build embedded
+embedded/host >log
 expect_hosts 1
 
-echo "symbols"
-if [ "$(readelf -d "$libdir/libnivra.so" | grep -c 'SONAME.*libnivra\.so\.[0-9]')" -ne 1 ]; then
-  echo "libnivra.so has no versioned SONAME"
-  exit 1
-fi
-if nm -DC --defined-only "$libdir/libnivra.so" | grep -E ' nivra::(reportFault|clampedToPicture)'; then
-  echo "libnivra.so exports internals"
-  exit 1
+# Installs it there, and builds hosts through pkg-config and find_package.
+used_from() { # name, DESTDIR, prefix, the prefix that hosts are told, then what else CMake is to know
+  echo "static, $1"
+  embed -U 'CMAKE_INSTALL_*DIR' -D CMAKE_INSTALL_PREFIX="$3" "${@:5}"
+  DESTDIR=$2 quietly cmake --install embedded --component development
+  [ -e "$4" ] || mv "$2$3" "$4"
+  PKG_CONFIG_SYSROOT_DIR=$2 PKG_CONFIG_PATH=$(dirname "$(find "$4" -name nivra.pc)")
+  export PKG_CONFIG_SYSROOT_DIR PKG_CONFIG_PATH
+  # shellcheck disable=SC2046,SC2086
+  quietly "$compiler" -std=c++17 $flags examples/host/main.cpp $(pkg-config --cflags --libs nivra) -o host
+  configure found -U nivra_DIR -D CMAKE_PREFIX_PATH="$4"
+  quietly cmake --build found --clean-first
+  { ./host; found/host; } >log
+  expect_hosts 2
+}
+multiarch=lib/$(sed -n 's/^ *set(CMAKE_LIBRARY_ARCHITECTURE "\(.*\)")/\1/p' embedded/CMakeFiles/*/CMakeCXXCompiler.cmake)
+
+used_from "directories of their own" "" "$work_dir/own" "$work_dir/libraries" \
+  -D CMAKE_INSTALL_LIBDIR="$work_dir/libraries/lib" -D CMAKE_INSTALL_INCLUDEDIR="$work_dir/headers"
+
+mkdir -p system/usr/include
+ln -s /usr/include/eigen3 system/usr/include  # pkg-config looks for all of it in there
+used_from "/usr of a system elsewhere" "$work_dir/system" /usr "$work_dir/system/usr" -D CMAKE_INSTALL_LIBDIR="$multiarch"
+expect "where compilers look in a system of its own" "-lnivra" \
+  "$(PKG_CONFIG_SYSROOT_DIR='' pkg-config --libs nivra | sed 's/ *$//')"
+
+used_from "a moved prefix with multiarch" "" "$work_dir/first" "$work_dir/second" -D CMAKE_INSTALL_LIBDIR="$multiarch"
+# shellcheck disable=SC2046,SC2086
+quietly "$compiler" -std=c++17 $flags -shared -fPIC -fvisibility=hidden examples/host/main.cpp \
+  $(pkg-config --cflags --libs nivra) -o plugin.so
+! nm -DC --defined-only plugin.so | grep -E ' [A-Z] ((vtable|typeinfo|typeinfo name) for )?nivra::' ||
+  fail "a shared host exports nivra"
+
+other_compilers=(clang++ clang)
+[[ $compiler != *clang* ]] || other_compilers=(g++ gcc)
+if [[ $flags != *fsanitize* ]] && command -v "${other_compilers[0]}" >/dev/null; then
+  echo "static, for another C++ compiler and a C compiler that links"
+  # shellcheck disable=SC2046
+  quietly "${other_compilers[0]}" -std=c++17 -c examples/host/main.cpp $(pkg-config --cflags nivra) -o host.o
+  # shellcheck disable=SC2046
+  quietly "${other_compilers[1]}" host.o $(pkg-config --static --libs nivra) -o host
+  ./host >log
+  expect_hosts 1
 fi
