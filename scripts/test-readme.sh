@@ -27,8 +27,12 @@ debootstrap --variant=minbase --include=git "$suite" "$bare" "$mirror" >"$scratc
   { tail "$scratch/log" >&2; exit 1; }
 git clone --quiet --depth 1 "file://$root" "$bare/nivra"
 
-# What is mounted inside goes with the process.
-inside() { unshare --mount -- bash -c 'mount -t proc proc "$0/proc" && exec chroot "$@"' "$bare" "$@"; }
+# What is mounted inside goes with the process. Of this machine's environment, only the way to the network holds there.
+environment=(HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin)
+for name in http_proxy https_proxy no_proxy; do environment+=("$name=${!name:-}"); done
+inside() {
+  unshare --mount -- env -i "${environment[@]}" bash -c 'mount -t proc proc "$0/proc" && exec chroot "$@"' "$bare" "$@"
+}
 
 echo "== What to install is told where nobody may"
 if inside --userspec=nobody "$bare" /nivra/scripts/install-dependencies.sh build 2>"$scratch/log" ||
