@@ -4,6 +4,7 @@
 usage: documents.py TOOL ROOT [unittest's options]
 """
 import collections
+import contextlib
 import copy
 import json
 import os
@@ -184,7 +185,13 @@ class Documents(unittest.TestCase):
             reader, terminal = pty.openpty()
             subprocess.run([TOOL, "trakc"], stderr=terminal, env={**os.environ, "TERM": "xterm", **changes}, check=False)
             os.close(terminal)
-            return os.read(reader, 4096).decode()
+            # It comes in pieces; once nobody has the terminal open, reading on is an error.
+            text = b""
+            with contextlib.suppress(OSError):
+                while piece := os.read(reader, 4096):
+                    text += piece
+            os.close(reader)
+            return text.decode()
 
         self.assertTrue(error_on_terminal(NO_COLOR="").startswith("\x1b[1;31merror:\x1b[m there is no command trakc"))
         self.assertTrue(error_on_terminal(NO_COLOR="1").startswith("error: there is no command trakc"))
