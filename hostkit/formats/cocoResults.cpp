@@ -227,6 +227,6 @@ std::unique_ptr<Reader> openResults(const std::string& path, const ReadSettings&
 
 }  // namespace
 
-const Format kCocoResults = {"coco", {}, looksLikeCoco, openResults, nullptr, nullptr};
+const Format kCocoResults = {"coco", "COCO", looksLikeCoco, openResults};
 
 }  // namespace nivra::hostkit

@@ -259,6 +259,6 @@ std::unique_ptr<Reader> openCsv(const std::string& path, const ReadSettings& set
 
 }  // namespace
 
-const Format kCsv = {"csv", {}, beginsWithNames, openCsv, nullptr, nullptr};
+const Format kCsv = {"csv", "CSV", beginsWithNames, openCsv};
 
 }  // namespace nivra::hostkit

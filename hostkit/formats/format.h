@@ -90,15 +90,25 @@ class DetectionWriter {
 
 /// A file format; each lives in a file of its own, and formats.cpp lists them.
 struct Format {
-  const char* name;  // as --from and --to take it
-  std::vector<std::string_view> extensions;
+  const char* name;   // as --from and --to take it
+  const char* title;  // as sentences call it
   bool (*recognises)(std::string_view beginning);
   std::unique_ptr<Reader> (*read)(const std::string& path, const ReadSettings& settings);
-  std::unique_ptr<TrackWriter> (*writeTracks)(const WriteSettings& settings);  // null if it holds no tracks
-  std::unique_ptr<DetectionWriter> (*writeDetections)(const Target& target, const WriteSettings& settings);  // likewise
-  bool holdsOneCamera = false;  // a file that it writes
-  std::string_view frameExtension =
-      {};  // of the files in a folder that has one for each frame; empty if there are none
+  std::unique_ptr<TrackWriter> (*writeTracks)(const WriteSettings& settings) = nullptr;  // null if it holds no tracks
+  std::unique_ptr<DetectionWriter> (*writeDetections)(const Target& target, const WriteSettings& settings) = nullptr;
+
+  // Files.
+  std::vector<std::string_view> extensions = {};  // of those that are of this format if nothing else tells
+  std::string_view outputExtension = {};          // of those that it writes
+  std::string_view frameExtension = {};  // of those in a folder that has one for each frame; empty if there are none
+  bool readsAsItComes = false;           // line by line, so that it is what pipes hold
+  bool writesFolders = false;            // detections, instead of a file
+
+  // What there is a place for in what it writes.
+  bool holdsOneCamera = false;  // in a file of tracks, and no other
+  bool holdsNotices = false;    // beside the tracks, such as labels that are not tracked
+  bool holdsLabels = false;     // of detections
+  bool holdsMotion = false;     // of the camera, among detections
 };
 
 }  // namespace nivra::hostkit

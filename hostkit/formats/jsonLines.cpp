@@ -280,7 +280,7 @@ class JsonLinesReader final : public Reader {
   std::string hint() const {
     if (!isFirst || !lines.line()) return "";
     const Format* const other = formatLooking(*lines.line());
-    if (other == nullptr || other == &kJsonLines) return "";
+    if (other == nullptr || other->readsAsItComes) return "";
     return fmt::format("; --from {} reads what looks like this", other->name);
   }
 
@@ -416,7 +416,15 @@ std::unique_ptr<Reader> readJsonLines(const std::string& path, const ReadSetting
 
 }  // namespace
 
-const Format kJsonLines = {
-    "jsonl", {".jsonl", ".ndjson", ".json"}, beginsWithObject, readJsonLines, writeJsonTracks, writeJsonDetections};
+const Format kJsonLines = [] {
+  Format format{"jsonl", "JSON Lines", beginsWithObject, readJsonLines, writeJsonTracks, writeJsonDetections};
+  format.extensions = {".jsonl", ".ndjson", ".json"};
+  format.outputExtension = ".jsonl";
+  format.readsAsItComes = true;
+  format.holdsNotices = true;
+  format.holdsLabels = true;
+  format.holdsMotion = true;
+  return format;
+}();
 
 }  // namespace nivra::hostkit

@@ -76,6 +76,10 @@ std::unique_ptr<Reader> openKitti(const std::string& path, const ReadSettings& s
 
 }  // namespace
 
-const Format kKitti = {"kitti", {}, looksLikeKitti, openKitti, nullptr, nullptr, false, ".txt"};
+const Format kKitti = [] {
+  Format format{"kitti", "KITTI", looksLikeKitti, openKitti};
+  format.frameExtension = ".txt";
+  return format;
+}();
 
 }  // namespace nivra::hostkit

@@ -157,7 +157,13 @@ Sequence readMotChallenge(const std::string& input, const ReadSettings& settings
   return sequence;
 }
 
-const Format kMotChallenge = {
-    "motchallenge", {".txt", ".csv"}, beginsWithColumns, openMotChallenge, writeTracks, writeFolder, true};
+const Format kMotChallenge = [] {
+  Format format{"motchallenge", "MOTChallenge", beginsWithColumns, openMotChallenge, writeTracks, writeFolder};
+  format.extensions = {".txt", ".csv"};
+  format.outputExtension = ".txt";
+  format.writesFolders = true;
+  format.holdsOneCamera = true;
+  return format;
+}();
 
 }  // namespace nivra::hostkit

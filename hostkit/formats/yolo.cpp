@@ -89,6 +89,10 @@ std::unique_ptr<Reader> openYolo(const std::string& path, const ReadSettings& se
 
 }  // namespace
 
-const Format kYolo = {"yolo", {}, beginsWithFractions, openYolo, nullptr, nullptr, false, ".txt"};
+const Format kYolo = [] {
+  Format format{"yolo", "YOLO", beginsWithFractions, openYolo};
+  format.frameExtension = ".txt";
+  return format;
+}();
 
 }  // namespace nivra::hostkit

@@ -272,7 +272,7 @@ std::vector<std::string> filesFor(const std::vector<TrackInput>& inputs, const F
       changed = true;
     }
   }
-  const std::string_view extension = format.extensions.front();
+  const std::string_view extension = format.outputExtension;
   std::set<std::string> taken;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!taken.insert(names[i]).second) {
@@ -314,7 +314,7 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   }
   if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
-  if (format.holdsOneCamera && !summary.untracked.empty()) {  // which has no place to name them
+  if (!format.holdsNotices && !summary.untracked.empty()) {
     err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
   }
   if (!complaints.empty()) throw FileError(fmt::format("{}", fmt::join(complaints, "; ")));

@@ -8,7 +8,6 @@
 #include "hostkit/errors.h"
 #include "hostkit/files/output.h"
 #include "hostkit/formats/frameTimes.h"
-#include "hostkit/formats/motChallenge.h"
 #include "hostkit/formats/motChallengeFolder.h"
 #include "hostkit/worlds/detector.h"
 
@@ -22,12 +21,12 @@ std::string truthLine(int frame, const Figure& figure) {
 }
 
 /// So that nobody waits for a world that its format then refuses.
-void requireMotChallengeToHold(const SimulationOptions& options) {
-  const auto refuse = [](const char* option, const char* what) {
-    throw UsageError(fmt::format("{}: MOTChallenge files have no {}; --to jsonl writes JSON Lines", option, what));
+void requirePlace(const SimulationOptions& options, const Format& format) {
+  const auto refuse = [&](const char* option, const char* what) {
+    throw UsageError(fmt::format("{}: {} files have no {}; --to jsonl writes JSON Lines", option, format.title, what));
   };
-  if (options.vehicles > 0) refuse("--vehicles", "labels to tell them from people");
-  if (options.pan > 0.0) refuse("--pan", "place for camera motion");
+  if (options.vehicles > 0 && !format.holdsLabels) refuse("--vehicles", "labels to tell them from people");
+  if (options.pan > 0.0 && !format.holdsMotion) refuse("--pan", "place for camera motion");
 }
 
 void writeRecords(Simulation& simulation, DetectionWriter& detections, Output& truth) {
@@ -82,12 +81,12 @@ void Simulation::seeFrame(Record& record) {
 }
 
 void simulate(const SimulationOptions& options, const Target& folder, const Format& format) {
-  if (&format == &kMotChallenge) requireMotChallengeToHold(options);
+  requirePlace(options, format);
   if (folder.path.empty()) throw UsageError("-o: a sequence is a folder of files, which the standard output can't be");
   const auto truth = openInside(folder, "gt/gt.txt");
   Target target = folder;
   target.folders = NewFile::Folders::areMade;
-  if (&format != &kMotChallenge) target.path += fmt::format("/detections{}", format.extensions.front());
+  if (!format.writesFolders) target.path += fmt::format("/detections{}", format.outputExtension);
   const auto detections = format.writeDetections(target, {options.frameRate, 0});
 
   Simulation simulation(options);
