@@ -24,7 +24,7 @@ _nivra() {
   options+=' --help'
   case $before in
     -o | --output | --params) options='' files=yes ;;
-    --from) options='' values='jsonl motchallenge coco yolo kitti csv' files='' ;;
+    --from) options='' values='jsonl motchallenge coco yolo kitti csv results' files='' ;;
     --to) options='' values='jsonl motchallenge' files='' ;;
     --scores) options='' values='fraction percent auto' files='' ;;
     --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;

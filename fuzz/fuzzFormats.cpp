@@ -1,6 +1,6 @@
 // Arbitrary files of the formats with numbered frames: frames that hold together, or the readers' own errors.
 //
-// The first byte chooses the format, or that it is recognised; the rest is the file.
+// The lower bits of the first byte choose the format and whether the frame rate is known; the rest is the file.
 
 #include <algorithm>
 #include <array>
@@ -13,6 +13,7 @@
 #include "hostkit/formats/cocoResults.h"
 #include "hostkit/formats/csv.h"
 #include "hostkit/formats/formats.h"
+#include "hostkit/formats/frameResults.h"
 #include "hostkit/formats/kitti.h"
 #include "hostkit/formats/yolo.h"
 #include "support.h"
@@ -46,8 +47,8 @@ void readAll(hostkit::Reader& reader) {
 
 void run(std::string_view text) {
   static const TemporaryFolder folder;
-  constexpr std::array<const hostkit::Format*, 4> all = {&hostkit::kCocoResults, &hostkit::kYolo, &hostkit::kKitti,
-                                                         &hostkit::kCsv};
+  constexpr std::array<const hostkit::Format*, 5> all = {&hostkit::kCocoResults, &hostkit::kYolo, &hostkit::kKitti,
+                                                         &hostkit::kCsv, &hostkit::kFrameResults};
   const auto mode = static_cast<unsigned char>(text.empty() ? 0 : text.front());
   text.remove_prefix(std::min<std::size_t>(1, text.size()));
   const std::filesystem::path file = folder / "v_1.txt";
@@ -58,7 +59,7 @@ void run(std::string_view text) {
   try {
     if (const hostkit::Format* const found = hostkit::formatLooking(text))
       require(*found->name != '\0', "it has a name");
-    readAll(*all[mode % all.size()]->read(file.string(), settings));
+    readAll(*all[(mode & 7U) % all.size()]->read(file.string(), settings));
   } catch (const hostkit::FileError& error) {
     require(*error.what() != '\0', "an error says what is wrong");
   } catch (const hostkit::UsageError&) {

@@ -84,19 +84,6 @@ constexpr std::array<JsonField<Category>, 2> kCategoryFields = {{
      [](dom::element value, const JsonPlace& place, Category& category) { category.name = stringOf(value, place); }},
 }};
 
-/// Reads an array of objects, each of which `take` gets with its place.
-template <class Element, std::size_t count, class Take>
-void readEach(dom::element list, const JsonPlace& place, const std::array<JsonField<Element>, count>& fields,
-              Take take) {
-  std::size_t index = 0;
-  for (const dom::element each : arrayOf(list, place)) {
-    const JsonPlace here(place, index++);
-    Element element;
-    readFields(objectOf(each, here), here, fields, element);
-    take(std::move(element), here);
-  }
-}
-
 void readResults(dom::element list, const JsonPlace& place, Dataset& dataset) {
   readEach(list, place, kResultFields, [&](Result result, const JsonPlace& here) {
     if (!result.image) refuse(JsonPlace(here, "image_id"), "missing");
@@ -126,24 +113,15 @@ constexpr std::array<JsonField<Dataset>, 4> kDatasetFields = {{
 }};
 
 Dataset readDataset(const std::string& path) {
-  const simdjson::padded_string text(readFile(path));
-  dom::parser parser;
-  dom::element whole;
-  const auto fault = parser.parse(text).get(whole);
-  if (fault != simdjson::SUCCESS) {
-    throw FileError(fmt::format("{}, read as coco: {}", shownName(path), explainBadJson(text, fault)));
-  }
   Dataset dataset;
-  try {
+  readJsonFile(path, kCocoResults.name, [&](dom::element whole) {
     const JsonPlace outermost;
     if (whole.is_object()) {
       readFields(objectOf(whole, outermost), outermost, kDatasetFields, dataset);
     } else {
       readResults(whole, outermost, dataset);
     }
-  } catch (const JsonFault& found) {
-    failAt(shownName(path), 0, found.field, found.message);
-  }
+  });
   return dataset;
 }
 

@@ -12,6 +12,7 @@
 #include "hostkit/formats/cocoResults.h"
 #include "hostkit/formats/csv.h"
 #include "hostkit/formats/frameFiles.h"
+#include "hostkit/formats/frameResults.h"
 #include "hostkit/formats/jsonLines.h"
 #include "hostkit/formats/kitti.h"
 #include "hostkit/formats/motChallenge.h"
@@ -37,7 +38,8 @@ const Format& formatOfFolder(const std::string& path) {
 }  // namespace
 
 const std::vector<const Format*>& formats() {
-  static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults, &kYolo, &kKitti, &kCsv};
+  static const std::vector<const Format*> all = {&kJsonLines, &kMotChallenge, &kCocoResults, &kYolo,
+                                                 &kKitti,     &kCsv,          &kFrameResults};
   return all;
 }
 

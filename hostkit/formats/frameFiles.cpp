@@ -121,7 +121,7 @@ std::string beginningOfFrames(const fs::path& folder, std::string_view extension
   try {
     for (const FrameFile& each : frameFilesOf(folder, extension)) {
       std::string beginning = readFile(each.path, most);
-      if (beginning.find_first_not_of(" \t\r\n") != std::string::npos) return beginning;
+      if (beginning.find_first_not_of(" \t\r\n[]") != std::string::npos) return beginning;
     }
   } catch (const FileError&) {  // then it is no such folder
   }

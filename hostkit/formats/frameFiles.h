@@ -25,7 +25,7 @@ std::vector<int> frameNumbersOf(const std::vector<std::string>& names);
 /// @throws FileError when the folder cannot be read or holds none.
 std::vector<FrameFile> frameFilesOf(const std::filesystem::path& input, std::string_view extension);
 
-/// The beginning of the first file of a folder that isn't empty; empty if there is none.
+/// The beginning of the first file of a folder that isn't empty, nor an array that is; empty if there is none.
 std::string beginningOfFrames(const std::filesystem::path& folder, std::string_view extension, std::size_t most);
 
 }  // namespace nivra::hostkit

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "hostkit/errors.h"
+#include "hostkit/files/byteSource.h"
+#include "hostkit/files/textFile.h"
+
 namespace nivra::hostkit {
 
 namespace {
@@ -83,6 +87,21 @@ std::string explainBadJson(std::string_view text, simdjson::error_code fault) {
   const std::string_view word = isOfValue ? strangeWord(text) : std::string_view();
   if (!word.empty()) return fmt::format("no valid JSON: {} is neither a number nor any other value", quoted(word));
   return fmt::format("no valid JSON: {}", simdjson::error_message(fault));
+}
+
+void readJsonFile(const std::string& path, const char* format, const std::function<void(dom::element whole)>& read) {
+  const simdjson::padded_string text(readFile(path));
+  dom::parser parser;
+  dom::element whole;
+  const auto fault = parser.parse(text).get(whole);
+  if (fault != simdjson::SUCCESS) {
+    throw FileError(fmt::format("{}, read as {}: {}", shownName(path), format, explainBadJson(text, fault)));
+  }
+  try {
+    read(whole);
+  } catch (const JsonFault& found) {
+    failAt(shownName(path), 0, found.field, found.message);
+  }
 }
 
 bool beginsWith(char mark, std::string_view text) {

@@ -5,10 +5,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "hostkit/text/numbers.h"
@@ -46,6 +48,11 @@ struct JsonFault {
 
 /// Why a text could not be parsed; what other languages take for numbers and the like is called by its name.
 std::string explainBadJson(std::string_view text, simdjson::error_code fault);
+
+/// Hands out what a file holds that is one value of JSON.
+/// @param format What it is read as, for complaints.
+/// @throws FileError when it cannot be read or is none, and naming the place of a JsonFault that `read` stops with.
+void readJsonFile(const std::string& path, const char* format, const std::function<void(dom::element whole)>& read);
 
 /// Whether that is the first character which counts in JSON.
 bool beginsWith(char mark, std::string_view text);
@@ -129,6 +136,19 @@ template <class Target, std::size_t count>
 bool readFields(dom::object object, const JsonPlace& place, const std::array<JsonField<Target>, count>& fields,
                 Target& target) {
   return readFields(object, place, fields, target, [](std::string_view) {});
+}
+
+/// Reads an array of objects, each of which `take` gets with its place.
+template <class Element, std::size_t count, class Take>
+void readEach(dom::element list, const JsonPlace& place, const std::array<JsonField<Element>, count>& fields,
+              Take take) {
+  std::size_t index = 0;
+  for (const dom::element each : arrayOf(list, place)) {
+    const JsonPlace here(place, index++);
+    Element element;
+    readFields(objectOf(each, here), here, fields, element);
+    take(std::move(element), here);
+  }
 }
 
 }  // namespace nivra::hostkit

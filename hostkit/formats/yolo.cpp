@@ -77,8 +77,8 @@ bool beginsWithFractions(std::string_view beginning) {
   Columns columns(unnamed, 0, line, Columns::kBlanks);
   std::size_t count = 0;
   for (; !columns.done(); ++count) {
-    const auto number = parseNumber(columns.nextText({}), kCoordinates);
-    if (!number || (count > 0 && count < kFewestColumns && (*number < -1.0 || *number > 2.0))) return false;
+    const bool isOfBox = count > 0 && count < kFewestColumns;
+    if (!parseNumber(columns.nextText({}), isOfBox ? kFractions : kCoordinates)) return false;
   }
   return count >= kFewestColumns && count <= kFewestColumns + 2;
 }

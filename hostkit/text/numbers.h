@@ -24,6 +24,8 @@ constexpr Range<int> kFrameCounts = {1, kMostFrames};
 /// Coordinates far beyond any picture, whose squares are still finite in the library's single precision.
 constexpr Range<double> kCoordinates = {-1e9, 1e9};
 constexpr Range<double> kSizes = {0.0, kCoordinates.most};
+/// Coordinates as fractions of a picture, beyond whose border boxes may reach; there is no box so small in pixels.
+constexpr Range<double> kFractions = {-1.0, 2.0};
 constexpr Range<int> kPictureSides = {1, 1'000'000};
 /// Timestamps stay distinct at the upper end, and below 2^63 nanoseconds for all frames at the lower one.
 constexpr Range<double> kFrameRates = {0.01, 1e6};

@@ -234,7 +234,7 @@ class Documents(unittest.TestCase):
         for option in "--from", "--to", "--tracker":
             with self.subTest(option=option):
                 said = re.search(rf"^  {option} .*", helped("track"), re.M)[0]
-                known = set(re.findall(r"jsonl|motchallenge|coco|yolo|kitti|csv|vanilla|reid|hybrid|lowfps", said))
+                known = set(re.findall(r"jsonl|motchallenge|coco|yolo|kitti|csv|results|vanilla|reid|hybrid|lowfps", said))
                 self.assertEqual(known, completed("track", option, ""))
                 self.assertEqual(known, completed("track", option, "=", ""))
 

@@ -94,6 +94,24 @@ TEST_F(Formats, AreReadAsDetectorsWriteThem) {
       {{{"t.csv", "frame_id\tcx\tcy\tw\th\tconf\tname\n1\t30\t45\t20\t30\t80\tcar\n"}},
        "t.csv",
        "1: 20,30,40,60 car 80; "},
+      // Results of each frame
+      {{{"f_8.json", "[]"},
+        {"f_9.json",
+         R"([{"name": "car", "class": 2, "confidence": 0.5, "box": {"x1": 20, "y1": 30, "x2": 40, "y2": 60}, "track_id": 7},
+             {"class": 3, "box": {"x2": 200.5, "y2": 60, "x1": 20, "y1": 30}, "name": null}])"},
+        {"f_11.json", " [ ]\n"}},
+       "",
+       "9: 20,30,40,60 car 50; 9: 20,30,200.5,60 bus 100; ",
+       {"--fps", "10", "--category", "3=bus"}},
+      {{{"r.json",
+         R"([[], [{"class": 2, "name": "car", "confidence": 0.5, "box": {"x1": 0.1, "y1": 0.3, "x2": 0.2, "y2": 0.6}}],
+             [{"confidence": 1, "box": {"x1": -0.1, "y1": 0.3, "x2": 1.2, "y2": 0.6}}], []])"}},
+       "r.json",
+       "2: 20,30,40,60 van 50; 3: -20,30,240,60 human 100; ",
+       {"--fps", "10", "--category", "2=van"}},
+      {{{"r.json", R"([{"name": "a", "box": {"x1": 0, "y1": 0, "x2": 1, "y2": 2.5}}])"}},
+       "r.json",
+       "1: 0,0,1,2.5 a 100; "},
   };
   for (const Case& each : cases) {
     Arguments options = each.options;
@@ -103,6 +121,15 @@ TEST_F(Formats, AreReadAsDetectorsWriteThem) {
     const Outcome outcome = converted(each.files, each.input, options);
     EXPECT_EQ(shown(outcome.out), each.expected) << outcome.err;
   }
+}
+
+TEST_F(Formats, CountFramesWithoutDetections) {
+  const std::pair<std::string, std::size_t> cases[] = {{"[[],[],[]]", 3U}, {"[[], [], []]\n", 3U}, {"[]", 0U}};
+  for (const auto& [text, count] : cases) {
+    const Outcome outcome = converted({{"r.json", text}}, "r.json", kFps);
+    EXPECT_EQ(splitAt('\n', outcome.out).size(), count) << outcome.err;
+  }
+  EXPECT_EQ(converted({{"r.json", "[]"}}, "r.json", kFps + Arguments{"--from", "results"}).err, "");
 }
 
 TEST_F(Formats, TellTheirTimes) {
@@ -135,6 +162,13 @@ TEST_F(Formats, NameWhatIsWrong) {
        "expected 4 numbers, found 3 (IN, instances[0].bbox)"},
       {"c.json", R"({"images":[{"id":2}],"instances":[{"image_id":1,"category_id":1,"bbox":[1,2,3,4]}]})",
        "none has the id \"1\" (IN, images)"},
+      {"r.json", R"([[],[{"box":{"x1":1,"y1":2,"x2":3,"y2":4}},{"box":{"x1":1,"y1":2,"x2":3}}]])",
+       "missing (IN, [1][1].box.y2)"},
+      {"r.json", R"([{"box":{"x1":1,"y1":2,"x2":0.5,"y2":4}}])", "x2 is left of x1 (IN, [0].box)"},
+      {"r.json", R"([{"box":{"x1":1,"y1":2,"x2":3,"y2":4,"x3":5,"y3":6}}])", "rotated boxes (IN, [0].box.x3)"},
+      {"r.json", R"([[{"box":{"x1":1,"y1":2,"x2":3,"y2":4}}],{"box":1}])", "an array, found an object (IN, [1])"},
+      {"r.json", R"([[{"name":"a"}]])", "missing (IN, [0][0].box)"},
+      {"r.json", R"([[{"box":{"x1":1}])", "IN, read as results: no valid JSON"},
       {"c.csv", "frame,x,y,w\n1,2,3,4\n", "no column for height (IN:1)"},
       {"c.csv", "frame,x,y,w,h\n\n1,2,3,4\n", "missing column (IN:3, h)"},
       {"c.csv", "frame,x,y,w,h,label\n1,2,3,4,5,\"a\n", "no closing quote in the line (IN:2, column 6)"},
@@ -143,7 +177,7 @@ TEST_F(Formats, NameWhatIsWrong) {
   for (const Case& each : cases) {
     const Outcome outcome = converted({{each.file, each.text}}, each.file, each.options);
     std::string expected = each.message;
-    const auto place = expected.find("(IN") + 1;
+    const auto place = expected.find("IN");
     expected.replace(place, 2, path("in/" + each.file));
     EXPECT_NE(outcome.err.find(expected), std::string::npos) << outcome.err;
     EXPECT_EQ(outcome.code, 1);

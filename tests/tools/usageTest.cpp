@@ -25,7 +25,7 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
       {{"track", kPlaza, "--param", "vanilla.scoreabsorbtion=1"}, "; did you mean scoreAbsorption?"},
       {{"track", kPlaza, "--fps", "30000/0"}, "--fps 30000/0: expected a number from 0.01 to 1000000, or a quotient"},
       {{"track", ""}, "INPUT"},
-      {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge, coco, yolo, kitti or csv"},
+      {{"track", kPlaza, "--from", "avi"}, "--from avi: expected jsonl, motchallenge, coco, yolo, kitti, csv or results"},
       {{"track", kPlaza, "--to", "coco"}, "coco files hold no tracks"},
       {{"track", kPlaza, kPlaza}, "-o takes a folder for them, which exists or ends in a slash"},
       {{"track", kPlaza, kPlaza, "-o", "unused/"}, "the tracks of two inputs would be called plaza.txt"},

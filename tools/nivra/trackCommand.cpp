@@ -24,7 +24,10 @@ constexpr char kHelp[] = R"(What goes in
   yolo, kitti   A folder with a text file for each frame, or one file of KITTI's
                 tracking; with --picture and --fps.
   csv           A table with a line of column names; with --picture and, without
-                times, --fps. docs/formats.md tells more of these.
+                times, --fps.
+  results       A JSON array of objects with name, class, confidence and box for
+                each frame, in a file each or in an array of them; with --picture
+                and --fps. docs/formats.md tells more of these.
   Each input is tracked by itself. Files may be packed by gzip.
 
 What comes out
