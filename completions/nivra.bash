@@ -25,7 +25,10 @@ _nivra() {
   case $before in
     -o | --output | --params) options='' files=yes ;;
     --from) options='' values='jsonl motchallenge coco yolo kitti csv results' files='' ;;
-    --to) options='' values='jsonl motchallenge' files='' ;;
+    --to)
+      options='' values='jsonl motchallenge' files=''
+      [[ $command != track ]] || values+=' kitti csv'
+      ;;
     --scores) options='' values='fraction percent auto' files='' ;;
     --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;

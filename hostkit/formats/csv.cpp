@@ -7,8 +7,11 @@
 #include <cctype>
 #include <cmath>
 #include <iterator>
+#include <limits>
+#include <map>
 #include <set>
 #include <tuple>
+#include <utility>
 
 #include "hostkit/errors.h"
 #include "hostkit/files/byteSource.h"
@@ -20,7 +23,22 @@ namespace nivra::hostkit {
 
 namespace {
 
-enum Column { frame, time, label, score, left, top, right, bottom, width, height, centreX, centreY, columnCount };
+enum Column {
+  camera,
+  frame,
+  time,
+  label,
+  score,
+  left,
+  top,
+  right,
+  bottom,
+  width,
+  height,
+  centreX,
+  centreY,
+  columnCount
+};
 
 constexpr double kLatest = 9e18;  // ns
 
@@ -32,6 +50,7 @@ struct ColumnNames {
 /// Small letters, with underscores for what stands between words.
 const std::array<ColumnNames, columnCount>& columnNames() {
   static const std::array<ColumnNames, columnCount> all = {{
+      {"camera", {"camera", "camera_id", "camera_name"}},
       {"frame", {"frame", "frame_id", "frame_number", "frame_no", "frame_num", "frame_index", "frame_idx", "image_id"}},
       {"time",
        {"timestamp", "time", "timestamp_ns", "timestamp_us", "timestamp_ms", "timestamp_s", "time_ns", "time_us",
@@ -107,6 +126,7 @@ char separatorOf(std::string_view header) {
 }
 
 struct Row {
+  std::size_t camera = 0;  // counted as they come
   std::int64_t frame = 0;
   double time = 0.0;
   std::optional<std::int64_t> wholeTime;  // exactly
@@ -131,6 +151,7 @@ class Table {
     lineNumber = number;
     fields = fieldsOf(Columns(file, number, line, separator));
     Row& row = rows.emplace_back();
+    if (layout.has(camera)) row.camera = cameraHere();
     if (byTime) {
       row.time = numberAt(time, Range<double>{0.0, kLatest});
       row.wholeTime = parseNumber(textAt(time), Range<std::int64_t>{0, static_cast<std::int64_t>(kLatest)});
@@ -145,16 +166,42 @@ class Table {
 
   Sequence sequence(const std::string& path) {
     Sequence result = outlineOf(path, settings, byTime);
-    if (byTime) numberByTime(result);
     const bool fromZero = std::any_of(rows.begin(), rows.end(), [](const Row& each) { return each.frame == 0; });
-    for (Row& each : rows) {
-      result.add(static_cast<int>(each.frame) + (fromZero ? 1 : 0), each.box, std::move(each.label), each.score);
+    const double unit = byTime ? unitOfTime() : 0.0;
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.camera < b.camera; });
+    for (auto first = rows.begin(); first != rows.end();) {
+      const auto last = std::find_if(first, rows.end(), [&](const Row& each) { return each.camera != first->camera; });
+      if (byTime) numberByTime(first, last, unit, result.timestamps);
+      addCamera(first, last, !byTime && fromZero ? 1 : 0, result);
+      first = last;
     }
     finishSequence(result, path, settings);
     return result;
   }
 
  private:
+  using Rows = std::vector<Row>;
+
+  std::size_t cameraHere() {
+    const std::string& name = textAt(camera);
+    const auto known = cameraNumbers.emplace(name, cameraNames.size());
+    if (known.second) cameraNames.push_back(name);
+    return known.first->second;
+  }
+
+  /// Its frames come behind those of the cameras before it.
+  /// @param later How much later its frames are than they are numbered.
+  void addCamera(Rows::iterator first, Rows::iterator last, int later, Sequence& result) const {
+    const int before = result.frameCount;
+    for (auto row = first; row != last; ++row) {
+      if (row->frame + later > std::numeric_limits<int>::max() - before) failAt(file, 0, "", "too many frames");
+      const int number = before + static_cast<int>(row->frame) + later;
+      result.frameCount = std::max(result.frameCount, number);
+      result.add(number, row->box, std::move(row->label), row->score);
+    }
+    if (layout.has(camera)) result.cameras.push_back({cameraNames[first->camera], result.frameCount - before});
+  }
+
   const std::string& textAt(Column column) const {
     const std::size_t index = *layout.at[column];
     if (index >= fields.size()) failAt(file, lineNumber, layout.names[index], "missing column");
@@ -203,19 +250,18 @@ class Table {
     return latest >= 1e17 ? 1.0 : latest >= 1e14 ? 1e3 : latest >= 1e11 ? 1e6 : 1e9;
   }
 
-  void numberByTime(Sequence& result) {
-    const double unit = unitOfTime();
+  static void numberByTime(Rows::iterator first, Rows::iterator last, double unit,
+                           std::vector<std::uint64_t>& timestamps) {
     std::set<std::uint64_t> times;
     const auto nanoseconds = [&](const Row& row) {
       const bool isExact = row.wholeTime && row.time * unit < kLatest;
       if (isExact) return static_cast<std::uint64_t>(*row.wholeTime) * static_cast<std::uint64_t>(unit);
       return static_cast<std::uint64_t>(std::llround(std::min(row.time * unit, kLatest)));
     };
-    for (const Row& each : rows) times.insert(nanoseconds(each));
-    result.timestamps.assign(times.begin(), times.end());
-    for (Row& each : rows) {
-      const auto place = std::lower_bound(result.timestamps.begin(), result.timestamps.end(), nanoseconds(each));
-      each.frame = place - result.timestamps.begin() + 1;
+    for (auto row = first; row != last; ++row) times.insert(nanoseconds(*row));
+    const auto begin = timestamps.insert(timestamps.end(), times.begin(), times.end());
+    for (auto row = first; row != last; ++row) {
+      row->frame = std::lower_bound(begin, timestamps.end(), nanoseconds(*row)) - begin + 1;
     }
   }
 
@@ -225,19 +271,46 @@ class Table {
   Layout layout;
   bool byTime = false;
   int lineNumber = 0;
-  std::vector<std::string> fields;  // of the line
-  std::vector<Row> rows;
+  std::vector<std::string> fields;       // of the line
+  std::vector<std::string> cameraNames;  // in the order of their first rows
+  std::map<std::string, std::size_t> cameraNumbers;
+  Rows rows;
 };
+
+/// The size of the row that a text begins with: to the first line break outside of quotes, or to the first one at all
+/// if the quotes don't close.
+std::size_t rowSize(std::string_view text, char separator) {
+  const std::size_t line = std::min(text.find('\n'), text.size());
+  if (text.substr(0, line).find('"') == std::string_view::npos) return line;
+  const char ends[] = {separator, '\n'};
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    at = std::min(text.find_first_not_of(' ', at), text.size());
+    if (at < text.size() && text[at] == '"') {
+      do {
+        at = text.find('"', at + 1);
+        if (at == std::string_view::npos) return line;
+      } while (++at < text.size() && text[at] == '"');
+    }
+    at = std::min(text.find_first_of({ends, 2}, at), text.size());
+    if (at < text.size() && text[at] == '\n') return at;
+  }
+  return text.size();
+}
 
 Sequence readSequence(const std::string& path, const ReadSettings& settings) {
   const std::string text = readFile(path);
-  std::optional<Table> table;
-  forEachLine(text, [&](int number, std::string_view line) {
-    if (table) return table->add(number, line);
-    table.emplace(path, settings, line);
-  });
-  if (!table) return outlineOf(path, settings);
-  return table->sequence(path);
+  const std::string_view header = firstLineOf(text);
+  if (header.empty()) return outlineOf(path, settings);
+  Table table(path, settings, header);
+  bool isHeader = true;
+  int number = 1;
+  for (std::string_view rest = text; !rest.empty();) {
+    const std::string_view row = rest.substr(0, rowSize(rest, separatorOf(header)));
+    if (!trimmed(row).empty() && !std::exchange(isHeader, false)) table.add(number, trimmed(row));
+    number += 1 + static_cast<int>(std::count(row.begin(), row.end(), '\n'));
+    rest.remove_prefix(std::min(row.size() + 1, rest.size()));
+  }
+  return table.sequence(path);
 }
 
 /// Whether the first line has names, of which at least two are known.
@@ -259,6 +332,12 @@ std::unique_ptr<Reader> openCsv(const std::string& path, const ReadSettings& set
 
 }  // namespace
 
-const Format kCsv = {"csv", "CSV", beginsWithNames, openCsv};
+const Format kCsv = [] {
+  Format format{"csv", "CSV", beginsWithNames, openCsv, writeCsvTracks};
+  format.extensions = {".csv"};
+  format.outputExtension = ".csv";
+  format.trackHeader = "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n";
+  return format;
+}();
 
 }  // namespace nivra::hostkit

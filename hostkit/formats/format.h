@@ -101,8 +101,10 @@ struct Format {
   std::vector<std::string_view> extensions = {};  // of those that are of this format if nothing else tells
   std::string_view outputExtension = {};          // of those that it writes
   std::string_view frameExtension = {};  // of those in a folder that has one for each frame; empty if there are none
+  std::string_view trackHeader = {};     // what each file of tracks begins with
   bool readsAsItComes = false;           // line by line, so that it is what pipes hold
   bool writesFolders = false;            // detections, instead of a file
+  bool answersInKind = false;            // tracks of what it holds are written in it too, if the caller doesn't mind
 
   // What there is a place for in what it writes.
   bool holdsOneCamera = false;  // in a file of tracks, and no other

@@ -61,7 +61,8 @@ const Format& formatNamed(const std::string& option, const std::string& name) {
 
 const Format& detectionFormatNamed(const std::string& option, const std::string& name) {
   const Format& format = formatNamed(option, name);
-  if (format.writeDetections == nullptr) throw UsageError(fmt::format("{} {}: is only read", option, name));
+  if (format.writeDetections == nullptr)
+    throw UsageError(fmt::format("{} {}: detections are not written in it", option, name));
   return format;
 }
 

@@ -421,6 +421,7 @@ const Format kJsonLines = [] {
   format.extensions = {".jsonl", ".ndjson", ".json"};
   format.outputExtension = ".jsonl";
   format.readsAsItComes = true;
+  format.answersInKind = true;
   format.holdsNotices = true;
   format.holdsLabels = true;
   format.holdsMotion = true;

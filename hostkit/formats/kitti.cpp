@@ -1,10 +1,15 @@
 #include "hostkit/formats/kitti.h"
 
+#include <fmt/format.h>
+
 #include <array>
 
+#include "hostkit/errors.h"
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/frameFiles.h"
 #include "hostkit/formats/rows.h"
+#include "hostkit/formats/trackRows.h"
+#include "hostkit/text/jsonText.h"
 
 namespace nivra::hostkit {
 
@@ -37,6 +42,34 @@ void addObject(Columns columns, bool isTracking, int frame, Sequence& sequence) 
   if (type != kNoObject) sequence.add(frame, {left, top, right - left, bottom - top}, type, score);
 }
 
+/// Writes lines as those of tracking's results, with what isn't known as KITTI marks it.
+class KittiTrackWriter final : public TrackRowWriter {
+ public:
+  using TrackRowWriter::TrackRowWriter;
+
+ private:
+  void append(const Row& row, std::string& line) const override {
+    line += fmt::format("{} {} {} -1 -1 -10", row.number - 1, row.id, typeOf(row.track.label));
+    const auto& [left, top, width, height] = row.box;
+    for (const double each : {left, top, left + width, top + height}) {
+      line += ' ';
+      appendPixels(line, each);
+    }
+    line += " -1 -1 -1 -1000 -1000 -1000 -10 ";
+    appendNumber(line, row.confidence);
+    line += '\n';
+  }
+
+  static const std::string& typeOf(const std::string& label) {
+    const bool isWord = !label.empty() && label.find_first_of(" \t\r\n") == std::string::npos;
+    if (isWord && label != kNoObject) return label;
+    throw FileError(
+        fmt::format("KITTI files have a word for a label, which {} is none of: --category can give another one to "
+                    "numbered classes, and --to csv holds any",
+                    hostkit::quoted(label)));
+  }
+};
+
 Sequence readSequence(const std::string& input, const ReadSettings& settings) {
   Sequence sequence = outlineOf(input, settings);
   const std::vector<FrameFile> files = frameFilesOf(input, ".txt");
@@ -51,6 +84,7 @@ Sequence readSequence(const std::string& input, const ReadSettings& settings) {
 }
 
 /// Whether the first line is a type with 14 or 15 numbers behind it, with a frame and an identity in front or without.
+/// Behind these, a type may be a number, too.
 bool looksLikeKitti(std::string_view beginning) {
   const std::string_view line = firstLineOf(beginning);
   const std::filesystem::path unnamed;
@@ -66,8 +100,12 @@ bool looksLikeKitti(std::string_view beginning) {
       typeAt = count;
     }
   }
-  return numbers + 1 == count &&
-         ((typeAt == 0 && (count == 15 || count == 16)) || (typeAt == 2 && (count == 17 || count == 18)));
+  if (count == 17 || count == 18) return numbers == count || (numbers + 1 == count && typeAt == 2);
+  return numbers + 1 == count && typeAt == 0 && (count == 15 || count == 16);
+}
+
+std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
+  return std::make_unique<KittiTrackWriter>(kKitti, settings);
 }
 
 std::unique_ptr<Reader> openKitti(const std::string& path, const ReadSettings& settings) {
@@ -77,8 +115,9 @@ std::unique_ptr<Reader> openKitti(const std::string& path, const ReadSettings& s
 }  // namespace
 
 const Format kKitti = [] {
-  Format format{"kitti", "KITTI", looksLikeKitti, openKitti};
-  format.frameExtension = ".txt";
+  Format format{"kitti", "KITTI", looksLikeKitti, openKitti, writeTracks};
+  format.outputExtension = format.frameExtension = ".txt";
+  format.holdsOneCamera = true;
   return format;
 }();
 

@@ -6,15 +6,14 @@
 #include <array>
 #include <iterator>
 #include <string_view>
-#include <utility>
 
 #include "hostkit/errors.h"
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/appearanceFeatures.h"
-#include "hostkit/formats/frameTimes.h"
 #include "hostkit/formats/keyValues.h"
 #include "hostkit/formats/motChallengeFolder.h"
 #include "hostkit/formats/rows.h"
+#include "hostkit/formats/trackRows.h"
 #include "hostkit/text/numbers.h"
 
 namespace nivra::hostkit {
@@ -71,46 +70,15 @@ void addDetection(Columns columns, const std::string& label, Sequence& sequence)
   sequence.add(frame, box, label, confidence);
 }
 
-/// Numbers the frames of a camera and writes what is followed in them.
-class MotTrackWriter final : public TrackWriter {
+class MotTrackWriter final : public TrackRowWriter {
  public:
-  explicit MotTrackWriter(const WriteSettings& settings) : numbering(settings.frameRate, settings.start) {}
-
-  void frame(const Frame& frame, const FrameTracks& result, std::string& lines) override {
-    if (!camera) camera = frame.camera;
-    if (frame.camera != *camera) {
-      throw FileError(fmt::format("MOTChallenge files hold one camera, not both {} and {}: take --to jsonl",
-                                  hostkit::quoted(*camera), hostkit::quoted(frame.camera)));
-    }
-    if (!frame.picture) throw UsageError("MOTChallenge files are in pixels: give --picture WxH");
-    const int number = numbering.next(*frame.timestamp);
-    for (const TrackedObjectDetection& track : result.tracks) {
-      const PixelBox box = toPixels(track.box, *frame.picture);
-      if (!hasArea(box)) {
-        ++outside;
-        continue;
-      }
-      const float confidence = track.score / frame.percentPerConfidence;
-      fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", number,
-                     track.id + 1, box.left, box.top, box.width, box.height, confidence);
-    }
-  }
-
-  void motion(const CameraMotion&, std::string&) override {}
-  void end(const CameraEnd&, const std::set<int>&, std::string&) override {}
-  bool fault(const BadLine&, std::string&) override { return false; }
-  std::uint64_t leftOut() const override { return outside; }
+  using TrackRowWriter::TrackRowWriter;
 
  private:
-  /// Boxes end at the border of the picture, so that nothing is left of those outside.
-  static bool hasArea(const PixelBox& box) {
-    constexpr double kLeast = 0.0005;  // that thousandths tell from 0
-    return box.width >= kLeast && box.height >= kLeast;
+  void append(const Row& row, std::string& lines) const override {
+    fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", row.number,
+                   row.id + 1, row.box.left, row.box.top, row.box.width, row.box.height, row.confidence);
   }
-
-  std::optional<std::string> camera;
-  FrameNumbering numbering;
-  std::uint64_t outside = 0;
 };
 
 /// Whether the first line is one of numbers and commas.
@@ -129,7 +97,7 @@ std::unique_ptr<DetectionWriter> writeFolder(const Target& target, const WriteSe
 }
 
 std::unique_ptr<TrackWriter> writeTracks(const WriteSettings& settings) {
-  return std::make_unique<MotTrackWriter>(settings);
+  return std::make_unique<MotTrackWriter>(kMotChallenge, settings);
 }
 
 }  // namespace
@@ -159,9 +127,10 @@ Sequence readMotChallenge(const std::string& input, const ReadSettings& settings
 
 const Format kMotChallenge = [] {
   Format format{"motchallenge", "MOTChallenge", beginsWithColumns, openMotChallenge, writeTracks, writeFolder};
-  format.extensions = {".txt", ".csv"};
+  format.extensions = {".txt"};
   format.outputExtension = ".txt";
   format.writesFolders = true;
+  format.answersInKind = true;
   format.holdsOneCamera = true;
   return format;
 }();

@@ -70,9 +70,14 @@ SequenceReader::SequenceReader(std::string cameraName, Sequence readSequence)
 bool SequenceReader::read(Record& record) {
   if (framesRead == sequence.frameCount) return false;
   Frame& frame = record.emplace<Frame>();
-  frame.camera = camera;
+  const auto& cameras = sequence.cameras;
+  while (cameraAt < cameras.size() && framesRead == framesBefore + cameras[cameraAt].count) {
+    framesBefore += cameras[cameraAt++].count;
+  }
+  const bool isNamed = cameraAt < cameras.size() && !cameras[cameraAt].camera.empty();
+  frame.camera = isNamed ? cameras[cameraAt].camera : camera;
   ++framesRead;
-  frame.timestamp = sequence.timestamps.empty() ? timestampOf(framesRead, sequence.frameRate)
+  frame.timestamp = sequence.timestamps.empty() ? timestampOf(framesRead - framesBefore, sequence.frameRate)
                                                 : sequence.timestamps[static_cast<std::size_t>(framesRead) - 1];
   frame.picture = sequence.picture;
   frame.percentPerConfidence = sequence.percentPerConfidence;

@@ -14,12 +14,19 @@ struct FrameDetection {
   bool hasScore = true;
 };
 
-/// A camera's detections as files with numbered frames hold them.
+/// Some of a sequence's frames, those behind the ones before them.
+struct CameraFrames {
+  std::string camera;  // empty for the input's own name
+  int count = 0;
+};
+
+/// A camera's detections as files with numbered frames hold them; or those of several, one after the other.
 struct Sequence {
   PictureSize picture;
   double frameRate = 0.0;
   int frameCount = 0;                      // frames without detections count too
   std::vector<std::uint64_t> timestamps;   // of the frames, if they have times of their own
+  std::vector<CameraFrames> cameras;       // if the input names them
   float percentPerConfidence = 1.0F;       // from the file's confidences to the library's percent
   std::vector<FrameDetection> detections;  // frames ascending; within a frame in the input's order
 
@@ -51,6 +58,8 @@ class SequenceReader final : public Reader {
   std::string camera;
   Sequence sequence;
   int framesRead = 0;
+  std::size_t cameraAt = 0;  // of those which the sequence names
+  int framesBefore = 0;      // of the cameras before it
   std::size_t position = 0;  // of the next frame's first detection
 };
 

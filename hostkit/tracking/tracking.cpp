@@ -240,7 +240,7 @@ const Format& outputFormatOf(const TrackOptions& options, const std::string& pat
   const Format* const first = options.inputs[0].format;
   const bool allAlike = std::all_of(options.inputs.begin(), options.inputs.end(),
                                     [&](const TrackInput& each) { return each.format == first; });
-  return allAlike && first->writeTracks != nullptr ? *first : kJsonLines;
+  return allAlike && first->answersInKind ? *first : kJsonLines;
 }
 
 /// The name of an input, and before it those of some folders around it.
@@ -305,9 +305,13 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   const std::vector<std::string> files = toFolder ? filesFor(options.inputs, format) : std::vector<std::string>();
   std::vector<std::string> complaints;
   std::unique_ptr<Output> output;
-  if (!toFolder) output = openOutput(target);
+  const auto begin = [&](std::unique_ptr<Output> opened) {
+    output = std::move(opened);
+    output->write(format.trackHeader);
+  };
+  if (!toFolder) begin(openOutput(target));
   for (std::size_t i = 0; i < options.inputs.size(); ++i) {
-    if (toFolder) output = openInside(target, files[i]);
+    if (toFolder) begin(openInside(target, files[i]));
     const std::string complaint = Run(options, recipe, options.inputs[i], format, *output, summary, err).follow();
     if (!complaint.empty()) complaints.push_back(complaint);
     if (toFolder) output->finish();

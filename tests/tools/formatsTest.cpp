@@ -132,6 +132,81 @@ TEST_F(Formats, CountFramesWithoutDetections) {
   EXPECT_EQ(converted({{"r.json", "[]"}}, "r.json", kFps + Arguments{"--from", "results"}).err, "");
 }
 
+/// A line of the stream "gate", or of another one.
+std::string frameLine(int second, const std::string& detection, const std::string& cameraName = "gate") {
+  return fmt::format(R"({{"camera":"{}","timestamp":{}000000007,"picture":[200,100],"detections":[{{"box":[{}}}]}})",
+                     cameraName, second, detection) +
+         "\n";
+}
+
+TEST_F(Formats, HoldTracksThatAreReadAgain) {
+  const std::string odd = R"(20,30,40.5,60],"label":"a, \u0022b\u0022\u000ac","score":50)";
+  const std::string car = R"(20,30,40.5,60],"label":"car","score":50)";
+  struct Case {
+    std::string stream;
+    Arguments options;
+    std::string written;
+    std::string readAgain;
+  };
+  const Case cases[] = {
+      {frameLine(1, odd) + frameLine(1, R"(1,2,3,4],"label":" x ")", "y,ard") +
+           R"({"camera":"gate","end":true})"
+           "\n" +
+           frameLine(3, R"(300,30,400,60],"label":"car")") + frameLine(4, car) + frameLine(5, car),
+       {"--to", "csv"},
+       "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n"
+       "gate,1,1000000007,0,\"a, \"\"b\"\"\nc\",0.5,0,20,30,20.5,30\n"
+       "\"y,ard\",1,1000000007,0,\" x \",1,0,1,2,2,2\n"
+       "gate,3,4000000007,2,car,0.5,0,20,30,20.5,30\n"
+       "gate,4,5000000007,2,car,0.5,0,20,30,20.5,30\n",
+       frameLine(1, odd) + frameLine(4, car) + frameLine(5, car) +
+           frameLine(1, R"(1,2,3,4],"label":" x ","score":100)", "y,ard")},
+      {frameLine(1, car) + frameLine(3, R"(1,2,3,4],"label":"7")"),
+       {"--to", "kitti", "--fps", "1"},
+       "0 0 car -1 -1 -10 20 30 40.5 60 -1 -1 -1 -1000 -1000 -1000 -10 0.5\n"
+       "2 1 7 -1 -1 -10 1 2 3 4 -1 -1 -1 -1000 -1000 -1000 -10 1\n",
+       "1: 20,30,40.5,60 car 50; 3: 1,2,3,4 7 100; "},
+  };
+  for (const Case& each : cases) {
+    const Outcome tracked = nivra(Arguments{"track", write("in.jsonl", each.stream)} + each.options);
+    EXPECT_EQ(tracked.out, each.written) << tracked.err;
+    const Outcome read = nivra(Arguments{"convert", write("tracks", tracked.out), "--picture", "200x100"} +
+                               (each.options[1] == "csv" ? Arguments() : kFps));
+    const bool isShown = each.readAgain.front() != '{';
+    EXPECT_EQ(isShown ? shown(read.out) : read.out, each.readAgain) << read.err;
+  }
+}
+
+TEST_F(Formats, GoWhereTracksAreTold) {
+  const std::string a = write("a.jsonl", frameLine(1, R"(1,2,3,4],"label":"x")"));
+  const std::string b = write("b.jsonl", frameLine(1, R"(1,2,3,4],"label":"y")", "yard"));
+  const std::string header = "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n";
+  const std::string gate = "gate,1,1000000007,0,x,1,0,1,2,2,2\n";
+  const std::string yard = "yard,1,1000000007,0,y,1,0,1,2,2,2\n";
+  EXPECT_EQ(nivra({"track", a, b, "-o", path("both.csv")}).err, "");
+  EXPECT_EQ(contentOf(path("both.csv")), header + gate + yard);
+  EXPECT_EQ(nivra({"track", a, b, "--to", "csv", "-o", path("each/")}).err, "");
+  EXPECT_EQ(contentOf(path("each/a.csv")), header + gate);
+  EXPECT_EQ(contentOf(path("each/b.csv")), header + yard);
+  EXPECT_EQ(nivra({"track", a, b, "--to", "kitti", "-o", path("each/")}).err, "");
+  EXPECT_EQ(contentOf(path("each/b.txt")), "0 0 y -1 -1 -10 1 2 3 4 -1 -1 -1 -1000 -1000 -1000 -10 1\n");
+  EXPECT_EQ(nivra({"track", path("each/a.csv"), "--picture", "200x100"}).out.front(), '{');
+
+  const std::pair<Arguments, const char*> refused[] = {
+      {{a, b, "--to", "kitti"}, "several inputs make several kitti files"},
+      {{write("c.jsonl", contentOf(a) + contentOf(b)), "--to", "kitti"}, "KITTI files hold one camera, not both"},
+      {{write("d.jsonl", R"({"detections":[{"box":[0,1,1,0]}]})"), "--to", "csv"}, "CSV files are in pixels"},
+      {{write("e.jsonl", frameLine(1, R"(1,2,3,4],"label":"a man")")), "--to", "kitti"}, "which \"a man\" is none of"},
+      {{write("f.jsonl", frameLine(1, R"(1,2,3,4],"label":"")")), "--to", "kitti"}, "which \"\" is none of"},
+      {{write("g.jsonl", frameLine(1, R"(1,2,3,4],"label":"DontCare")")), "--to", "kitti"}, "is none of"},
+  };
+  for (const auto& [arguments, message] : refused) {
+    const Outcome outcome = nivra(Arguments{"track"} + arguments);
+    EXPECT_NE(outcome.code, 0);
+    EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
+  }
+}
+
 TEST_F(Formats, TellTheirTimes) {
   const std::string columns = ",x,y,w,h\n";
   const std::pair<std::string, const char*> cases[] = {
@@ -173,6 +248,7 @@ TEST_F(Formats, NameWhatIsWrong) {
       {"c.csv", "frame,x,y,w,h\n\n1,2,3,4\n", "missing column (IN:3, h)"},
       {"c.csv", "frame,x,y,w,h,label\n1,2,3,4,5,\"a\n", "no closing quote in the line (IN:2, column 6)"},
       {"c.csv", "frame,x1,y1,x2,y2\n1,2,3,1,5\n", "found \"1\" (IN:2, x2)"},
+      {"c.csv", "frame,name,x1,y1,x2,y2\n1,\"a\nb\"\"\n\",2,3,4,5\n1,c,d\n", "found \"d\" (IN:5, x1)"},
   };
   for (const Case& each : cases) {
     const Outcome outcome = converted({{each.file, each.text}}, each.file, each.options);

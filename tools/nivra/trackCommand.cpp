@@ -36,6 +36,9 @@ What comes out
   motchallenge  One line a track and frame:
                     frame,id,left,top,width,height,conf,-1,-1,-1
                 Those of which nothing is left in the picture have none.
+  csv           Likewise a row, below a line of names: camera, frame, timestamp_ns,
+                id, label, score, confident, left, top, width, height.
+  kitti         Likewise a line of KITTI's tracking, labels being words.
   A track is reported from its first detection on; --confident-only waits until
   it is confirmed. FILE appears when the whole output is written, packed if its
   name ends in .gz; a FOLDER, which exists or ends in a slash,
@@ -118,7 +121,7 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
       ->allow_extra_args();
   given->output.addTo(command, "FILE|FOLDER", "Where the tracks go; standard output if not given or -");
   given->input.addTo(command);
-  command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl or motchallenge");
+  command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl, motchallenge, kitti or csv");
   command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
                     [given](const std::string& text) { given->tracker = parseTrackerChoice(text); });
   command.addTexts("--params", given->paramsFiles, "FILE", "Set parameters from a file; may be repeated");

@@ -1,0 +1,58 @@
+#include "hostkit/formats/trackRows.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "hostkit/errors.h"
+#include "hostkit/text/numbers.h"
+
+namespace nivra::hostkit {
+
+namespace {
+
+/// Boxes end at the border of the picture, so that nothing is left of those outside.
+bool hasArea(const PixelBox& box) {
+  constexpr double kLeast = 0.0005;  // that thousandths tell from 0
+  return box.width >= kLeast && box.height >= kLeast;
+}
+
+}  // namespace
+
+void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, std::string& lines) {
+  Camera& camera = cameraOf(frame);
+  if (!frame.picture) throw UsageError(fmt::format("{} files are in pixels: give --picture WxH", format.title));
+  const int number = camera.numbering.next(*frame.timestamp);
+  for (const TrackedObjectDetection& track : result.tracks) {
+    const PixelBox box = toPixels(track.box, *frame.picture);
+    if (!hasArea(box)) {
+      ++outside;
+      continue;
+    }
+    const std::int64_t id = camera.firstId + track.id;
+    camera.nextId = std::max(camera.nextId, id + 1);
+    append({frame, track, number, id, box, track.score / frame.percentPerConfidence}, lines);
+  }
+}
+
+/// Its next tracker's identities begin anew, but are others.
+void TrackRowWriter::end(const CameraEnd& end, const std::set<int>&, std::string&) { dropped({end.camera}); }
+
+void TrackRowWriter::dropped(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    const auto found = cameras.find(name);
+    if (found != cameras.end()) found->second.firstId = found->second.nextId;
+  }
+}
+
+TrackRowWriter::Camera& TrackRowWriter::cameraOf(const Frame& frame) {
+  const auto found = cameras.find(frame.camera);
+  if (found != cameras.end()) return found->second;
+  if (format.holdsOneCamera && !cameras.empty()) {
+    throw FileError(fmt::format("{} files hold one camera, not both {} and {}: take --to jsonl", format.title,
+                                hostkit::quoted(cameras.begin()->first), hostkit::quoted(frame.camera)));
+  }
+  return cameras.emplace(frame.camera, Camera{{settings.frameRate, settings.start}}).first->second;
+}
+
+}  // namespace nivra::hostkit
