@@ -18,6 +18,7 @@
 #include "hostkit/errors.h"
 #include "hostkit/files/output.h"
 #include "hostkit/formats/jsonLines.h"
+#include "hostkit/text/base64.h"
 #include "hostkit/tracking/tracking.h"
 #include "support.h"
 #include "temporaryFolder.h"
@@ -241,7 +242,41 @@ void checkRoundTrip(const hostkit::ReadSettings& settings, std::string_view stre
   }
 }
 
+/// In base64 by bits, as its definition has it.
+std::string packed(std::string_view bytes) {
+  constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  for (std::size_t bit = 0; bit < 8 * bytes.size(); bit += 6) {
+    unsigned digit = 0;
+    for (std::size_t i = bit; i < bit + 6; ++i) {
+      const unsigned byte = i / 8 < bytes.size() ? static_cast<unsigned char>(bytes[i / 8]) : 0U;
+      digit = digit << 1U | (byte >> (7 - i % 8) & 1U);
+    }
+    text += kDigits[digit];
+  }
+  return text;
+}
+
+std::optional<std::string> unpacked(std::string_view text) {
+  const auto size = hostkit::sizeFromBase64(text);
+  if (!size) return std::nullopt;
+  std::string bytes(*size, '\0');
+  const auto wrong = hostkit::decodeBase64(text, bytes.data());
+  require(!wrong || *wrong < text.size(), "what is wrong has a place");
+  return wrong ? std::nullopt : std::optional(bytes);
+}
+
+void checkBase64(std::string_view text) {
+  std::string digits = packed(text);
+  require(unpacked(digits) == text, "what is packed can be unpacked");
+  digits.resize((digits.size() + 3) / 4 * 4, '=');
+  require(unpacked(digits) == text, "with padding, too");
+  const auto bytes = unpacked(text);
+  require(!bytes || packed(*bytes) == text.substr(0, text.find('=')), "no other text stands for the same");
+}
+
 void run(std::string_view text) {
+  checkBase64(text);
   const Choices choices(static_cast<unsigned char>(text.empty() ? 0 : text.front()));
   std::string_view stream = text.substr(std::min<std::size_t>(1, text.size()));
   constexpr std::string_view kGzipMark = "\x1f\x8b";

@@ -4,32 +4,18 @@
 
 #include <cstdint>
 #include <cstring>
-#include <string_view>
 
 #include "hostkit/files/textFile.h"
+#include "hostkit/text/littleEndian.h"
 
 namespace nivra::hostkit {
 
 namespace {
 
-constexpr std::size_t kWord = 4;  // bytes of an int32 or a float32
 constexpr std::size_t kHeader = 2 * kWord;
-
-std::uint32_t wordAt(std::string_view bytes, std::size_t position) {
-  std::uint32_t word = 0;
-  for (std::size_t i = kWord; i-- > 0;) word = word << 8U | static_cast<unsigned char>(bytes[position + i]);
-  return word;
-}
 
 void appendWord(std::string& bytes, std::uint32_t word) {
   for (std::size_t i = 0; i < kWord; ++i) bytes += static_cast<char>(word >> (8 * i) & 0xFFU);
-}
-
-float floatOf(std::uint32_t word) {
-  float number = 0.0F;
-  static_assert(sizeof number == sizeof word);
-  std::memcpy(&number, &word, sizeof number);
-  return number;
 }
 
 std::uint32_t wordOf(float number) {
@@ -43,8 +29,8 @@ std::uint32_t wordOf(float number) {
 void readFeatures(const std::filesystem::path& path, std::vector<FrameDetection>& detections) {
   const std::string bytes = readFile(path);
   if (bytes.size() < kHeader) failAt(path, 0, "header", "expected the numbers of rows and columns");
-  const std::size_t rows = wordAt(bytes, 0);
-  const std::size_t columns = wordAt(bytes, kWord);
+  const std::size_t rows = wordAt(bytes.data());
+  const std::size_t columns = wordAt(bytes.data() + kWord);
   if (rows != detections.size()) {
     failAt(path, 0, "rows", fmt::format("expected a row for each of {} detections, found {}", detections.size(), rows));
   }
@@ -58,7 +44,7 @@ void readFeatures(const std::filesystem::path& path, std::vector<FrameDetection>
   for (FrameDetection& each : detections) {
     std::vector<float>& feature = each.detection.feature.emplace(columns);
     for (float& number : feature) {
-      number = floatOf(wordAt(bytes, position));
+      number = floatAt(bytes.data() + position);
       position += kWord;
     }
   }

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <new>
 #include <set>
@@ -14,7 +15,9 @@
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/formats.h"
 #include "hostkit/formats/jsonReading.h"
+#include "hostkit/text/base64.h"
 #include "hostkit/text/jsonText.h"
+#include "hostkit/text/littleEndian.h"
 #include "hostkit/text/suggestion.h"
 
 namespace nivra::hostkit {
@@ -93,7 +96,29 @@ void readName(dom::element value, const JsonPlace& place, DetectionDraft& draft)
   }
 }
 
+/// Numbers as their little-endian bytes, in base64.
+void readPackedFeature(std::string_view text, const JsonPlace& place, DetectionDraft& draft) {
+  if (text.empty()) return;
+  const auto size = sizeFromBase64(text);
+  if (!size || *size % kWord != 0) {
+    refuse(place, fmt::format("{} characters are no base64 of whole numbers of {} bytes", text.size(), kWord));
+  }
+  std::vector<float>& feature = draft.detection.feature.emplace(*size / kWord);
+  char* bytes = reinterpret_cast<char*>(feature.data());
+  if (const auto wrong = decodeBase64(text, bytes)) {
+    refuse(place, fmt::format("no base64: {} at character {}", quoted(text.substr(*wrong, 1)), *wrong + 1));
+  }
+  for (std::size_t i = 0; i < feature.size(); ++i, bytes += kWord) {
+    feature[i] = floatAt(bytes);
+    if (!std::isfinite(feature[i])) {
+      refuse(JsonPlace(place, i), fmt::format("{}, found {}", expectation(kFloats), feature[i]));
+    }
+  }
+}
+
 void readFeature(dom::element value, const JsonPlace& place, DetectionDraft& draft) {
+  if (value.is_string()) return readPackedFeature(value.get_string().value_unsafe(), place, draft);
+  if (!value.is_array()) refuse(place, "expected an array or a string of base64", value);
   const dom::array numbers = arrayOf(value, place);
   if (numbers.begin() == numbers.end()) return;
   std::vector<float>& feature = draft.detection.feature.emplace();

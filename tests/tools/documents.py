@@ -76,6 +76,9 @@ LINES = [
     {"camera": "c", "picture": [1280, 720], "motion": {"matrix": [1, 2, 3, 4, 5, 6]}},
     {"camera": "d", "end": True},
 ]
+# Features in base64 of any length, most of which is none of whole numbers, or has bits behind them.
+PACKED = [{"detections": [{"box": [0, 0, 0, 0], "feature": "AACAPwAAAEAAAEBAAACAQAAAoEA"[:length] + padding}]}
+          for length in range(28) for padding in ("", "=", "==", "===")]
 VALUES = [None, True, False, 0, -1, 1.5, 10**10, 2**63, 1e39, "x", [], {}]
 
 # Refused for more than a schema can say: each is fine by the schema, if it is JSON at all.
@@ -84,6 +87,7 @@ BEYOND_SCHEMA = [
     '{"detections":[{"box":[1,0,0,0]}]}', '{"detections":[{"box":[0,0,1,1]}]}',
     '{"picture":[9,9],"detections":[{"box":[0,1,1,0]}]}', '{"motion":{"matrix":[1,0,0,2,0,0]}}',
     '{"detections":[{"box":[0,0,0,0],"feature":[1]},{"box":[0,0,0,0],"feature":[1,2]}]}',
+    '{"detections":[{"box":[0,0,0,0],"feature":"AADAfw"}]}',
 ]
 
 
@@ -119,6 +123,7 @@ class Documents(unittest.TestCase):
 
     def test_schema_refuses_what_the_tool_refuses(self):
         lines = [with_own_place(line, i) for i, line in enumerate(each for base in LINES for each in variants(base))]
+        lines += [{"camera": f"packed {i}", **line} for i, line in enumerate(PACKED)]
         said = answers("".join(json.dumps(line) + "\n" for line in lines))
         self.expect_tracks(said)
         verdicts = collections.Counter()

@@ -64,6 +64,26 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
       {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":[1,1e39]}]})", "detections[0].feature[1]", "1e+39"},
       {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":[1,2]},{"box":[0,1,1,0],"feature":[1]}]})",
        "detections[1].feature", "1 numbers, but the features of this camera have 2"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":true}]})", "detections[0].feature",
+       "expected an array or a string"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAAAPw="}]})", "detections[0].feature",
+       "7 characters are no base64 of whole numbers of 4 bytes"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAAAP"}]})", "detections[0].feature",
+       "5 characters are no base64"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAAA"}]})", "detections[0].feature",
+       "4 characters are no base64 of whole numbers"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAA-Pw=="}]})", "detections[0].feature",
+       "no base64: \"-\" at character 4"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAA=PwAAAAAAAAAA"}]})", "detections[0].feature",
+       "no base64: \"=\" at character 4"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAAAP\u00e4"}]})", "detections[0].feature",
+       "7 characters"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AAAAPx"}]})", "detections[0].feature",
+       "no base64: \"x\" at character 6"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"mpmZPjMzM78AAIB/"}]})", "detections[0].feature[2]",
+       "found inf"},
+      {R"({"camera":"a","detections":[{"box":[0,1,1,0],"feature":"AADAfw=="}]})", "detections[0].feature[0]",
+       "found nan"},
       {R"({"camera":"a","detections":[{"box":[0,1,1,0],"attributes":[{"type":0.5}]}]})",
        "detections[0].attributes[0].type", "whole number"},
       {R"({"camera":"a","detections":[{"box":[0,1,1,0],"classifications":[{},{"score":"x"}]}]})",
@@ -99,6 +119,26 @@ TEST_F(Stream, AnswersEveryLineInItsPlaceAndForgivesBadOnes) {
   EXPECT_EQ(strict.code, 1);
   EXPECT_EQ(linesOf(strict.out).size(), 2U);
   EXPECT_NE(strict.err.find("(the standard input:2)"), std::string::npos) << strict.err;
+}
+
+TEST_F(Stream, TakesFeaturesAsBase64) {
+  const auto line = [](const std::string& feature) {
+    return fmt::format(R"({{"camera":"a","detections":[{{"box":[0,1,1,0],"label":"x","score":1{}}}]}})"
+                       "\n",
+                       feature.empty() ? "" : R"(,"feature":)" + feature);
+  };
+  const std::pair<const char*, const char*> cases[] = {
+      {R"("AAAAPw==")", "[0.5]"},
+      {R"("AAAAPw")", "[0.5]"},
+      {R"("AAAAgAEAAAA=")", "[-0.0,1e-45]"},
+      {R"("AAAAgAEAAAA")", "[-0.0,1e-45]"},
+      {R"("AACAPgAAYMD\/\/39\/")", "[0.25,-3.5,3.4028235e+38]"},
+      {R"("AACAPwAAAEAAAEBAAACAQA==")", "[1,2,3,4]"},
+      {R"("")", ""},
+  };
+  for (const auto& [packed, digits] : cases) {
+    EXPECT_EQ(nivraReading(line(packed), {"convert", "-"}).out, line(digits));
+  }
 }
 
 TEST_F(Stream, PassesOverBlankLines) {
