@@ -9,7 +9,7 @@ namespace nivra::hostkit {
 namespace {
 
 /// Appends a text as it is, or between quotes where it would be taken for something else.
-void appendField(std::string& line, std::string_view text) {
+void appendField(TextBuffer& line, std::string_view text) {
   constexpr std::string_view kBlanks = " \t";
   const bool isPlain = text.find_first_of(",;\"\r\n") == std::string_view::npos &&
                        (text.empty() || (kBlanks.find(text.front()) == kBlanks.npos &&  //
@@ -19,7 +19,10 @@ void appendField(std::string& line, std::string_view text) {
     return;
   }
   line += '"';
-  for (const char each : text) line.append(each == '"' ? 2 : 1, each);
+  for (const char each : text) {
+    if (each == '"') line += each;
+    line += each;
+  }
   line += '"';
 }
 
@@ -28,7 +31,7 @@ class CsvTrackWriter final : public TrackRowWriter {
   using TrackRowWriter::TrackRowWriter;
 
  private:
-  void append(const Row& row, std::string& line) const override {
+  void append(const Row& row, TextBuffer& line) const override {
     appendField(line, row.frame.camera);
     line += fmt::format(",{},{},{},", row.number, *row.frame.timestamp, row.id);
     appendField(line, row.track.label);

@@ -12,6 +12,7 @@
 
 #include "hostkit/files/output.h"
 #include "hostkit/formats/frame.h"
+#include "hostkit/text/textBuffer.h"
 
 namespace nivra::hostkit {
 
@@ -50,7 +51,7 @@ class Reader {
 struct FrameTracks {
   std::vector<TrackedObjectDetection> tracks;
   std::vector<std::int32_t> detections;           // the `id` of the one that each track took; -1 if it took none
-  std::vector<internal::DebugTrack> debugTracks;  // those that are not reported as well
+  std::vector<internal::DebugTrack> debugTracks;  // if asked for; those that are not reported as well
   TrackUpdateResult changes;
   std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time
   std::size_t duplicates = 0;             // boxes on others, when the camera shows too many for the first time
@@ -67,11 +68,11 @@ class TrackWriter {
  public:
   virtual ~TrackWriter() = default;
 
-  virtual void frame(const Frame& frame, const FrameTracks& result, std::string& text) = 0;
-  virtual void motion(const CameraMotion& motion, std::string& text) = 0;
-  virtual void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& text) = 0;
+  virtual void frame(const Frame& frame, const FrameTracks& result, TextBuffer& text) = 0;
+  virtual void motion(const CameraMotion& motion, TextBuffer& text) = 0;
+  virtual void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& text) = 0;
   /// @return False if the format has no place for faults.
-  virtual bool fault(const BadLine& fault, std::string& text) = 0;
+  virtual bool fault(const BadLine& fault, TextBuffer& text) = 0;
   /// Told before the next record: these cameras were let go, since nothing had come of them for long.
   virtual void dropped(const std::vector<std::string>&) {}
   /// How many tracks the format had no place for.

@@ -88,7 +88,9 @@ void readList(dom::element list, const JsonPlace& place, const std::array<JsonFi
 
 void readName(dom::element value, const JsonPlace& place, DetectionDraft& draft) {
   if (value.is_string()) {
-    appendQuoted(draft.name, value.get_string().value_unsafe());
+    TextBuffer quotedName;
+    appendQuoted(quotedName, value.get_string().value_unsafe());
+    draft.name = quotedName.view();
   } else if (value.is_int64() || value.is_uint64()) {
     draft.name = simdjson::minify(value);
   } else {

@@ -15,12 +15,12 @@ namespace nivra::hostkit {
 
 namespace {
 
-constexpr auto appendWhole = [](std::string& json, auto number) {
+constexpr auto appendWhole = [](TextBuffer& json, auto number) {
   const fmt::format_int digits(number);
-  json.append(digits.data(), digits.size());
+  json += std::string_view(digits.data(), digits.size());
 };
 
-void appendBox(std::string& json, const Box& box, const std::optional<PictureSize>& picture) {
+void appendBox(TextBuffer& json, const Box& box, const std::optional<PictureSize>& picture) {
   if (picture) {
     const PixelBox pixels = toPixels(box, *picture);
     const std::array<double, 4> edges = {pixels.left, pixels.top, pixels.left + pixels.width,
@@ -31,20 +31,20 @@ void appendBox(std::string& json, const Box& box, const std::optional<PictureSiz
   }
 }
 
-void appendClassification(std::string& json, const Classification& classification) {
+void appendClassification(TextBuffer& json, const Classification& classification) {
   appendField(json, R"({"label":)", classification.label, appendQuoted);
   appendField(json, R"(,"score":)", classification.score, appendNumber);
   json += '}';
 }
 
-void appendAttribute(std::string& json, const AttributeClassification& attribute) {
+void appendAttribute(TextBuffer& json, const AttributeClassification& attribute) {
   appendField(json, R"({"type":)", attribute.attributeType, appendWhole);
   appendField(json, R"(,"value":)", attribute.attributeValue, appendWhole);
   appendField(json, R"(,"score":)", attribute.score, appendNumber);
   json += '}';
 }
 
-void appendName(std::string& json, const Frame& frame, std::int32_t position) {
+void appendName(TextBuffer& json, const Frame& frame, std::int32_t position) {
   if (position < 0) {
     json += "null";
   } else if (frame.names.empty()) {
@@ -54,21 +54,21 @@ void appendName(std::string& json, const Frame& frame, std::int32_t position) {
   }
 }
 
-void beginLine(std::string& json, const std::string& camera) {
+void beginLine(TextBuffer& json, const std::string& camera) {
   appendField(json, R"({"camera":)", camera, appendQuoted);
 }
 
-void appendPicture(std::string& json, const std::optional<PictureSize>& picture) {
+void appendPicture(TextBuffer& json, const std::optional<PictureSize>& picture) {
   if (picture) appendArrayField(json, R"(,"picture":)", std::array{picture->width, picture->height}, appendWhole);
 }
 
-void beginFrame(std::string& json, const Frame& frame) {
+void beginFrame(TextBuffer& json, const Frame& frame) {
   beginLine(json, frame.camera);
   if (frame.timestamp) appendField(json, R"(,"timestamp":)", *frame.timestamp, appendWhole);
   appendPicture(json, frame.picture);
 }
 
-void appendStrings(std::string& json, std::string_view start, const std::vector<std::string>& texts) {
+void appendStrings(TextBuffer& json, std::string_view start, const std::vector<std::string>& texts) {
   if (!texts.empty()) appendArrayField(json, start, texts, appendQuoted);
 }
 
@@ -76,39 +76,39 @@ class JsonTrackWriter final : public TrackWriter {
  public:
   explicit JsonTrackWriter(const WriteSettings& settings) : debug(settings.debug) {}
 
-  void frame(const Frame& frame, const FrameTracks& result, std::string& json) override {
+  void frame(const Frame& frame, const FrameTracks& result, TextBuffer& json) override {
     beginFrame(json, frame);
     auto detection = result.detections.begin();
-    appendArrayField(json, R"(,"tracks":)", result.tracks, [&](std::string&, const TrackedObjectDetection& track) {
+    appendArrayField(json, R"(,"tracks":)", result.tracks, [&](TextBuffer&, const TrackedObjectDetection& track) {
       json += '{';
       appendTrack(json, frame, track, *detection++);
       json += '}';
     });
     if (debug) {
       appendArrayField(json, R"(,"debug":)", result.debugTracks,
-                       [&](std::string&, const auto& track) { appendDebug(json, frame, track); });
+                       [&](TextBuffer&, const auto& track) { appendDebug(json, frame, track); });
     }
     appendArrayField(json, R"(,"removed":)", result.changes.removedIds, appendWhole);
-    appendArrayField(json, R"(,"merged":)", result.changes.mergedIds, [](std::string& text, const auto& ids) {
+    appendArrayField(json, R"(,"merged":)", result.changes.mergedIds, [](TextBuffer& text, const auto& ids) {
       appendArray(text, std::array{ids.first, ids.second}, appendWhole);
     });
     appendStrings(json, R"(,"unassociated":)", result.unassociated);
     endLine(json);
   }
 
-  void motion(const CameraMotion& motion, std::string& json) override {
+  void motion(const CameraMotion& motion, TextBuffer& json) override {
     beginLine(json, motion.camera);
     json += R"(,"motion":true)";
     endLine(json);
   }
 
-  void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& json) override {
+  void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& json) override {
     beginLine(json, end.camera);
     appendArrayField(json, R"(,"end":true,"removed":)", removedIds, appendWhole);
     endLine(json);
   }
 
-  bool fault(const BadLine& fault, std::string& json) override {
+  bool fault(const BadLine& fault, TextBuffer& json) override {
     appendField(json, R"({"error":{"line":)", fault.line, appendWhole);
     appendField(json, R"(,"field":)", fault.field, appendQuoted);
     appendField(json, R"(,"message":)", fault.message, appendQuoted);
@@ -120,7 +120,7 @@ class JsonTrackWriter final : public TrackWriter {
   void dropped(const std::vector<std::string>& cameras) override { droppedCameras = cameras; }
 
  private:
-  static void appendTrack(std::string& json, const Frame& frame, const TrackedObjectDetection& track,
+  static void appendTrack(TextBuffer& json, const Frame& frame, const TrackedObjectDetection& track,
                           std::int32_t detection) {
     appendField(json, R"("id":)", track.id, appendWhole);
     json += R"(,"detection":)";
@@ -137,7 +137,7 @@ class JsonTrackWriter final : public TrackWriter {
     appendArrayField(json, R"(,"attributes":)", track.attributes, appendAttribute);
   }
 
-  static void appendDebug(std::string& json, const Frame& frame, const internal::DebugTrack& entry) {
+  static void appendDebug(TextBuffer& json, const Frame& frame, const internal::DebugTrack& entry) {
     appendField(json, R"({"state":)", entry.state, appendWhole);
     json += R"(,"maxPositionDifference":)";
     appendExtent(json, frame, entry.maxPositionDifferenceX, entry.maxPositionDifferenceY, 1.0);
@@ -147,7 +147,7 @@ class JsonTrackWriter final : public TrackWriter {
   }
 
   /// @param down Which way y grows in pixels for what is appended.
-  static void appendExtent(std::string& json, const Frame& frame, float x, float y, double down) {
+  static void appendExtent(TextBuffer& json, const Frame& frame, float x, float y, double down) {
     if (frame.picture) {
       const std::array<double, 2> pixels = {static_cast<double>(x) / 2.0 * frame.picture->width,
                                             down * static_cast<double>(y) / 2.0 * frame.picture->height};
@@ -157,7 +157,7 @@ class JsonTrackWriter final : public TrackWriter {
     }
   }
 
-  void endLine(std::string& json) {
+  void endLine(TextBuffer& json) {
     appendStrings(json, R"(,"dropped":)", droppedCameras);
     droppedCameras.clear();
     json += "}\n";
@@ -175,7 +175,7 @@ class JsonDetectionWriter final : public DetectionWriter {
     json.clear();
     std::visit([this](const auto& each) { append(each); }, record);
     json += "}\n";
-    output->write(json);
+    output->write(json.view());
   }
 
   void finish() override { output->finish(); }
@@ -184,7 +184,7 @@ class JsonDetectionWriter final : public DetectionWriter {
   void append(const Frame& frame) {
     beginFrame(json, frame);
     appendArrayField(json, R"(,"detections":)", frame.detections,
-                     [&](std::string&, const auto& each) { appendDetection(frame, each); });
+                     [&](TextBuffer&, const auto& each) { appendDetection(frame, each); });
   }
 
   void append(const CameraMotion& motion) {
@@ -254,7 +254,7 @@ class JsonDetectionWriter final : public DetectionWriter {
   }
 
   std::unique_ptr<Output> output;
-  std::string json;
+  TextBuffer json;
 };
 
 }  // namespace

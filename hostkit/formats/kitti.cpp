@@ -48,7 +48,7 @@ class KittiTrackWriter final : public TrackRowWriter {
   using TrackRowWriter::TrackRowWriter;
 
  private:
-  void append(const Row& row, std::string& line) const override {
+  void append(const Row& row, TextBuffer& line) const override {
     line += fmt::format("{} {} {} -1 -1 -10", row.number - 1, row.id, typeOf(row.track.label));
     const auto& [left, top, width, height] = row.box;
     for (const double each : {left, top, left + width, top + height}) {

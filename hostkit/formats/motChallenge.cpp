@@ -75,7 +75,7 @@ class MotTrackWriter final : public TrackRowWriter {
   using TrackRowWriter::TrackRowWriter;
 
  private:
-  void append(const Row& row, std::string& lines) const override {
+  void append(const Row& row, TextBuffer& lines) const override {
     fmt::format_to(std::back_inserter(lines), "{},{},{:.3f},{:.3f},{:.3f},{:.3f},{:.3f},-1,-1,-1\n", row.number,
                    row.id + 1, row.box.left, row.box.top, row.box.width, row.box.height, row.confidence);
   }

@@ -19,7 +19,7 @@ bool hasArea(const PixelBox& box) {
 
 }  // namespace
 
-void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, std::string& lines) {
+void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, TextBuffer& lines) {
   Camera& camera = cameraOf(frame);
   if (!frame.picture) throw UsageError(fmt::format("{} files are in pixels: give --picture WxH", format.title));
   const int number = camera.numbering.next(*frame.timestamp);
@@ -36,7 +36,7 @@ void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, std::s
 }
 
 /// Its next tracker's identities begin anew, but are others.
-void TrackRowWriter::end(const CameraEnd& end, const std::set<int>&, std::string&) { dropped({end.camera}); }
+void TrackRowWriter::end(const CameraEnd& end, const std::set<int>&, TextBuffer&) { dropped({end.camera}); }
 
 void TrackRowWriter::dropped(const std::vector<std::string>& names) {
   for (const std::string& name : names) {

@@ -19,10 +19,10 @@ class TrackRowWriter : public TrackWriter {
 
   /// @throws FileError when the format has no place for the camera or for the frame's number, UsageError when the frame
   /// isn't in pixels.
-  void frame(const Frame& frame, const FrameTracks& result, std::string& lines) final;
-  void motion(const CameraMotion&, std::string&) final {}
-  void end(const CameraEnd& end, const std::set<int>& removedIds, std::string& lines) final;
-  bool fault(const BadLine&, std::string&) final { return false; }
+  void frame(const Frame& frame, const FrameTracks& result, TextBuffer& lines) final;
+  void motion(const CameraMotion&, TextBuffer&) final {}
+  void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& lines) final;
+  bool fault(const BadLine&, TextBuffer&) final { return false; }
   void dropped(const std::vector<std::string>& names) final;
   std::uint64_t leftOut() const final { return outside; }
 
@@ -36,7 +36,7 @@ class TrackRowWriter : public TrackWriter {
     float confidence;  // as the input counts
   };
 
-  virtual void append(const Row& row, std::string& lines) const = 0;
+  virtual void append(const Row& row, TextBuffer& lines) const = 0;
 
  private:
   struct Camera {

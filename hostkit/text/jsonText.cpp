@@ -7,25 +7,49 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <iterator>
 
 namespace nivra::hostkit {
 
 namespace {
 
+constexpr std::size_t kLongestNumber = 32;  // in characters
+
 bool isPlain(char character) {
   return static_cast<unsigned char>(character) >= 0x20 && static_cast<unsigned char>(character) < 0x7F &&
          character != '"' && character != '\\';
 }
 
+constexpr std::array<std::array<char, 4>, 1000> everyThousandth() {
+  std::array<std::array<char, 4>, 1000> all{};
+  for (int i = 0; i < 1000; ++i) {
+    all[static_cast<std::size_t>(i)] = {'.', static_cast<char>('0' + i / 100), static_cast<char>('0' + i / 10 % 10),
+                                        static_cast<char>('0' + i % 10)};
+  }
+  return all;
+}
+
+/// A point and three digits each. Numbers of pixels are most of a stream's text.
+constexpr std::array<std::array<char, 4>, 1000> kThousandths = everyThousandth();
+
+/// @return Behind the digits.
+char* putWhole(std::uint64_t number, char* end) {
+  const std::array<char, 4>& digits = kThousandths[number % 1000];
+  if (number >= 1000) end = putWhole(number / 1000, end);
+  if (number >= 100) *end++ = digits[1];
+  if (number >= 10) *end++ = digits[2];
+  *end++ = digits[3];
+  return end;
+}
+
 template <class Number>
-void appendShortest(std::string& json, Number number) {
+void appendShortest(TextBuffer& json, Number number) {
   if (number == 0 && std::signbit(number)) {
     json += "-0.0";  // "-0" would be read as a whole number, which loses the sign
   } else if (std::isfinite(number)) {
-    std::array<char, 32> digits;  // appending character by character would take longer
-    const char* const end = fmt::format_to(digits.data(), FMT_COMPILE("{}"), number);
-    json.append(digits.data(), static_cast<std::size_t>(end - digits.data()));
+    json.use(fmt::format_to(json.room(kLongestNumber), FMT_COMPILE("{}"), number));
   } else {
     json += "null";
   }
@@ -33,7 +57,7 @@ void appendShortest(std::string& json, Number number) {
 
 }  // namespace
 
-void appendQuoted(std::string& json, std::string_view text) {
+void appendQuoted(TextBuffer& json, std::string_view text) {
   json += '"';
   if (std::all_of(text.begin(), text.end(), isPlain)) {
     json += text;
@@ -51,25 +75,23 @@ void appendQuoted(std::string& json, std::string_view text) {
   json += '"';
 }
 
-void appendNumber(std::string& json, float number) { appendShortest(json, number); }
+void appendNumber(TextBuffer& json, float number) { appendShortest(json, number); }
 
-void appendDouble(std::string& json, double number) { appendShortest(json, number); }
+void appendDouble(TextBuffer& json, double number) { appendShortest(json, number); }
 
-void appendPixels(std::string& json, double pixels) {
+void appendPixels(TextBuffer& json, double pixels) {
   constexpr double kExact = 1e12;  // thousandths beyond it leave the whole numbers of a double
   if (!(std::abs(pixels) < kExact)) return appendNumber(json, static_cast<float>(pixels));
-  const long long thousandths = std::llround(pixels * 1000.0);
-  const long long size = std::abs(thousandths);
-  if (thousandths < 0) json += '-';
-  const fmt::format_int whole(size / 1000);
-  json.append(whole.data(), whole.size());
-  auto rest = static_cast<int>(size % 1000);
-  if (rest == 0) return;
-  json += '.';
-  for (int digit = 100; rest > 0; digit /= 10) {
-    json += static_cast<char>('0' + rest / digit);
-    rest %= digit;
-  }
+  const double size = std::abs(pixels) * 1000.0;
+  auto thousandths = static_cast<std::uint64_t>(size);
+  // As std::llround does it, but in place: what was cut off is exact.
+  if (size - static_cast<double>(thousandths) >= 0.5) ++thousandths;
+  char* end = json.room(kLongestNumber);
+  if (pixels < 0.0 && thousandths > 0) *end++ = '-';
+  end = putWhole(thousandths / 1000, end);
+  const std::uint64_t rest = thousandths % 1000;
+  std::memcpy(end, kThousandths[rest].data(), 4);
+  json.use(end + (rest == 0 ? 0 : rest % 100 == 0 ? 2 : rest % 10 == 0 ? 3 : 4));
 }
 
 }  // namespace nivra::hostkit

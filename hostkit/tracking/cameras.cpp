@@ -53,9 +53,11 @@ std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>
 }  // namespace
 
 Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {}
+    : associations(labelAssociations),
+      tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)),
+      reportsAll(recipe.reportsAll()) {}
 
-std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result) {
+std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result) {
   if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
     return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
   }
@@ -71,10 +73,24 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   removeUnassociated(frame, result.unassociated);
   result.duplicates = suppression.duplicatesAt(frame.detections);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
-  result.tracks = tracker->getTracks();
-  result.debugTracks = tracker->getDebugTracks();
-  result.detections = detectionsOf(result.tracks, result.debugTracks);
+  report(debug, result);
   return std::nullopt;
+}
+
+/// Reports take as long as a third of the update, so that none is fetched twice without need.
+void Camera::report(bool debug, FrameTracks& result) const {
+  result.debugTracks = tracker->getDebugTracks();
+  if (debug || !reportsAll) {
+    result.tracks = tracker->getTracks();
+    result.detections = detectionsOf(result.tracks, result.debugTracks);
+    return;
+  }
+  result.tracks.clear();
+  result.detections.clear();
+  for (internal::DebugTrack& each : result.debugTracks) {
+    result.tracks.push_back(std::move(each.track));
+    result.detections.push_back(each.lastDetectionId);
+  }
 }
 
 void Camera::move(const CameraMotion& motion) {
@@ -115,8 +131,8 @@ void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabel
 }
 
 Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,
-                 std::optional<Clock::duration> mostIdle)
-    : trackerRecipe(recipe), associations(std::move(labelAssociations)), longestIdle(mostIdle) {}
+                 std::optional<Clock::duration> mostIdle, bool withDebug)
+    : trackerRecipe(recipe), associations(std::move(labelAssociations)), longestIdle(mostIdle), debug(withDebug) {}
 
 Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
   const auto found = entryOf.find(name);
@@ -138,7 +154,7 @@ std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration
                                        FrameTracks& result) {
   const bool isNew = entryOf.count(frame.camera) == 0;
   try {
-    auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, result);
+    auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, debug, result);
     if (refusal && isNew) end(frame.camera);
     return refusal;
   } catch (const std::bad_alloc&) {

@@ -34,10 +34,11 @@ class Camera {
   Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio);
 
   /// @param frame Gets its time if it has none.
+  /// @param debug Whether the inner state is asked for.
   /// @param result Takes what came of it.
   /// @throws std::bad_alloc when memory runs out; the frame is lost then, but the tracks go on.
   /// @return Why the frame can't follow those before it, which leaves all as it was; nothing if it can.
-  std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, FrameTracks& result);
+  std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result);
 
   void move(const CameraMotion& motion);
 
@@ -47,10 +48,12 @@ class Camera {
  private:
   /// Takes out the detections whose labels no association covers, which would start a new track each time.
   void removeUnassociated(Frame& frame, std::vector<std::string>& newLabels);
+  void report(bool debug, FrameTracks& result) const;
 
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker;
+  bool reportsAll;
   std::optional<std::uint64_t> lastTimestamp;
   std::optional<std::size_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;
@@ -63,7 +66,9 @@ class Cameras {
   using Clock = std::chrono::steady_clock;
 
   /// @param mostIdle How long a camera stays without a record; nothing for ever.
-  Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations, std::optional<Clock::duration> mostIdle);
+  /// @param withDebug Whether the tracks' inner state is asked for.
+  Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations, std::optional<Clock::duration> mostIdle,
+          bool withDebug);
 
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
@@ -97,6 +102,7 @@ class Cameras {
   const TrackerRecipe& trackerRecipe;
   LabelAssociations associations;
   std::optional<Clock::duration> longestIdle;
+  bool debug;
   std::list<Entry> entries;  // the longest idle one first
   std::size_t most = 0;      // cameras at once, since memory was given back
   std::unordered_map<std::string, std::list<Entry>::iterator> entryOf;

@@ -101,7 +101,7 @@ class Run {
       : options(trackOptions),
         input(trackInput),
         settings(trackOptions.read),
-        cameras(recipe, associationsOf(options, input), options.mostIdle),
+        cameras(recipe, associationsOf(options, input), options.mostIdle, options.debug),
         writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
         output(trackOutput),
         summary(totals),
@@ -145,7 +145,7 @@ class Run {
     } catch (const std::bad_alloc&) {
       record = BadLine();  // lets go of what the frame took
       result = {};
-      std::string().swap(text);
+      text = {};
       refuse("", kNoMemory);
     }
   }
@@ -205,7 +205,7 @@ class Run {
   }
 
   void handOut() {
-    output.write(text);
+    output.write(text.view());
     output.flush();
     text.clear();
   }
@@ -226,7 +226,7 @@ class Run {
   std::string warning;
   Clock::time_point now;
   FrameTracks result;
-  std::string text;
+  TextBuffer text;
 };
 
 bool isFolder(const std::string& path) {

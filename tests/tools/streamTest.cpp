@@ -7,6 +7,7 @@
 #include <map>
 
 #include "hostkit/formats/jsonLines.h"
+#include "hostkit/text/jsonText.h"
 #include "hostkit/tracking/cameras.h"
 #include "hostkit/worlds/simulation.h"
 #include "toolRun.h"
@@ -138,6 +139,35 @@ TEST_F(Stream, TakesFeaturesAsBase64) {
   };
   for (const auto& [packed, digits] : cases) {
     EXPECT_EQ(nivraReading(line(packed), {"convert", "-"}).out, line(digits));
+  }
+}
+
+TEST(JsonText, HasPixelsInThousandths) {
+  const auto written = [](double pixels) {
+    TextBuffer text;
+    appendPixels(text, pixels);
+    return std::string(text.view());
+  };
+  const std::pair<double, const char*> cases[] = {
+      {0.0, "0"},           {-0.0, "0"},           {0.0005, "0.001"},
+      {-0.0004, "0"},       {-0.0005, "-0.001"},   {0.1, "0.1"},
+      {7.05, "7.05"},       {-60.25, "-60.25"},    {99.9995, "100"},
+      {100.001, "100.001"}, {999.9994, "999.999"}, {1000, "1000"},
+      {1005.5, "1005.5"},   {1000000, "1000000"},  {98076005.004, "98076005.004"},
+      {1e12, "1000000000000"},      {-1e30, "-1e+30"},     {0.49999999999999994e-3, "0"}};
+  for (const auto& [pixels, expected] : cases) EXPECT_EQ(written(pixels), expected) << pixels;
+}
+
+TEST_F(Stream, TellsTheSameWithInnerState) {
+  for (const TrackerChoice& tracker : kTrackers) {
+    const Arguments arguments = {"track", kPlaza, "--to", "jsonl", "--tracker", std::string(tracker.name)};
+    auto lines = linesOf(nivra(arguments + Arguments{"--debug"}).out);
+    for (std::string& line : lines) {
+      const auto begin = line.find(R"(,"debug":)");
+      ASSERT_NE(begin, std::string::npos);
+      line.erase(begin, line.find(R"(,"removed":)") - begin);
+    }
+    EXPECT_EQ(lines, linesOf(nivra(arguments).out)) << tracker.name;
   }
 }
 
@@ -563,7 +593,7 @@ TEST_F(Stream, NamesAThousandLabelsWithoutAssociationsAndNoMore) {
 TEST(CamerasTest, LetsGoOfIdleOnes) {
   using namespace std::chrono_literals;
   const TrackerRecipe recipe(parseTrackerChoice("vanilla"), {});
-  Cameras cameras(recipe, {}, 10s);
+  Cameras cameras(recipe, {}, 10s, false);
   const Cameras::Clock::time_point start;
   const auto see = [&](const char* name, std::uint64_t timestamp, std::chrono::seconds now) {
     Frame frame;

@@ -120,7 +120,7 @@ std::string listAsMarkdown(const std::vector<ParameterSection>& sections) {
 }
 
 std::string listAsJson(const std::vector<ParameterSection>& sections) {
-  std::string json;
+  TextBuffer json;
   for (const ParameterSection& section : sections) {
     for (const ParameterDescription& each : *section.table) {
       json += json.empty() ? '[' : ',';
@@ -140,7 +140,8 @@ std::string listAsJson(const std::vector<ParameterSection>& sections) {
       json += '}';
     }
   }
-  return json + "]\n";
+  json += "]\n";
+  return std::string(json.view());
 }
 
 }  // namespace nivra::tool
