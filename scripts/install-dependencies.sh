@@ -5,16 +5,16 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-packages=(g++ cmake ninja-build pkg-config libeigen3-dev libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
+packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
 architectures=()
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libgtest-dev python3 python3-jsonschema jq mandoc zsh fish) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3 python3-jsonschema jq mandoc zsh fish) ;;
   arm)
-    packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user googletest)
+    packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
-  bench) packages+=(git libbenchmark-dev python3) ;;
-  coverage) packages+=(libgtest-dev gcovr python3) ;;
+  bench) packages+=(git libbenchmark-dev libeigen3-dev python3) ;;
+  coverage) packages+=(libeigen3-dev libgtest-dev gcovr python3) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   *) echo "usage: $0 build|test|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac

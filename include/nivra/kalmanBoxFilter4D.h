@@ -3,13 +3,13 @@
 /// @file
 /// Joint Kalman filter of a box, measured by its edges.
 
-#include <Eigen/Core>
 #include <array>
 #include <cstddef>
 
 #include "nivra/export.h"
 #include "nivra/geometry.h"
 #include "nivra/kalmanParams.h"
+#include "nivra/matrix.h"
 #include "nivra/timeStep.h"
 
 namespace nivra {
@@ -28,11 +28,8 @@ namespace nivra {
 /// fail the gate.
 class NIVRA_EXPORT KalmanBoxFilter4D {
  public:
-  // Unaligned: the layout of the class must not depend on the instruction set that a host compiles for.
-  using StateVector = Eigen::Matrix<float, 8, 1, Eigen::DontAlign>;
-  using StateMatrix = Eigen::Matrix<float, 8, 8, Eigen::DontAlign>;
-  using EdgeVector = Eigen::Matrix<float, 4, 1, Eigen::DontAlign>;
-  using EdgeMatrix = Eigen::Matrix<float, 4, 4, Eigen::DontAlign>;
+  using StateMatrix = Matrix<8, 8>;  ///< Rows and columns are x, vx, y, vy, w, vw, h, vh.
+  using EdgeMatrix = Matrix<4, 4>;   ///< Rows and columns are left, top, right, bottom.
 
   /// Starts at `box`, at rest.
   KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& filterParams);
@@ -121,7 +118,8 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   Both lowEdges() const;
   Both highEdges() const;
   EdgeCovariance predictedEdgeCovariance() const;
-  EdgeVector scaledEdgeVariances() const;
+  /// Observation noise of left, top, right and bottom.
+  std::array<float, 4> scaledEdgeVariances() const;
   float squaredMahalanobisDistance(const Box& box) const;
 
   KalmanBoxParams4D params;

@@ -12,6 +12,7 @@
 #include "nivra/kalmanBoxFilter4D.h"
 #include "nivra/kalmanFilter1D.h"
 #include "nivra/kalmanParams.h"
+#include "nivra/matrix.h"
 #include "nivra/motionTrackerServer.h"
 #include "nivra/objectDetection.h"
 #include "nivra/objectTracker.h"

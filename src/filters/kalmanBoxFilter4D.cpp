@@ -57,7 +57,7 @@ void KalmanBoxFilter4D::predict(const TimeStep& step) {
   p(kSize, kSizeVelocity) += (0.5 * dt) * sizeNoise;
   p(kSizeVelocity, kSizeVelocity) += sizeNoise;
 
-  const EdgeVector variances = scaledEdgeVariances();
+  const std::array<float, 4> variances = scaledEdgeVariances();
   EdgeCovariance innovation = predictedEdgeCovariance();
   innovation.low += Both{variances[kLeft], variances[kBottom]};
   innovation.high += Both{variances[kRight], variances[kTop]};
@@ -169,34 +169,47 @@ float KalmanBoxFilter4D::sizeScalingFactor() const {
   return relativeWidth * relativeWidth;
 }
 
-KalmanBoxFilter4D::EdgeVector KalmanBoxFilter4D::scaledEdgeVariances() const {
+std::array<float, 4> KalmanBoxFilter4D::scaledEdgeVariances() const {
   const Box box = getBox();
-  const bool isAtBorder[] = {std::abs(box.left + 1.0F) < kBorderMargin, std::abs(box.top - 1.0F) < kBorderMargin,
-                             std::abs(box.right - 1.0F) < kBorderMargin, std::abs(box.bottom + 1.0F) < kBorderMargin};
-  EdgeVector factors;
+  const std::array<bool, 4> isAtBorder = {
+      std::abs(box.left + 1.0F) < kBorderMargin, std::abs(box.top - 1.0F) < kBorderMargin,
+      std::abs(box.right - 1.0F) < kBorderMargin, std::abs(box.bottom + 1.0F) < kBorderMargin};
+  std::array<float, 4> factors = {1.0F, params.observationNoiseTopDeviation, 1.0F,
+                                  params.observationNoiseBottomDeviation};
   if (isAtBorder[kLeft] || isAtBorder[kTop] || isAtBorder[kRight] || isAtBorder[kBottom]) {
-    for (const int edge : {kLeft, kTop, kRight, kBottom}) {
+    for (const BoxEdge edge : {kLeft, kTop, kRight, kBottom}) {
       factors[edge] = isAtBorder[edge] ? params.borderNoiseScaleFactor1 : params.borderNoiseScaleFactor2;
     }
-  } else {
-    factors << 1.0F, params.observationNoiseTopDeviation, 1.0F, params.observationNoiseBottomDeviation;
   }
+  const float s = sizeScalingFactor();
   const float unit = params.defaultObservationNoise;
   const float verticalUnit = unit * params.aspectRatioSquared;
-  return sizeScalingFactor() * EdgeVector(unit, verticalUnit, unit, verticalUnit).cwiseProduct(factors);
+  return {s * (unit * factors[kLeft]), s * (verticalUnit * factors[kTop]), s * (unit * factors[kRight]),
+          s * (verticalUnit * factors[kBottom])};
 }
 
 KalmanBoxFilter4D::StateMatrix KalmanBoxFilter4D::getScaledQ(float dt) const {
   const TimeStep step(dt);
-  const Eigen::Matrix2f unit{{step.dt4 * 0.25F, step.dt3 * 0.5F}, {step.dt3 * 0.5F, step.dt2}};
   const float variances[] = {params.processNoiseVarianceX, params.processNoiseVarianceY, params.processNoiseVarianceW,
                              params.processNoiseVarianceH};
-  StateMatrix q = StateMatrix::Zero();
-  for (Eigen::Index i = 0; i < 4; ++i) q.block<2, 2>(2 * i, 2 * i) = sizeScalingFactor() * variances[i] * unit;
+  StateMatrix q;
+  for (std::size_t i = 0; i < 4; ++i) {
+    const float variance = sizeScalingFactor() * variances[i];
+    const std::size_t value = 2 * i;
+    const std::size_t velocity = value + 1;
+    q(value, value) = variance * (step.dt4 * 0.25F);
+    q(value, velocity) = q(velocity, value) = variance * (step.dt3 * 0.5F);
+    q(velocity, velocity) = variance * step.dt2;
+  }
   return q;
 }
 
-KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getScaledR() const { return scaledEdgeVariances().asDiagonal(); }
+KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getScaledR() const {
+  const std::array<float, 4> variances = scaledEdgeVariances();
+  EdgeMatrix r;
+  for (std::size_t edge = 0; edge < variances.size(); ++edge) r(edge, edge) = variances[edge];
+  return r;
+}
 
 KalmanBoxFilter4D::EdgeMatrix KalmanBoxFilter4D::getInnovationCovariance() const {
   const auto [low, between, high] = predictedEdgeCovariance();

@@ -154,7 +154,7 @@ TEST(KalmanBoxFilter4D, FollowsTheTextbookFormForHours) {
       filter.predict(dt);
       dense.predict(dt);
       const bool isSettled = step < 999 || gap <= 10 || (step + 1) % 1000 > 30;
-      const DenseKalman::Noise s = filter.getInnovationCovariance().cast<double>();
+      const DenseKalman::Noise s = entriesOf(filter.getInnovationCovariance()).cast<double>();
       ASSERT_LT((s - dense.s).norm(), (step < 999 ? 1e-5 : isSettled ? 5e-3 : 0.5) * dense.s.norm()) << step;
       const Box box = {start.left + width(start) * dice.between(-0.03F, 0.03F),
                        start.top + height(start) * dice.between(-0.03F, 0.03F),
@@ -165,7 +165,7 @@ TEST(KalmanBoxFilter4D, FollowsTheTextbookFormForHours) {
         const Eigen::Vector2d unit(0.5 * dt * dt, dt);
         for (int i = 0; i < 4; ++i) {
           const Eigen::Matrix2d noise = dense.processNoise()(i) * unit * unit.transpose();
-          const Eigen::Matrix2f block = filter.getScaledQ(dt).block<2, 2>(2 * i, 2 * i);
+          const Eigen::Matrix2f block = entriesOf(filter.getScaledQ(dt)).block<2, 2>(2 * i, 2 * i);
           ASSERT_NEAR((block.cast<double>() - noise).norm(), 0, 1e-3 * noise.norm());
         }
       }
@@ -192,7 +192,7 @@ TEST(KalmanBoxFilter4D, GivesEdgesAtTheBorderNoiseOfTheirOwn) {
   for (const auto& [box, expected] : cases) {
     const KalmanBoxFilter4D filter(box, params);
     const Eigen::Vector4f unit = Eigen::Vector4f::Constant(params.defaultObservationNoise * filter.sizeScalingFactor());
-    EXPECT_NEAR((filter.getScaledR().diagonal().cwiseQuotient(unit) - expected).norm(), 0, 1e-3) << box.left;
+    EXPECT_NEAR((entriesOf(filter.getScaledR()).diagonal().cwiseQuotient(unit) - expected).norm(), 0, 1e-3) << box.left;
   }
 }
 

@@ -61,14 +61,11 @@ run_blocks() (
 run_blocks >log 2>&1 || { cat log; exit 1; }
 expect_hosts 3
 
-if [ "$(uname -m)" = x86_64 ] && grep -qw avx2 /proc/cpuinfo && [[ $flags != *thread* ]]; then
-  echo "a host with wider vectors"
-  # shellcheck disable=SC2046
-  "$compiler" -std=c++17 -O2 -mavx2 -mfma -fsanitize=address,undefined -fno-sanitize-recover=all \
-    "$source_dir/tests/packaging/wideVectors.cpp" \
-    $(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs nivra) -o wide-vectors
-  LD_LIBRARY_PATH=$libdir ./wide-vectors
-fi
+echo "no other library"
+# Eigen is for tests and benchmarks: neither headers nor CMake's and pkg-config's files may ask a host for it.
+! grep -rIil eigen "$prefix/include" "$libdir" || fail "what is installed mentions Eigen"
+expect "what else pkg-config asks for" "" "$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --print-requires nivra)"
+! grep -rn find_dependency "$libdir/cmake" || fail "find_package asks for other packages"
 
 if [ -e "$libdir/libnivra.so" ]; then
   echo "symbols"
@@ -125,8 +122,6 @@ multiarch=lib/$(sed -n 's/^ *set(CMAKE_LIBRARY_ARCHITECTURE "\(.*\)")/\1/p' embe
 used_from "directories of their own" "" "$work_dir/own" "$work_dir/libraries" \
   -D CMAKE_INSTALL_LIBDIR="$work_dir/libraries/lib" -D CMAKE_INSTALL_INCLUDEDIR="$work_dir/headers"
 
-mkdir -p system/usr/include
-ln -s /usr/include/eigen3 system/usr/include  # pkg-config looks for all of it in there
 used_from "/usr of a system elsewhere" "$work_dir/system" /usr "$work_dir/system/usr" -D CMAKE_INSTALL_LIBDIR="$multiarch"
 expect "where compilers look in a system of its own" "-lnivra" \
   "$(PKG_CONFIG_SYSROOT_DIR='' pkg-config --libs nivra | sed 's/ *$//')"

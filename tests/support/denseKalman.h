@@ -5,9 +5,15 @@
 #include <cmath>
 
 #include "nivra/kalmanParams.h"
+#include "nivra/matrix.h"
 #include "support/detections.h"
 
 namespace nivra::test {
+
+template <std::size_t Rows, std::size_t Columns>
+Eigen::Matrix<float, Rows, Columns> entriesOf(const Matrix<Rows, Columns>& matrix) {
+  return Eigen::Map<const Eigen::Matrix<float, Rows, Columns, Eigen::RowMajor>>(matrix.data());
+}
 
 /// Kalman filter of a box in textbook form and double precision. Its state is x, vx, y, vy, w, vw, h, vh: centre and
 /// size with their velocities.
