@@ -3,10 +3,7 @@
 /// @file
 /// Brings the movements of a pan/tilt camera to the trackers.
 
-#include <cstddef>
 #include <memory>
-#include <utility>
-#include <vector>
 
 #include "nivra/export.h"
 #include "nivra/geometry.h"
@@ -66,48 +63,12 @@ class NIVRA_EXPORT MotionTrackerServer {
   ///   motion or it gives no position.
   bool recalculatePosition(Point& point);
 
- private:
-  friend class CameraMotionSubscription;
-
-  /// How far a running `updateClients` has come; unsubscribing moves both positions.
-  struct Notification {
-    std::size_t next;
-    std::size_t end;
-  };
-
-  void* cameraMotionTracker = nullptr;
-  PositionFunction positionFunction = nullptr;
-  int channel = -1;
-  std::vector<std::pair<Callback, void*>> subscribers;
-  std::vector<Notification> notifications;  // the running ones, each called by a subscriber of the one before
-  // Not an owner: lets subscriptions see, through weak pointers, whether this server still lives.
-  std::shared_ptr<MotionTrackerServer> self;
-};
-
-/// Keeps a tracker subscribed to camera motion for as long as the tracker lives.
-///
-/// Subscribes to a server, if there is one, and stays tied to it. A subscription that the server refused withdraws
-/// nothing when it ends.
-class NIVRA_EXPORT CameraMotionSubscription {
- public:
-  /// To the process-wide server of this moment.
-  CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback, void* subscribedUserData);
-  /// @param motionServer Null for none.
-  CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback, void* subscribedUserData,
-                           MotionTrackerServer* motionServer);
-  ~CameraMotionSubscription();
-  CameraMotionSubscription(const CameraMotionSubscription&) = delete;
-  CameraMotionSubscription& operator=(const CameraMotionSubscription&) = delete;
-
-  /// Expires together with this subscription, and so with the tracker that holds it: a running
-  /// notification can see that the host destroyed the tracker from within the position function.
-  std::weak_ptr<const void> watch() const { return lifetime; }
+  /// Expires together with this server, for those who keep a pointer to it. Keeps nothing alive.
+  std::weak_ptr<const void> watch() const;
 
  private:
-  MotionTrackerServer::Callback callback;
-  void* userData;
-  std::weak_ptr<MotionTrackerServer> server;
-  std::shared_ptr<const void> lifetime;
+  struct Body;
+  std::shared_ptr<Body> body;  // the only owner
 };
 
 }  // namespace nivra

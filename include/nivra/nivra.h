@@ -3,6 +3,7 @@
 /// @file
 /// The whole library in one include.
 
+#include "nivra/associationCandidate.h"
 #include "nivra/attributeFilter.h"
 #include "nivra/export.h"
 #include "nivra/faultHandler.h"

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
+#include <utility>
+#include <vector>
 
 namespace nivra {
 
@@ -10,9 +13,27 @@ namespace {
 // Cameras on different threads construct and destroy their servers at the same time.
 std::atomic<MotionTrackerServer*> processWideServer{nullptr};
 
+/// How far a running `updateClients` has come; unsubscribing moves both positions.
+struct Notification {
+  std::size_t next;
+  std::size_t end;
+};
+
+struct CameraMotionSource {
+  void* cameraMotionTracker = nullptr;
+  int channel = -1;
+  MotionTrackerServer::PositionFunction positionFunction = nullptr;
+};
+
 }  // namespace
 
-MotionTrackerServer::MotionTrackerServer() : self(this, [](MotionTrackerServer*) {}) { processWideServer = this; }
+struct MotionTrackerServer::Body {
+  std::vector<std::pair<Callback, void*>> subscribers;
+  std::vector<Notification> notifications;  // the running ones, each called by a subscriber of the one before
+  CameraMotionSource source;
+};
+
+MotionTrackerServer::MotionTrackerServer() : body(std::make_shared<Body>()) { processWideServer = this; }
 
 MotionTrackerServer::~MotionTrackerServer() { processWideServer = nullptr; }
 
@@ -20,12 +41,11 @@ MotionTrackerServer* MotionTrackerServer::getMotionTrackerServer() { return proc
 
 void MotionTrackerServer::setCameraMotionTracker(void* newCameraMotionTracker, int newChannel,
                                                  PositionFunction newPositionFunction) {
-  cameraMotionTracker = newCameraMotionTracker;
-  channel = newChannel;
-  positionFunction = newPositionFunction;
+  body->source = {newCameraMotionTracker, newChannel, newPositionFunction};
 }
 
 bool MotionTrackerServer::subscribeToCameraMotion(Callback callback, void* userData) {
+  auto& subscribers = body->subscribers;
   const bool subscribed = std::any_of(subscribers.begin(), subscribers.end(),
                                       [&](const auto& subscriber) { return subscriber.first == callback; });
   if (subscribed) return false;
@@ -34,12 +54,13 @@ bool MotionTrackerServer::subscribeToCameraMotion(Callback callback, void* userD
 }
 
 void MotionTrackerServer::unsubscribeFromCameraMotion(Callback callback, void* userData) {
+  auto& subscribers = body->subscribers;
   const auto found = std::find(subscribers.begin(), subscribers.end(), std::pair(callback, userData));
   if (found == subscribers.end()) return;
 
   const auto position = static_cast<std::size_t>(found - subscribers.begin());
   subscribers.erase(found);
-  for (Notification& running : notifications) {
+  for (Notification& running : body->notifications) {
     if (position < running.next) --running.next;
     if (position < running.end) --running.end;
   }
@@ -47,6 +68,8 @@ void MotionTrackerServer::unsubscribeFromCameraMotion(Callback callback, void* u
 
 void MotionTrackerServer::updateClients() {
   // A subscriber may destroy trackers, which unsubscribe, and may call this function again.
+  auto& subscribers = body->subscribers;
+  auto& notifications = body->notifications;
   const std::size_t level = notifications.size();
   notifications.push_back({0, subscribers.size()});
   const auto popLevel = [](std::vector<Notification>* running) { running->pop_back(); };
@@ -59,22 +82,10 @@ void MotionTrackerServer::updateClients() {
 }
 
 bool MotionTrackerServer::recalculatePosition(Point& point) {
-  if (cameraMotionTracker == nullptr || positionFunction == nullptr) return false;
-  return positionFunction(cameraMotionTracker, channel, point);
+  const auto& [tracker, channel, positionOf] = body->source;
+  return tracker != nullptr && positionOf != nullptr && positionOf(tracker, channel, point);
 }
 
-CameraMotionSubscription::CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback,
-                                                   void* subscribedUserData)
-    : CameraMotionSubscription(subscribedCallback, subscribedUserData, MotionTrackerServer::getMotionTrackerServer()) {}
-
-CameraMotionSubscription::CameraMotionSubscription(MotionTrackerServer::Callback subscribedCallback,
-                                                   void* subscribedUserData, MotionTrackerServer* motionServer)
-    : callback(subscribedCallback), userData(subscribedUserData), lifetime(std::make_shared<char>()) {
-  if (motionServer != nullptr && motionServer->subscribeToCameraMotion(callback, userData)) server = motionServer->self;
-}
-
-CameraMotionSubscription::~CameraMotionSubscription() {
-  if (const auto live = server.lock()) live->unsubscribeFromCameraMotion(callback, userData);
-}
+std::weak_ptr<const void> MotionTrackerServer::watch() const { return body; }
 
 }  // namespace nivra

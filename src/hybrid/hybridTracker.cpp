@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "core/detectionRange.h"
 #include "core/labels.h"
 #include "nivra/reid/reidTracker.h"
 #include "nivra/vanilla/vanillaTracker.h"
@@ -23,13 +22,21 @@ void setId(internal::DebugTrack& track, int id) { track.track.id = id; }
 
 }  // namespace
 
+struct HybridTracker::Body {
+  Body(const TrackerParams& params, const LabelAssociations& labelAssociations, MotionTrackerServer* motionServer)
+      : vanillaTracker(params.vanillaParams, labelAssociations, motionServer),
+        reidTracker(params.reidParams, labelAssociations, motionServer) {}
+
+  vanilla::VanillaTracker vanillaTracker;
+  reid::ReidTracker reidTracker;
+};
+
 HybridTracker::HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations)
     : HybridTracker(params, labelAssociations, MotionTrackerServer::getMotionTrackerServer()) {}
 
 HybridTracker::HybridTracker(const TrackerParams& params, const LabelAssociations& labelAssociations,
                              MotionTrackerServer* motionServer)
-    : vanillaTracker(std::make_unique<vanilla::VanillaTracker>(params.vanillaParams, labelAssociations, motionServer)),
-      reidTracker(std::make_unique<reid::ReidTracker>(params.reidParams, labelAssociations, motionServer)) {}
+    : body(std::make_unique<Body>(params, labelAssociations, motionServer)) {}
 
 HybridTracker::~HybridTracker() = default;
 
@@ -38,10 +45,10 @@ TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections
     return detection.label == kPersonLabel;
   });
   const auto humanCount = static_cast<std::size_t>(firstOther - detections.begin());
-  const DetectionRange humans(detections.data(), humanCount);
-  const DetectionRange others(detections.data() + humanCount, detections.size() - humanCount);
-  const TrackUpdateResult vanillaResult = vanillaTracker->updateFrame(others, timestamp);
-  const TrackUpdateResult reidResult = reidTracker->updateFrame(humans, timestamp);
+  const ObjectDetection* humans = detections.data();
+  const ObjectDetection* others = humans + humanCount;
+  const auto vanillaResult = body->vanillaTracker.update(others, detections.size() - humanCount, timestamp);
+  const auto reidResult = body->reidTracker.update(humans, humanCount, timestamp);
 
   TrackUpdateResult result;
   for (const int id : vanillaResult.removedIds) result.removedIds.insert(vanillaId(id));
@@ -51,11 +58,11 @@ TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections
 }
 
 std::vector<TrackedObjectDetection> HybridTracker::getTracks() const {
-  return mergeTracks(vanillaTracker->getTracks(), reidTracker->getTracks());
+  return mergeTracks(body->vanillaTracker.getTracks(), body->reidTracker.getTracks());
 }
 
 std::vector<internal::DebugTrack> HybridTracker::getDebugTracks() const {
-  return mergeTracks(vanillaTracker->getDebugTracks(), reidTracker->getDebugTracks());
+  return mergeTracks(body->vanillaTracker.getDebugTracks(), body->reidTracker.getDebugTracks());
 }
 
 int getId(const TrackedObjectDetection& track) { return track.id; }

@@ -1,5 +1,6 @@
 #include "nivra/reid/reidTracker.h"
 
+#include "core/cameraMotionSubscription.h"
 #include "core/detectionRange.h"
 #include "core/overlapSearch.h"
 #include "core/trackSteps.h"
@@ -45,10 +46,8 @@ void visitOverlapping(const std::vector<ObjectTrack>& tracks, std::uint64_t time
   });
 }
 
-}  // namespace
-
 /// What a frame's steps hand on to each other; kept from frame to frame for its memory alone.
-struct ReidTracker::FrameMemory {
+struct FrameMemory {
   FrameMemory(const TrackerParams& params, const LabelAssociations& associations) : matching(params, associations) {}
 
   OverlapSearch overlaps;
@@ -63,132 +62,157 @@ struct ReidTracker::FrameMemory {
   GreedyMatching revivals;
 };
 
-ReidTracker::ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
-    : ReidTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+}  // namespace
 
-ReidTracker::ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+struct ReidTracker::Body {
+  Body(const TrackerParams& trackerParams, const LabelAssociations& associations, ReidTracker* tracker,
+       MotionTrackerServer* motionServer)
+      : params(trackerParams), memory(params, associations), cameraMotion(cameraMovedCallback, tracker, motionServer) {}
+
+  TrackUpdateResult updateTracks(DetectionRange detections, unsigned long long timestamp);
+  void showInbetween(std::vector<ObjectDetection>& detections) const;
+  void markOverlapping(unsigned long long timestamp);
+  void partitionByLoss();
+  void markInbetween(DetectionRange detections);
+  void updateActive(DetectionRange detections, unsigned long long timestamp);
+  std::set<std::pair<int, int>> reviveInactive(unsigned long long timestamp);
+  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
+
+  const TrackerParams params;       // every track points at these
+  std::vector<ObjectTrack> tracks;  // oldest first
+  std::int32_t nextId = 0;
+  FrameMemory memory;
+  CameraMotionSubscription cameraMotion;
+};
+
+ReidTracker::ReidTracker(const TrackerParams& params, const LabelAssociations& associations)
+    : ReidTracker(params, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+ReidTracker::ReidTracker(const TrackerParams& params, const LabelAssociations& associations,
                          MotionTrackerServer* motionServer)
-    : params(trackerParams),
-      memory(std::make_unique<FrameMemory>(params, associations)),
-      cameraMotion(cameraMovedCallback, this, motionServer) {}
+    : body(std::make_unique<Body>(params, associations, this, motionServer)) {}
 
 ReidTracker::~ReidTracker() = default;
 
 TrackUpdateResult ReidTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
-  predict(timestamp);
-  return updateTracks(detections, timestamp);
+  TrackUpdateResult result = update(detections.data(), detections.size(), timestamp);
+  body->showInbetween(detections);
+  return result;
 }
 
-TrackUpdateResult ReidTracker::updateFrame(DetectionRange detections, unsigned long long timestamp) {
+TrackUpdateResult ReidTracker::update(const ObjectDetection* detections, std::size_t count,
+                                      unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  return matchReviveAndStart(detections, timestamp);
+  return body->updateTracks({detections, count}, timestamp);
 }
 
 void ReidTracker::predict(unsigned long long timestamp) {
   TimeStep step;
-  predictTracks(tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
+  predictTracks(body->tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
 }
 
 TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  TrackUpdateResult result = matchReviveAndStart(DetectionRange(detections), timestamp);
-  for (std::size_t i = 0; i < detections.size(); ++i) {
-    if (memory->isInbetween[i] != 0) detections[i].inbetween = true;
-  }
+  TrackUpdateResult result = body->updateTracks(DetectionRange(detections), timestamp);
+  body->showInbetween(detections);
   return result;
 }
 
-TrackUpdateResult ReidTracker::matchReviveAndStart(DetectionRange detections, unsigned long long timestamp) {
+/// Sets the flags of the detections, of all those in the frame, that were found to lie between others.
+void ReidTracker::Body::showInbetween(std::vector<ObjectDetection>& detections) const {
+  for (std::size_t i = 0; i < detections.size(); ++i) {
+    if (memory.isInbetween[i] != 0) detections[i].inbetween = true;
+  }
+}
+
+TrackUpdateResult ReidTracker::Body::updateTracks(DetectionRange detections, unsigned long long timestamp) {
   const DetectionsOfFrame detectionsOfFrame(tracks);
   markOverlapping(timestamp);
   partitionByLoss();
   markInbetween(detections);
-  memory->matching.match(memory->active, detections, memory->isInbetween);
+  memory.matching.match(memory.active, detections, memory.isInbetween);
   updateActive(detections, timestamp);
 
   TrackUpdateResult result;
   result.mergedIds = reviveInactive(timestamp);
   // From here on tracks move within their vector, and no pointer to one is used any more.
-  result.removedIds = pruneExpiredTracks();
+  result.removedIds = eraseExpired(tracks);
   for (std::uint32_t i = 0; i < detections.size(); ++i) {
-    if (memory->matching.isLeft(i) && memory->isInbetween[i] == 0) startTrack(detections[i], timestamp);
+    if (memory.matching.isLeft(i) && memory.isInbetween[i] == 0) startTrack(detections[i], timestamp);
   }
   return result;
 }
 
-void ReidTracker::markOverlapping(unsigned long long timestamp) {
-  std::vector<char>& isOverlapping = memory->isOverlapping;
-  isOverlapping.assign(tracks.size(), 0);
-  visitOverlapping(tracks, timestamp, params, memory->overlaps, memory->considered,
-                   [&](std::uint32_t a, std::uint32_t b) { isOverlapping[a] = isOverlapping[b] = 1; });
+void ReidTracker::Body::markOverlapping(unsigned long long timestamp) {
+  memory.isOverlapping.assign(tracks.size(), 0);
+  visitOverlapping(tracks, timestamp, params, memory.overlaps, memory.considered,
+                   [&](std::uint32_t a, std::uint32_t b) { memory.isOverlapping[a] = memory.isOverlapping[b] = 1; });
 }
 
-void ReidTracker::partitionByLoss() {
-  memory->active.clear();
-  memory->inactive.clear();
+void ReidTracker::Body::partitionByLoss() {
+  memory.active.clear();
+  memory.inactive.clear();
   for (ObjectTrack& track : tracks) {
-    (track.getState() == TrackState::Inactive ? memory->inactive : memory->active).push_back(&track);
+    (track.getState() == TrackState::Inactive ? memory.inactive : memory.active).push_back(&track);
   }
 }
 
-void ReidTracker::markInbetween(DetectionRange detections) {
-  std::vector<char>& isInbetween = memory->isInbetween;
-  isInbetween.clear();
-  for (const ObjectDetection& detection : detections) isInbetween.push_back(detection.inbetween ? 1 : 0);
-  memory->inbetweenSearch.mark(detections, params.inBetween, kInbetweenAspect,
-                               [&](std::uint32_t middle) { isInbetween[middle] = 1; });
+void ReidTracker::Body::markInbetween(DetectionRange detections) {
+  memory.isInbetween.clear();
+  for (const ObjectDetection& detection : detections) memory.isInbetween.push_back(detection.inbetween ? 1 : 0);
+  memory.inbetweenSearch.mark(detections, params.inBetween, kInbetweenAspect,
+                              [&](std::uint32_t middle) { memory.isInbetween[middle] = 1; });
 }
 
-void ReidTracker::updateActive(DetectionRange detections, unsigned long long timestamp) {
-  for (std::uint32_t i = 0; i < memory->active.size(); ++i) {
-    ObjectTrack& track = *memory->active[i];
-    const std::uint32_t detection = memory->matching.detectionOf(i);
+void ReidTracker::Body::updateActive(DetectionRange detections, unsigned long long timestamp) {
+  for (std::uint32_t i = 0; i < memory.active.size(); ++i) {
+    ObjectTrack& track = *memory.active[i];
+    const std::uint32_t detection = memory.matching.detectionOf(i);
     if (detection == GreedyMatching::kNone) {
       track.emptyUpdate(timestamp);
     } else {
-      const bool storeFeature = memory->isOverlapping[static_cast<std::size_t>(&track - tracks.data())] == 0;
+      const bool storeFeature = memory.isOverlapping[static_cast<std::size_t>(&track - tracks.data())] == 0;
       track.update(detections[detection], timestamp, storeFeature);
     }
   }
 }
 
-std::set<std::pair<int, int>> ReidTracker::reviveInactive(unsigned long long timestamp) {
-  memory->pending.clear();
+std::set<std::pair<int, int>> ReidTracker::Body::reviveInactive(unsigned long long timestamp) {
+  memory.pending.clear();
   for (ObjectTrack& track : tracks) {
     // When a timestamp is repeated, tracks updated in the frame before still bear it.
-    if (track.getDetection() != nullptr && track.canGetConfidentId(timestamp)) memory->pending.push_back(&track);
+    if (track.getDetection() != nullptr && track.canGetConfidentId(timestamp)) memory.pending.push_back(&track);
   }
 
-  matchRevivals(memory->inactive, memory->pending, memory->revivals);
+  matchRevivals(memory.inactive, memory.pending, memory.revivals);
   std::set<std::pair<int, int>> mergedIds;
-  for (std::uint32_t i = 0; i < memory->inactive.size(); ++i) {
-    ObjectTrack& lost = *memory->inactive[i];
-    const std::uint32_t match = memory->revivals.partnerOf(i);
+  for (std::uint32_t i = 0; i < memory.inactive.size(); ++i) {
+    ObjectTrack& lost = *memory.inactive[i];
+    const std::uint32_t match = memory.revivals.partnerOf(i);
     if (match == GreedyMatching::kNone) {
       lost.emptyUpdate(timestamp);
     } else {
-      lost.revive(*memory->pending[match], timestamp);
-      mergedIds.emplace(memory->pending[match]->getId(), lost.getId());
+      lost.revive(*memory.pending[match], timestamp);
+      mergedIds.emplace(memory.pending[match]->getId(), lost.getId());
     }
   }
-  for (std::uint32_t i = 0; i < memory->pending.size(); ++i) {
-    if (memory->revivals.isFree(i)) qualify(*memory->pending[i], timestamp);
+  for (std::uint32_t i = 0; i < memory.pending.size(); ++i) {
+    if (memory.revivals.isFree(i)) qualify(*memory.pending[i], timestamp);
   }
   return mergedIds;
 }
 
-void ReidTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
+void ReidTracker::Body::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
   tracks.emplace_back(detection, takeNextId(nextId), timestamp, params);
 }
 
 void ReidTracker::addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp) {
   for (const ObjectDetection* detection : detections) {
-    if (!detection->inbetween) startTrack(*detection, timestamp);
+    if (!detection->inbetween) body->startTrack(*detection, timestamp);
   }
 }
 
-std::set<int> ReidTracker::pruneExpiredTracks() { return eraseExpired(tracks); }
+std::set<int> ReidTracker::pruneExpiredTracks() { return eraseExpired(body->tracks); }
 
 std::set<int> ReidTracker::getOverlappingTracks(const std::vector<ObjectTrack>& tracks, unsigned long long timestamp,
                                                 const TrackerParams& params) {
@@ -203,18 +227,18 @@ std::set<int> ReidTracker::getOverlappingTracks(const std::vector<ObjectTrack>& 
 
 std::vector<TrackedObjectDetection> ReidTracker::getTracks() const {
   std::vector<TrackedObjectDetection> reports;
-  for (const ObjectTrack& track : tracks) {
+  for (const ObjectTrack& track : body->tracks) {
     if (track.isReported()) reports.push_back(track.reportTrack());
   }
   return reports;
 }
 
-std::vector<internal::DebugTrack> ReidTracker::getDebugTracks() const { return reportDebugTracks(tracks); }
+std::vector<internal::DebugTrack> ReidTracker::getDebugTracks() const { return reportDebugTracks(body->tracks); }
 
 void ReidTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;
-  auto& tracker = *static_cast<ReidTracker*>(userData);
-  shiftByCameraMotion(tracker.tracks, *server, tracker.cameraMotion.watch());
+  Body& body = *static_cast<ReidTracker*>(userData)->body;
+  shiftByCameraMotion(body.tracks, *server, body.cameraMotion.watch());
 }
 
 }  // namespace nivra::reid

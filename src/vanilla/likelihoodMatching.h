@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "core/detectionIndex.h"
@@ -25,11 +25,12 @@ namespace nivra {
 template <class Track>
 class LikelihoodMatching {
  public:
-  LikelihoodMatching(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations)
+  /// @param widthFactorLimitOf Gives the limit on the horizontal offset of a detection by its label.
+  template <class WidthFactorLimitOf>
+  LikelihoodMatching(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
+                     WidthFactorLimitOf widthFactorLimitOf)
       : params(trackerParams), index(associations) {
-    for (const std::string& label : index.getLabels().getLabels()) {
-      limits.push_back(Track::widthFactorLimit(params, label));
-    }
+    for (const std::string& label : index.getLabels().getLabels()) limits.push_back(widthFactorLimitOf(label));
     widestLimit = *std::max_element(limits.begin(), limits.end());
   }
 
@@ -95,7 +96,7 @@ class LikelihoodMatching {
   template <class IsWanted, class Visit>
   void visitDetectionsOf(const Track& track, IsWanted isWanted, Visit visit) {
     const vanilla::BoxGate gate(track.getBoxFilter(), params);
-    index.visitAdmissible(track.getLabelNumber(getLabels()), gate.reach(widestLimit), [&](std::uint32_t i) {
+    index.visitAdmissible(getLabels().numberOf(track.getLabel()), gate.reach(widestLimit), [&](std::uint32_t i) {
       if (isWanted(i) && accepts(track, gate, i)) visit(i, 0.0F);
     });
   }
@@ -106,7 +107,7 @@ class LikelihoodMatching {
     if (trackIndex.isEmpty()) indexTracks(tracks);
     const std::uint32_t label = index.labelNumberOf(detection);
     const auto visitIfAccepted = [&](std::uint32_t i) {
-      if (!isWanted(i) || !getLabels().admissibleTo(tracks[i].getLabelNumber(getLabels())).contains(label)) return;
+      if (!isWanted(i) || !getLabels().admissibleTo(trackLabels[i]).contains(label)) return;
       if (accepts(tracks[i], gates[i], detection)) visit(i, 0.0F);
     };
     if (const std::optional<Point> place = placeOf(detection)) {
@@ -118,8 +119,10 @@ class LikelihoodMatching {
 
   void indexTracks(const std::vector<Track>& tracks) {
     gates.clear();
+    trackLabels.clear();
     for (const Track& track : tracks) {
       gates.emplace_back(track.getBoxFilter(), params);
+      trackLabels.push_back(getLabels().numberOf(track.getLabel()));
       trackIndex.add(gates.back().reach(widestLimit));
     }
     trackIndex.build();
@@ -132,46 +135,8 @@ class LikelihoodMatching {
   float widestLimit = 0.0F;
   TrackIndex trackIndex;                // where a detection is to find its tracks
   std::vector<vanilla::BoxGate> gates;  // likewise, by track
+  std::vector<std::uint32_t> trackLabels;
   GreedyMatching matching;
 };
-
-/// A tracker's filter parameters, for tracks that end before it does.
-inline std::shared_ptr<const KalmanBoxParams> lendFilterParams(const vanilla::TrackerParams& params) {
-  return {std::shared_ptr<const KalmanBoxParams>(), &params.kalmanParams};
-}
-
-/// One frame's matching: matched tracks take their detections in, the others age.
-/// @param start Starts a track from a detection that no track took.
-template <class Track, class Start>
-void updateTracksByLikelihood(std::vector<Track>& tracks, DetectionRange detections, unsigned long long timestamp,
-                              LikelihoodMatching<Track>& matching, Start start) {
-  matching.match(tracks, detections);
-  for (std::uint32_t i = 0; i < tracks.size(); ++i) {
-    const std::uint32_t detection = matching.detectionOf(i);
-    if (detection == GreedyMatching::kNone) {
-      tracks[i].emptyUpdate();
-    } else {
-      tracks[i].update(detections[detection], timestamp);
-    }
-  }
-  for (std::uint32_t i = 0; i < detections.size(); ++i) {
-    if (matching.isLeft(i)) start(detections[i]);
-  }
-}
-
-/// The pairs that pass the gates in the trackers' own terms: detection by detection, within each track by track.
-template <class Candidate, class Track>
-std::vector<Candidate> associateByLikelihood(std::vector<Track>& tracks, const std::vector<ObjectDetection>& detections,
-                                             LikelihoodMatching<Track>& matching) {
-  matching.findPairs(tracks, DetectionRange(detections));
-  std::vector<Candidate> candidates;
-  for (const GreedyMatching::Pair& pair : matching.getPairs()) {
-    candidates.push_back({&tracks[pair.first], &detections[pair.second], matching.costOf(tracks, pair)});
-  }
-  // Stable, so that the tracks of one detection keep their order.
-  std::stable_sort(candidates.begin(), candidates.end(),
-                   [](const Candidate& a, const Candidate& b) { return a.detection < b.detection; });
-  return candidates;
-}
 
 }  // namespace nivra

@@ -6,7 +6,6 @@
 
 #include "core/boxGeometry.h"
 #include "core/frameTime.h"
-#include "core/labelTable.h"
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
@@ -62,18 +61,15 @@ void ObjectTrack::predict(unsigned long long timestamp) {
   predict(timestamp, step);
 }
 
-void ObjectTrack::predict(unsigned long long timestamp, TimeStep& step) {
-  if (advanceTime(timestamp)) boxFilter.predict(stepOf(predictionInterval, step));
-}
-
-bool ObjectTrack::advanceTime(unsigned long long timestamp) {
-  if (!isNewer(timestamp, predictionTimestamp)) return false;
+void ObjectTrack::predict(unsigned long long timestamp, TimeStep& step,
+                          const std::array<float, 4>& processNoiseScales) {
+  if (!isNewer(timestamp, predictionTimestamp)) return;
   predictionInterval = secondsBetween(predictionTimestamp, timestamp);
   predictionTimestamp = timestamp;
   lastDetectionId = -1;
   // Needed at the end of the frame; fetched from far away when many trackers take turns.
   __builtin_prefetch(classScores.data());
-  return true;
+  boxFilter.predict(stepOf(predictionInterval, step), processNoiseScales);
 }
 
 float ObjectTrack::observationLikelihood(const ObjectDetection& detection) const {
@@ -109,34 +105,22 @@ void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   const auto best = std::max_element(classScores.begin(), classScores.end(),
                                      [](const auto& a, const auto& b) { return a.score < b.score; });
   if (best == classScores.end()) return;
-  if (label != best->label) {
-    label = best->label;
-    labelNumber.reset();
-  }
+  if (label != best->label) label = best->label;  // rarely, and telling costs less than copying
   score = best->score;
 }
 
 void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  return passesGates(detection, labelAssociations, widthFactorLimit(*params, detection.label));
+  return canAssociate(detection, labelAssociations, params->widthFactorGating);
 }
 
-float ObjectTrack::widthFactorLimit(const TrackerParams& params, const std::string& /*detectionLabel*/) {
-  return params.widthFactorGating;
-}
-
-bool ObjectTrack::passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
-                              float widthFactorLimit) const {
+bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
+                               float widthFactorLimit) const {
   if (!isAdmissible(labelAssociations, label, detection.label)) return false;
 
   const auto measurement = KalmanBoxFilter::measure(detection.box);
   return BoxGate(boxFilter, *params).accepts(measurement, widthFactorLimit) && boxFilter.accepts(measurement);
-}
-
-std::uint32_t ObjectTrack::getLabelNumber(const LabelTable& labels) const {
-  if (!labelNumber) labelNumber = labels.numberOf(label);
-  return *labelNumber;
 }
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
@@ -147,21 +131,12 @@ void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
 }
 
 void ObjectTrack::update(const ObjectDetection& detection, unsigned long long timestamp) {
-  if (!beginUpdate(detection, timestamp)) return;
-  updateClassInfo(detection);
-  finishUpdate(detection);
-}
-
-bool ObjectTrack::beginUpdate(const ObjectDetection& detection, unsigned long long timestamp) {
-  if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return false;
+  if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return;
   updateSmoothedObservationLogLikelihood(boxFilter.observationLogLikelihood(detection.box));
   if (smoothedObservationLogLikelihood > params->confidentLikelihoodThreshold) tentative = false;
   lastDetectionId = detection.id;
   attributeFilter.update(detection.attributes, params->scoreAbsorption);
-  return true;
-}
-
-void ObjectTrack::finishUpdate(const ObjectDetection& detection) {
+  updateClassInfo(detection);
   updateObjectnessScaling(detection);
   boxFilter.update(detection.box);
 }

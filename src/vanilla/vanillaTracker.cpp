@@ -1,54 +1,50 @@
 #include "nivra/vanilla/vanillaTracker.h"
 
-#include "core/detectionRange.h"
-#include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
-#include "vanilla/likelihoodMatching.h"
+#include "vanilla/likelihoodBody.h"
 
 namespace nivra::vanilla {
 
-VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations)
-    : VanillaTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+struct VanillaTracker::Body : LikelihoodBody<ObjectTrack> {
+  Body(const TrackerParams& trackerParams, const LabelAssociations& associations, VanillaTracker* tracker,
+       MotionTrackerServer* motionServer)
+      : LikelihoodBody(
+            trackerParams, associations, [&](const std::string&) { return trackerParams.widthFactorGating; },
+            cameraMovedCallback, tracker, motionServer) {}
+};
 
-VanillaTracker::VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
+VanillaTracker::VanillaTracker(const TrackerParams& params, const LabelAssociations& associations)
+    : VanillaTracker(params, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+VanillaTracker::VanillaTracker(const TrackerParams& params, const LabelAssociations& associations,
                                MotionTrackerServer* motionServer)
-    : params(trackerParams),
-      matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
-      cameraMotion(cameraMovedCallback, this, motionServer) {}
+    : body(std::make_unique<Body>(params, associations, this, motionServer)) {}
 
 VanillaTracker::~VanillaTracker() = default;
 
 TrackUpdateResult VanillaTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  return updateFrame(DetectionRange(detections), timestamp);
+  return update(detections.data(), detections.size(), timestamp);
 }
 
-TrackUpdateResult VanillaTracker::updateFrame(DetectionRange detections, unsigned long long timestamp) {
+TrackUpdateResult VanillaTracker::update(const ObjectDetection* detections, std::size_t count,
+                                         unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  matchAndStart(detections, timestamp);
+  body->updateTracks({detections, count}, timestamp);
   return {pruneExpiredTracks(), {}};
 }
 
 void VanillaTracker::predict(unsigned long long timestamp) {
   TimeStep step;
-  predictTracks(tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
-}
-
-void VanillaTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  matchAndStart(DetectionRange(detections), timestamp);
-}
-
-void VanillaTracker::matchAndStart(DetectionRange detections, unsigned long long timestamp) {
-  updateTracksByLikelihood(tracks, detections, timestamp, *matching,
-                           [&](const ObjectDetection& detection) { startTrack(detection, timestamp); });
+  predictTracks(body->getTracks(), [&](ObjectTrack& track) { track.predict(timestamp, step); });
 }
 
 std::vector<AssociationCandidate> VanillaTracker::associate(const std::vector<ObjectDetection>& detections) {
-  return associateByLikelihood<AssociationCandidate>(tracks, detections, *matching);
+  return body->associate(detections);
 }
 
-void VanillaTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
-  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params, lendFilterParams(params));
+void VanillaTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
+  body->updateTracks(DetectionRange(detections), timestamp);
 }
 
 void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {
@@ -56,19 +52,19 @@ void VanillaTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatc
 }
 
 void VanillaTracker::addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp) {
-  for (const ObjectDetection* detection : detections) startTrack(*detection, timestamp);
+  for (const ObjectDetection* detection : detections) body->startTrack(*detection, timestamp);
 }
 
-std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(tracks); }
+std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
 
-std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const { return reportTracks(tracks); }
+std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const { return reportTracks(body->getTracks()); }
 
-std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const { return reportDebugTracks(tracks); }
+std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const {
+  return reportDebugTracks(body->getTracks());
+}
 
 void VanillaTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
-  if (server == nullptr || userData == nullptr) return;
-  auto& tracker = *static_cast<VanillaTracker*>(userData);
-  shiftByCameraMotion(tracker.tracks, *server, tracker.cameraMotion.watch());
+  if (server != nullptr && userData != nullptr) static_cast<VanillaTracker*>(userData)->body->followCamera(*server);
 }
 
 }  // namespace nivra::vanilla

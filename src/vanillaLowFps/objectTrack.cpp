@@ -5,8 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "core/frameTime.h"
-#include "core/labels.h"
+#include "vanillaLowFps/widthFactorLimit.h"
 
 namespace nivra::vanillaLowFps {
 
@@ -19,8 +18,6 @@ constexpr float kFastProcessNoiseFactor = 6.0F;
 
 bool isFastHorizontally(const Point& velocity) { return std::abs(velocity.x) > kFastHorizontalSpeed; }
 bool isFastVertically(const Point& velocity) { return std::abs(velocity.y) > kFastVerticalSpeed; }
-
-constexpr float kPersonWidthFactorLimit = 1.7F;
 
 constexpr float kSureVehicleScore = 65.0F;  // percent
 constexpr float kSecondVehicleDivisor = 3.0F;
@@ -48,8 +45,7 @@ void ObjectTrack::predict(unsigned long long timestamp, bool useVelocityNoise) {
 }
 
 void ObjectTrack::predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step) {
-  if (!track.advanceTime(timestamp)) return;
-  track.boxFilter.predict(stepOf(track.predictionInterval, step), processNoiseFactors(useVelocityNoise));
+  track.predict(timestamp, step, processNoiseFactors(useVelocityNoise));
 }
 
 std::vector<float> ObjectTrack::getProcessNoiseFactors(bool useVelocityNoise) const {
@@ -59,44 +55,46 @@ std::vector<float> ObjectTrack::getProcessNoiseFactors(bool useVelocityNoise) co
 
 std::array<float, 4> ObjectTrack::processNoiseFactors(bool useVelocityNoise) const {
   if (!useVelocityNoise) return {1.0F, 1.0F, 1.0F, 1.0F};
-  const Point velocity = track.boxFilter.getVelocity();
+  const Point velocity = track.getBoxFilter().getVelocity();
   const float x = isFastHorizontally(velocity) ? kFastProcessNoiseFactor : 1.0F;
   const float y = isFastVertically(velocity) ? kFastProcessNoiseFactor : 1.0F;
   return {x, y, y, y};
 }
 
 bool ObjectTrack::isFast() const {
-  const Point velocity = track.boxFilter.getVelocity();
+  const Point velocity = track.getBoxFilter().getVelocity();
   return isFastHorizontally(velocity) || isFastVertically(velocity);
 }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  return track.passesGates(detection, labelAssociations, widthFactorLimit(*track.params, detection.label));
-}
-
-float ObjectTrack::widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel) {
-  return detectionLabel == kPersonLabel ? kPersonWidthFactorLimit : params.widthFactorGating;
+  return track.canAssociate(detection, labelAssociations, widthFactorLimit(track.getParams(), detection.label));
 }
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   track.updateClassInfo(detection);
-  if (track.classScores.size() < 2 || !isVehicle(track.label)) return;
+  addVehicleBonus();
+}
 
-  const float bestScore = track.score;
+void ObjectTrack::addVehicleBonus() {
+  const std::string& label = track.getLabel();
+  const std::vector<Classification>& classScores = track.getClassScores();
+  if (classScores.size() < 2 || !isVehicle(label)) return;
+
+  const float bestScore = track.getScore();
   const Classification* second = nullptr;
-  for (const Classification& entry : track.classScores) {
-    if (entry.label == track.label) continue;
+  for (const Classification& entry : classScores) {
+    if (entry.label == label) continue;
     if (second == nullptr || entry.score > second->score) second = &entry;
   }
   if (bestScore < kSureVehicleScore && isVehicle(second->label)) {
-    track.score = bestScore + second->score / kSecondVehicleDivisor;
+    track.setScore(bestScore + second->score / kSecondVehicleDivisor);
   }
 }
 
 void ObjectTrack::update(const ObjectDetection& detection, unsigned long long timestamp) {
-  if (!track.beginUpdate(detection, timestamp)) return;
-  updateClassInfo(detection);
-  track.finishUpdate(detection);
+  const bool isTaken = timestamp == track.getPredictionTimestamp();
+  track.update(detection, timestamp);
+  if (isTaken) addVehicleBonus();
 }
 
 }  // namespace nivra::vanillaLowFps

@@ -1,14 +1,15 @@
 #include "nivra/vanillaLowFps/vanillaLowFpsTracker.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <string>
 
-#include "core/detectionRange.h"
 #include "core/faultReport.h"
 #include "core/labels.h"
 #include "core/overlapSearch.h"
-#include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
-#include "vanilla/likelihoodMatching.h"
+#include "vanilla/likelihoodBody.h"
+#include "vanillaLowFps/widthFactorLimit.h"
 
 namespace nivra::vanillaLowFps {
 
@@ -16,25 +17,76 @@ namespace {
 
 constexpr float kOverlapThreshold = 0.4F;  // intersection over union
 
+/// Which tracks overlapped at the latest update matters only to fast ones at the next prediction. Until then, what is
+/// needed to find out is kept.
+class OverlapNotes {
+ public:
+  /// Notes where the tracks are. A label without associations is reported as a fault, once for every later track.
+  void note(const std::vector<ObjectTrack>& tracks, const LabelTable& labels) {
+    overlaps.clear();
+    notedTracks.clear();
+    std::size_t later = tracks.size();
+    for (const ObjectTrack& track : tracks) {
+      overlaps.add(track.getBox());
+      notedTracks.push_back({track.getId(), labels.numberOf(track.getLabel())});
+      --later;
+      if (labels.hasEntry(notedTracks.back().label)) continue;
+      for (std::size_t i = 0; i < later; ++i) reportFault("Got class without known associations: " + track.getLabel());
+    }
+  }
+
+  /// Lists the identities of the tracks, as noted, whose box overlapped that of a track whose label they may take.
+  void findOverlapping(const LabelTable& labels, std::vector<int>& ids) {
+    ids.assign(notedTracks.size(), 0);  // at first a mark for each track
+    overlaps.visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
+      const LabelTable::Admissible admissible = labels.admissibleTo(notedTracks[a].label);
+      if (admissible.contains(notedTracks[b].label)) ids[a] = ids[b] = 1;
+    });
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < notedTracks.size(); ++i) {
+      if (ids[i] != 0) ids[count++] = notedTracks[i].id;
+    }
+    ids.resize(count);
+    std::sort(ids.begin(), ids.end());
+  }
+
+ private:
+  struct NotedTrack {
+    int id;
+    std::uint32_t label;
+  };
+
+  OverlapSearch overlaps;
+  std::vector<NotedTrack> notedTracks;
+};
+
 }  // namespace
 
-VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams,
-                                           const LabelAssociations& associations)
-    : VanillaLowFpsTracker(trackerParams, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+struct VanillaLowFpsTracker::Body : LikelihoodBody<ObjectTrack> {
+  Body(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
+       VanillaLowFpsTracker* tracker, MotionTrackerServer* motionServer)
+      : LikelihoodBody(
+            trackerParams, associations,
+            [&](const std::string& label) { return widthFactorLimit(trackerParams, label); }, cameraMovedCallback,
+            tracker, motionServer) {}
 
-VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams,
-                                           const LabelAssociations& associations, MotionTrackerServer* motionServer)
-    : params(trackerParams),
-      matching(std::make_unique<LikelihoodMatching<ObjectTrack>>(params, associations)),
-      overlaps(std::make_unique<OverlapSearch>()),
-      cameraMotion(cameraMovedCallback, this, motionServer) {}
+  OverlapNotes overlapNotes;
+  std::vector<int> overlappingTrackIds;  // keeps its memory from frame to frame
+};
+
+VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations)
+    : VanillaLowFpsTracker(params, associations, MotionTrackerServer::getMotionTrackerServer()) {}
+
+VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations,
+                                           MotionTrackerServer* motionServer)
+    : body(std::make_unique<Body>(params, associations, this, motionServer)) {}
 
 VanillaLowFpsTracker::~VanillaLowFpsTracker() = default;
 
 TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
   TrackerLogger::getDefaultLogger()->setTimestamp(timestamp);
   predict(timestamp);
-  noteTracks();
+  body->overlapNotes.note(body->getTracks(), body->getLabels());
   updateTracks(detections, timestamp);
   return {pruneExpiredTracks(), {}};
 }
@@ -42,57 +94,30 @@ TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& det
 void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
   bool areOverlapsKnown = false;
   const auto wasOverlapping = [&](int id) {
-    if (!areOverlapsKnown) findOverlappingTracks(overlappingTrackIds);
+    std::vector<int>& ids = body->overlappingTrackIds;
+    if (!areOverlapsKnown) body->overlapNotes.findOverlapping(body->getLabels(), ids);
     areOverlapsKnown = true;
-    return std::binary_search(overlappingTrackIds.begin(), overlappingTrackIds.end(), id);
+    return std::binary_search(ids.begin(), ids.end(), id);
   };
   TimeStep step;
-  predictTracks(tracks, [&](ObjectTrack& track) {
+  predictTracks(body->getTracks(), [&](ObjectTrack& track) {
     const bool useVelocityNoise = track.isFast() && track.getLabel() != kPersonLabel && !wasOverlapping(track.getId());
     track.predict(timestamp, useVelocityNoise, step);
   });
 }
 
-void VanillaLowFpsTracker::noteTracks() {
-  const LabelTable& labels = matching->getLabels();
-  overlaps->clear();
-  notedTracks.clear();
-  std::size_t later = tracks.size();
-  for (const ObjectTrack& track : tracks) {
-    overlaps->add(track.getBox());
-    notedTracks.push_back({track.getId(), track.getLabelNumber(labels)});
-    --later;
-    if (labels.hasEntry(notedTracks.back().label)) continue;
-    for (std::size_t i = 0; i < later; ++i) reportFault("Got class without known associations: " + track.getLabel());
-  }
-}
-
-void VanillaLowFpsTracker::findOverlappingTracks(std::vector<int>& ids) const {
-  ids.assign(notedTracks.size(), 0);  // at first a mark for each track
-  overlaps->visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
-    const LabelTable::Admissible admissible = matching->getLabels().admissibleTo(notedTracks[a].label);
-    if (admissible.contains(notedTracks[b].label)) ids[a] = ids[b] = 1;
-  });
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < notedTracks.size(); ++i) {
-    if (ids[i] != 0) ids[count++] = notedTracks[i].id;
-  }
-  ids.resize(count);
-  std::sort(ids.begin(), ids.end());
-}
-
 std::set<int> VanillaLowFpsTracker::getOverlappingTrackIds() const {
   std::vector<int> ids;
-  findOverlappingTracks(ids);
+  body->overlapNotes.findOverlapping(body->getLabels(), ids);
   return {ids.begin(), ids.end()};
 }
 
 std::vector<AssociationCandidate> VanillaLowFpsTracker::associate(const std::vector<ObjectDetection>& detections) {
-  return associateByLikelihood<AssociationCandidate>(tracks, detections, *matching);
+  return body->associate(detections);
 }
 
 void VanillaLowFpsTracker::updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp) {
-  matchAndStart(DetectionRange(detections), timestamp);
+  body->updateTracks(DetectionRange(detections), timestamp);
 }
 
 void VanillaLowFpsTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks) {
@@ -101,28 +126,20 @@ void VanillaLowFpsTracker::updateNonMatchedTracks(const std::set<ObjectTrack*>& 
 
 void VanillaLowFpsTracker::addNewTracks(const std::set<const ObjectDetection*>& detections,
                                         unsigned long long timestamp) {
-  for (const ObjectDetection* detection : detections) startTrack(*detection, timestamp);
+  for (const ObjectDetection* detection : detections) body->startTrack(*detection, timestamp);
 }
 
-void VanillaLowFpsTracker::matchAndStart(DetectionRange detections, unsigned long long timestamp) {
-  updateTracksByLikelihood(tracks, detections, timestamp, *matching,
-                           [&](const ObjectDetection& detection) { startTrack(detection, timestamp); });
+std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
+
+std::vector<TrackedObjectDetection> VanillaLowFpsTracker::getTracks() const { return reportTracks(body->getTracks()); }
+
+std::vector<internal::DebugTrack> VanillaLowFpsTracker::getDebugTracks() const {
+  return reportDebugTracks(body->getTracks());
 }
-
-void VanillaLowFpsTracker::startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
-  tracks.emplace_back(detection, takeNextId(nextId), timestamp, params, lendFilterParams(params));
-}
-
-std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(tracks); }
-
-std::vector<TrackedObjectDetection> VanillaLowFpsTracker::getTracks() const { return reportTracks(tracks); }
-
-std::vector<internal::DebugTrack> VanillaLowFpsTracker::getDebugTracks() const { return reportDebugTracks(tracks); }
 
 void VanillaLowFpsTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;
-  auto& tracker = *static_cast<VanillaLowFpsTracker*>(userData);
-  shiftByCameraMotion(tracker.tracks, *server, tracker.cameraMotion.watch());
+  static_cast<VanillaLowFpsTracker*>(userData)->body->followCamera(*server);
 }
 
 }  // namespace nivra::vanillaLowFps

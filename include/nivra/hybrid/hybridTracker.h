@@ -11,14 +11,6 @@
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 
-namespace nivra::vanilla {
-class VanillaTracker;
-}
-
-namespace nivra::reid {
-class ReidTracker;
-}
-
 namespace nivra::hybrid {
 
 /// Runs a vanilla and a re-identification tracker side by side and merges what they report.
@@ -43,8 +35,8 @@ class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
   std::vector<internal::DebugTrack> getDebugTracks() const override;
 
  private:
-  std::unique_ptr<vanilla::VanillaTracker> vanillaTracker;
-  std::unique_ptr<reid::ReidTracker> reidTracker;
+  struct Body;
+  std::unique_ptr<Body> body;
 };
 
 /// Identity of a report.

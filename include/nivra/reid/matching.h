@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "nivra/associationCandidate.h"
 #include "nivra/export.h"
 #include "nivra/objectDetection.h"
 #include "nivra/objectTracker.h"
@@ -23,12 +24,8 @@ struct MatchParams {
   LabelAssociations labelAssociations;
 };
 
-/// One admissible pairing of an active track with a detection.
-struct DetMatch {
-  ObjectTrack* track;
-  const ObjectDetection* detection;
-  float cost;  ///< `lambda` * IoU distance + (1 - `lambda`) * feature distance.
-};
+/// Of an active track. Its cost is `lambda` * IoU distance + (1 - `lambda`) * feature distance.
+using DetMatch = AssociationCandidate<ObjectTrack>;
 
 /// One admissible revival.
 struct TrackMatch {

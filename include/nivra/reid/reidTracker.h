@@ -3,10 +3,9 @@
 /// @file
 /// The re-identification tracker: motion, overlap and appearance; people who come back keep their identity.
 
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <set>
-#include <utility>
 #include <vector>
 
 #include "nivra/export.h"
@@ -14,13 +13,6 @@
 #include "nivra/objectTracker.h"
 #include "nivra/reid/objectTrack.h"
 #include "nivra/trackerParams.h"
-
-namespace nivra {
-class DetectionRange;
-namespace hybrid {
-class HybridTracker;
-}
-}  // namespace nivra
 
 namespace nivra::reid {
 
@@ -32,16 +24,17 @@ namespace nivra::reid {
 class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
  public:
   /// Copies both arguments and subscribes to the camera motion server of this moment, if there is one.
-  ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations);
+  ReidTracker(const TrackerParams& params, const LabelAssociations& associations);
   /// The same, but subscribes to this server, or to none if it is null.
-  ReidTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
-              MotionTrackerServer* motionServer);
+  ReidTracker(const TrackerParams& params, const LabelAssociations& associations, MotionTrackerServer* motionServer);
   ReidTracker(const ReidTracker&) = delete;
   ReidTracker& operator=(const ReidTracker&) = delete;
   ~ReidTracker() override;
 
   /// Sets the `inbetween` flag of detections that lie between two others.
   TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
+  /// The same for `count` detections side by side, wherever they are kept; no flag of theirs is set.
+  TrackUpdateResult update(const ObjectDetection* detections, std::size_t count, unsigned long long timestamp);
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
 
@@ -65,25 +58,8 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
  private:
-  // Hands over its own part of the frame's detections, whose flags the host is not to see.
-  friend class hybrid::HybridTracker;
-
-  struct FrameMemory;
-
-  TrackUpdateResult updateFrame(DetectionRange detections, unsigned long long timestamp);
-  TrackUpdateResult matchReviveAndStart(DetectionRange detections, unsigned long long timestamp);
-  void markOverlapping(unsigned long long timestamp);
-  void partitionByLoss();
-  void markInbetween(DetectionRange detections);
-  void updateActive(DetectionRange detections, unsigned long long timestamp);
-  std::set<std::pair<int, int>> reviveInactive(unsigned long long timestamp);
-  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
-
-  TrackerParams params;             // every track points at this copy
-  std::vector<ObjectTrack> tracks;  // oldest first
-  std::int32_t nextId = 0;
-  std::unique_ptr<FrameMemory> memory;
-  CameraMotionSubscription cameraMotion;
+  struct Body;
+  std::unique_ptr<Body> body;
 };
 
 }  // namespace nivra::reid

@@ -3,9 +3,9 @@
 /// @file
 /// One object followed by the vanilla tracker.
 
+#include <array>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,16 +17,6 @@
 #include "nivra/timeStep.h"
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerParams.h"
-
-namespace nivra {
-class LabelTable;
-template <class Track>
-class LikelihoodMatching;
-}  // namespace nivra
-
-namespace nivra::vanillaLowFps {
-class ObjectTrack;
-}
 
 namespace nivra::vanilla {
 
@@ -54,7 +44,9 @@ class NIVRA_EXPORT ObjectTrack {
   void predict(unsigned long long timestamp);
 
   /// The same for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
-  void predict(unsigned long long timestamp, TimeStep& step);
+  /// @param processNoiseScales As for `KalmanBoxFilter::predict`.
+  void predict(unsigned long long timestamp, TimeStep& step,
+               const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
 
   /// Density of the detection's box under the prediction.
   float observationLikelihood(const ObjectDetection& detection) const;
@@ -82,6 +74,10 @@ class NIVRA_EXPORT ObjectTrack {
   /// Whether the detection may be matched to this track: label, centre offsets, size ratios, filter gate.
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
+  /// The same with another limit in place of `widthFactorGating`.
+  bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
+                    float widthFactorLimit) const;
+
   /// Sets the filter's observation noise from the detection's objectness. Does nothing when the detection
   /// gives none, when the track's label is not among the objectness classes, or when there are no settings for
   /// the detection's label.
@@ -99,41 +95,31 @@ class NIVRA_EXPORT ObjectTrack {
 
   int getId() const { return id; }
   const std::string& getLabel() const { return label; }
+  /// Smoothed score of the label, percent.
+  float getScore() const { return score; }
+  /// Replaces that score until the next update chooses a label.
+  void setScore(float percent) { score = percent; }
+  /// Smoothed scores (percent) of all labels that the detections of this track listed, by ascending label.
+  const std::vector<Classification>& getClassScores() const { return classScores; }
   /// True until an update lifts the smoothed log-likelihood above `confidentLikelihoodThreshold` for the
   /// first time.
   bool isTentative() const { return tentative; }
+  /// When the track was predicted to last, or else started; `update` takes detections of this time alone.
+  unsigned long long getPredictionTimestamp() const { return predictionTimestamp; }
+  const TrackerParams& getParams() const { return *params; }
+  const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
   /// The filtered box, each coordinate clamped to [-1, 1].
   Box getClampedBox() const;
 
  private:
-  // Holds a vanilla track and changes the steps below.
-  friend class vanillaLowFps::ObjectTrack;
-  template <class Track>
-  friend class nivra::LikelihoodMatching;
-
-  /// Sets the time of a newer frame; false if the frame is not newer, and nothing has changed then.
-  bool advanceTime(unsigned long long timestamp);
-  /// Limit on the horizontal offset of a detection of the given label.
-  static float widthFactorLimit(const TrackerParams& params, const std::string& detectionLabel);
-  /// All gates, with the given limit on the horizontal offset.
-  bool passesGates(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
-                   float widthFactorLimit) const;
-  const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
-  /// Number of the track's label in its tracker's table, looked up once per label.
-  std::uint32_t getLabelNumber(const LabelTable& labels) const;
-  /// What `update` does before and after it updates the class scores; false if it refuses the detection.
-  bool beginUpdate(const ObjectDetection& detection, unsigned long long timestamp);
-  void finishUpdate(const ObjectDetection& detection);
-
   std::int32_t id;
   std::int32_t lastDetectionId;
   KalmanBoxFilter boxFilter;
   float score;
   std::string label;
-  mutable std::optional<std::uint32_t> labelNumber;  // until the label changes
   std::uint64_t predictionTimestamp;
   const TrackerParams* params;
-  std::vector<Classification> classScores;  // every label that any detection of this track listed, ascending
+  std::vector<Classification> classScores;  // by ascending label
   float predictionInterval = 0.0F;          // seconds between the two latest predictions
   float smoothedObservationLogLikelihood = 0.0F;
   bool tentative = true;

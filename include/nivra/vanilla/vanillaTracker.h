@@ -3,32 +3,22 @@
 /// @file
 /// The vanilla tracker: motion and box size only.
 
-#include <cstdint>
+#include <cstddef>
 #include <memory>
 #include <set>
 #include <vector>
 
+#include "nivra/associationCandidate.h"
 #include "nivra/export.h"
 #include "nivra/motionTrackerServer.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 #include "nivra/vanilla/objectTrack.h"
 
-namespace nivra {
-class DetectionRange;
-namespace hybrid {
-class HybridTracker;
-}
-}  // namespace nivra
-
 namespace nivra::vanilla {
 
-/// One admissible pairing of a track with a detection.
-struct AssociationCandidate {
-  ObjectTrack* track;
-  const ObjectDetection* detection;
-  float cost;  ///< Minus the observation likelihood: the lower, the better the fit.
-};
+/// Its cost is minus the observation likelihood.
+using AssociationCandidate = nivra::AssociationCandidate<ObjectTrack>;
 
 /// Matches detections to tracks greedily by observation likelihood, tracks once confirmed before
 /// tentative ones, and starts a track for every detection left over.
@@ -37,15 +27,16 @@ struct AssociationCandidate {
 class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
  public:
   /// Copies both arguments and subscribes to the camera motion server of this moment, if there is one.
-  VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations);
+  VanillaTracker(const TrackerParams& params, const LabelAssociations& associations);
   /// The same, but subscribes to this server, or to none if it is null.
-  VanillaTracker(const TrackerParams& trackerParams, const LabelAssociations& associations,
-                 MotionTrackerServer* motionServer);
+  VanillaTracker(const TrackerParams& params, const LabelAssociations& associations, MotionTrackerServer* motionServer);
   VanillaTracker(const VanillaTracker&) = delete;
   VanillaTracker& operator=(const VanillaTracker&) = delete;
   ~VanillaTracker() override;
 
   TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
+  /// The same for `count` detections side by side, wherever they are kept.
+  TrackUpdateResult update(const ObjectDetection* detections, std::size_t count, unsigned long long timestamp);
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
 
@@ -69,18 +60,8 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
  private:
-  // Hands over its own part of the frame's detections.
-  friend class hybrid::HybridTracker;
-
-  TrackUpdateResult updateFrame(DetectionRange detections, unsigned long long timestamp);
-  void matchAndStart(DetectionRange detections, unsigned long long timestamp);
-  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
-
-  TrackerParams params;             // every track points at this copy
-  std::vector<ObjectTrack> tracks;  // oldest first
-  std::int32_t nextId = 0;
-  std::unique_ptr<LikelihoodMatching<ObjectTrack>> matching;
-  CameraMotionSubscription cameraMotion;
+  struct Body;
+  std::unique_ptr<Body> body;
 };
 
 }  // namespace nivra::vanilla

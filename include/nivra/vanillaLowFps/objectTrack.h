@@ -63,19 +63,15 @@ class NIVRA_EXPORT ObjectTrack {
   int getId() const { return track.getId(); }
   bool isTentative() const { return track.isTentative(); }
   const std::string& getLabel() const { return track.getLabel(); }
+  unsigned long long getPredictionTimestamp() const { return track.getPredictionTimestamp(); }
+  const KalmanBoxFilter& getBoxFilter() const { return track.getBoxFilter(); }
   /// The filtered box, not clamped.
-  Box getBox() const { return track.boxFilter.getBox(); }
+  Box getBox() const { return track.getBoxFilter().getBox(); }
   Box getClampedBox() const { return track.getClampedBox(); }
 
  private:
-  template <class Track>
-  friend class nivra::LikelihoodMatching;
-  friend class VanillaLowFpsTracker;
-
   std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
-  static float widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel);
-  const KalmanBoxFilter& getBoxFilter() const { return track.getBoxFilter(); }
-  std::uint32_t getLabelNumber(const LabelTable& labels) const { return track.getLabelNumber(labels); }
+  void addVehicleBonus();
 
   vanilla::ObjectTrack track;
 };

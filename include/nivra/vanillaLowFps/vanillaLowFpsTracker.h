@@ -3,30 +3,21 @@
 /// @file
 /// The vanilla tracker for cameras that deliver frames rarely.
 
-#include <cstdint>
 #include <memory>
 #include <set>
 #include <vector>
 
+#include "nivra/associationCandidate.h"
 #include "nivra/export.h"
 #include "nivra/motionTrackerServer.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 #include "nivra/vanillaLowFps/objectTrack.h"
 
-namespace nivra {
-class DetectionRange;
-class OverlapSearch;
-}  // namespace nivra
-
 namespace nivra::vanillaLowFps {
 
-/// One admissible pairing of a track with a detection.
-struct AssociationCandidate {
-  ObjectTrack* track;
-  const ObjectDetection* detection;
-  float cost;  ///< Minus the observation likelihood: the lower, the better the fit.
-};
+/// Its cost is minus the observation likelihood.
+using AssociationCandidate = nivra::AssociationCandidate<ObjectTrack>;
 
 /// The vanilla tracker, except that
 /// 1. its tracks are those of this namespace, which predict with more process noise while they move fast,
@@ -38,8 +29,8 @@ struct AssociationCandidate {
 /// Whatever is not commented here is as in `vanilla::VanillaTracker`.
 class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
  public:
-  VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations);
-  VanillaLowFpsTracker(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
+  VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations);
+  VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations,
                        MotionTrackerServer* motionServer);
   VanillaLowFpsTracker(const VanillaLowFpsTracker&) = delete;
   VanillaLowFpsTracker& operator=(const VanillaLowFpsTracker&) = delete;
@@ -61,28 +52,8 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   std::set<int> getOverlappingTrackIds() const;
 
  private:
-  void matchAndStart(DetectionRange detections, unsigned long long timestamp);
-  void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
-  /// Notes where the tracks are. A label without associations is reported as a fault, once for every later track.
-  void noteTracks();
-  /// Lists the identities of the tracks, as noted, whose box overlapped that of a track whose label they may take.
-  void findOverlappingTracks(std::vector<int>& ids) const;
-
-  struct NotedTrack {
-    int id;
-    std::uint32_t label;
-  };
-
-  vanilla::TrackerParams params;    // every track points at this copy
-  std::vector<ObjectTrack> tracks;  // oldest first
-  std::int32_t nextId = 0;
-  std::unique_ptr<LikelihoodMatching<ObjectTrack>> matching;
-  // Which tracks overlapped at the latest update matters only to fast ones at the next prediction. Until then, what is
-  // needed to find out is kept: boxes in the search, the rest beside them.
-  std::unique_ptr<OverlapSearch> overlaps;
-  std::vector<NotedTrack> notedTracks;
-  std::vector<int> overlappingTrackIds;
-  CameraMotionSubscription cameraMotion;
+  struct Body;
+  std::unique_ptr<Body> body;
 };
 
 }  // namespace nivra::vanillaLowFps
