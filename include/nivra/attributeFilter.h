@@ -50,10 +50,10 @@ class NIVRA_EXPORT AttributeFilter {
   };
 
   /// The score of a pair, 0 if it is new.
-  Score& scoreOf(const AttributeClassification& attribute);
-  void blend(const std::vector<AttributeClassification>& newAttributes, float gain);
+  NIVRA_HIDDEN Score& scoreOf(const AttributeClassification& attribute);
+  NIVRA_HIDDEN void blend(const std::vector<AttributeClassification>& newAttributes, float gain);
   template <class IsReported>
-  void rebuildReport(IsReported isReported);
+  NIVRA_HIDDEN void rebuildReport(IsReported isReported);
 
   std::vector<AttributeClassification> attributes;
   std::vector<Score> scores;  // ascending by attribute, then value

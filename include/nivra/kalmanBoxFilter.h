@@ -30,9 +30,6 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// Starts at `box`, at rest.
   KalmanBoxFilter(const Box& box, const KalmanBoxParams& ownParams);
 
-  /// The same with parameters that several filters share.
-  KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams);
-
   /// Advances all axes by `dt` seconds.
   void predict(float dt);
 
@@ -41,20 +38,15 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// @throws std::invalid_argument for fewer than four factors; nothing has changed then.
   void predict(float dt, const std::vector<float>& processNoiseScales);
 
-  /// The same for a step whose powers are known already, and exactly four factors.
-  void predict(const TimeStep& step, const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
-
   /// Whether `box` lies within the 0.9995 chi-square quantile of the prediction, all four axes together.
-  bool canAssociate(const Box& box) const { return accepts(measure(box)); }
-  bool accepts(const Measurement& measurement) const;
+  bool canAssociate(const Box& box) const;
 
   /// Whether the centre of `box` lies within the 0.9995 chi-square quantile on each axis, with offsets
   /// measured in units of `scale` times the filtered width.
   bool canAssociateScaledDistance(const Box& box, float scale) const;
 
   /// Density of `box` under the prediction: the product over the four axes.
-  float observationLikelihood(const Box& box) const { return likelihoodOf(measure(box)); }
-  float likelihoodOf(const Measurement& measurement) const;
+  float observationLikelihood(const Box& box) const;
 
   /// Natural logarithm of that density, summed over the axes; finite where the density underflows.
   float observationLogLikelihood(const Box& box) const;
@@ -94,6 +86,19 @@ class NIVRA_EXPORT KalmanBoxFilter {
 
   /// `getMaxPositionDifference()` times `scale` and the filtered width.
   Point getMaxPositionDifferenceScaled(float scale) const;
+
+  /// @name For the trackers alone
+  /// What they have worked out once per frame already is not worked out again for each track or pair.
+  /// @{
+  /// With parameters that several filters share.
+  NIVRA_HIDDEN KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams);
+  NIVRA_HIDDEN void predict(const TimeStep& step,
+                            const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
+  /// `canAssociate` for a box that is measured.
+  NIVRA_HIDDEN bool accepts(const Measurement& measurement) const;
+  /// `observationLikelihood` of a box that is measured.
+  NIVRA_HIDDEN float likelihoodOf(const Measurement& measurement) const;
+  /// @}
 
  private:
   internal::AxisStates<4> state;

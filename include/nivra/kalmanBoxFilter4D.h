@@ -36,10 +36,7 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
 
   /// Advances the state by `dt` seconds and fixes the innovation covariance that the distances and the next
   /// `update` use.
-  void predict(float dt) { predict(TimeStep(dt)); }
-
-  /// The same for a step whose powers are known already.
-  void predict(const TimeStep& step);
+  void predict(float dt);
 
   /// Takes a detected box in.
   void update(const Box& box);
@@ -55,10 +52,6 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
 
   /// Whether that distance is within `mahalanobisLimit`.
   bool canAssociate(const Box& box) const;
-
-  /// Offsets of the left (x) and the bottom (y) edge that no box accepted by `canAssociate` exceeds; infinite where the
-  /// innovation covariance is too near to a singular one to tell.
-  Point getMaxEdgeOffset() const;
 
   /// The filtered box; neither clamped to the picture nor kept from inverting.
   Box getBox() const;
@@ -77,6 +70,15 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
 
   /// H P H^T + R.
   EdgeMatrix getInnovationCovariance() const;
+
+  /// @name For the trackers alone
+  /// @{
+  /// `predict` for a step that several tracks take.
+  NIVRA_HIDDEN void predict(const TimeStep& step);
+  /// Offsets of the left (x) and the bottom (y) edge that no box accepted by `canAssociate` exceeds; infinite where the
+  /// innovation covariance is too near to a singular one to tell.
+  NIVRA_HIDDEN Point getMaxEdgeOffset() const;
+  /// @}
 
  private:
   /// A quantity of the horizontal and of the vertical direction of the box, computed side by side. Neither the motion
@@ -115,12 +117,12 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
     Both high;
   };
 
-  Both lowEdges() const;
-  Both highEdges() const;
-  EdgeCovariance predictedEdgeCovariance() const;
+  NIVRA_HIDDEN Both lowEdges() const;
+  NIVRA_HIDDEN Both highEdges() const;
+  NIVRA_HIDDEN EdgeCovariance predictedEdgeCovariance() const;
   /// Observation noise of left, top, right and bottom.
-  std::array<float, 4> scaledEdgeVariances() const;
-  float squaredMahalanobisDistance(const Box& box) const;
+  NIVRA_HIDDEN std::array<float, 4> scaledEdgeVariances() const;
+  NIVRA_HIDDEN float squaredMahalanobisDistance(const Box& box) const;
 
   KalmanBoxParams4D params;
   std::array<Both, 4> state;  // centre, its velocity, size, its velocity

@@ -63,8 +63,8 @@ class NIVRA_EXPORT MotionTrackerServer {
   ///   motion or it gives no position.
   bool recalculatePosition(Point& point);
 
-  /// Expires together with this server, for those who keep a pointer to it. Keeps nothing alive.
-  std::weak_ptr<const void> watch() const;
+  /// For the trackers alone: expires together with this server, and keeps nothing alive.
+  NIVRA_HIDDEN std::weak_ptr<const void> watch() const;
 
  private:
   struct Body;

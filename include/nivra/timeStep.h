@@ -3,13 +3,11 @@
 /// @file
 /// A step in time, as the filters predict by it.
 
-#include "nivra/export.h"
-
 namespace nivra {
 
 /// A step of a prediction, with the powers that the process noise takes of it. Tracks that are predicted together
-/// share one, since the powers cost more than the prediction itself.
-struct NIVRA_EXPORT TimeStep {
+/// share one, since the powers cost more than the prediction itself. For the trackers alone; not exported.
+struct TimeStep {
   TimeStep() = default;
   /// @param seconds Length of the step.
   explicit TimeStep(float seconds);

@@ -27,7 +27,7 @@ struct CameraMotionSource {
 
 }  // namespace
 
-struct MotionTrackerServer::Body {
+struct NIVRA_HIDDEN MotionTrackerServer::Body {
   std::vector<std::pair<Callback, void*>> subscribers;
   std::vector<Notification> notifications;  // the running ones, each called by a subscriber of the one before
   CameraMotionSource source;

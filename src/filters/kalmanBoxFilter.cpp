@@ -54,6 +54,8 @@ bool KalmanBoxFilter::accepts(const Measurement& measurement) const {
   return distances[kX] + distances[kY] + distances[kWidth] + distances[kHeight] <= kChiSquareQuantile4Axes;
 }
 
+bool KalmanBoxFilter::canAssociate(const Box& box) const { return accepts(measure(box)); }
+
 bool KalmanBoxFilter::canAssociateScaledDistance(const Box& box, float scale) const {
   const Measurement measurement = measure(box);
   const Measurement s = internal::innovationCovariances(state);
@@ -63,6 +65,8 @@ bool KalmanBoxFilter::canAssociateScaledDistance(const Box& box, float scale) co
   };
   return accepts(kX) && accepts(kY);
 }
+
+float KalmanBoxFilter::observationLikelihood(const Box& box) const { return likelihoodOf(measure(box)); }
 
 float KalmanBoxFilter::likelihoodOf(const Measurement& measurement) const {
   return internal::axesLikelihood(state, measurement);

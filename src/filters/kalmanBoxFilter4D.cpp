@@ -31,6 +31,8 @@ KalmanBoxFilter4D::KalmanBoxFilter4D(const Box& box, const KalmanBoxParams4D& fi
   covariance(kSizeVelocity, kSizeVelocity) = s * velocityVariance;
 }
 
+void KalmanBoxFilter4D::predict(float dt) { predict(TimeStep(dt)); }
+
 void KalmanBoxFilter4D::predict(const TimeStep& step) {
   // Motion: centre and size each move by their velocities, F x and F P F^T.
   const double dt = step.dt;

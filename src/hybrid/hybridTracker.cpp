@@ -22,7 +22,7 @@ void setId(internal::DebugTrack& track, int id) { track.track.id = id; }
 
 }  // namespace
 
-struct HybridTracker::Body {
+struct NIVRA_HIDDEN HybridTracker::Body {
   Body(const TrackerParams& params, const LabelAssociations& labelAssociations, MotionTrackerServer* motionServer)
       : vanillaTracker(params.vanillaParams, labelAssociations, motionServer),
         reidTracker(params.reidParams, labelAssociations, motionServer) {}

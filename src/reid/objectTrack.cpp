@@ -140,6 +140,10 @@ void ObjectTrack::makeConfidentId(unsigned long long timestamp) {
   state = TrackState::ConfidentId;
 }
 
+float ObjectTrack::computeMinDistance(const std::vector<float>& feature) const {
+  return minDistanceOf(Feature(feature));
+}
+
 float ObjectTrack::minDistanceOf(const Feature& feature) const {
   return features.empty() ? params->defaultCosineDistance : features.computeMinDistance(feature);
 }

@@ -64,7 +64,7 @@ struct FrameMemory {
 
 }  // namespace
 
-struct ReidTracker::Body {
+struct NIVRA_HIDDEN ReidTracker::Body {
   Body(const TrackerParams& trackerParams, const LabelAssociations& associations, ReidTracker* tracker,
        MotionTrackerServer* motionServer)
       : params(trackerParams), memory(params, associations), cameraMotion(cameraMovedCallback, tracker, motionServer) {}

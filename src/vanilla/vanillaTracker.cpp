@@ -5,7 +5,7 @@
 
 namespace nivra::vanilla {
 
-struct VanillaTracker::Body : LikelihoodBody<ObjectTrack> {
+struct NIVRA_HIDDEN VanillaTracker::Body : LikelihoodBody<ObjectTrack> {
   Body(const TrackerParams& trackerParams, const LabelAssociations& associations, VanillaTracker* tracker,
        MotionTrackerServer* motionServer)
       : LikelihoodBody(

@@ -62,7 +62,7 @@ class OverlapNotes {
 
 }  // namespace
 
-struct VanillaLowFpsTracker::Body : LikelihoodBody<ObjectTrack> {
+struct NIVRA_HIDDEN VanillaLowFpsTracker::Body : LikelihoodBody<ObjectTrack> {
   Body(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
        VanillaLowFpsTracker* tracker, MotionTrackerServer* motionServer)
       : LikelihoodBody(

@@ -14,8 +14,8 @@ namespace nivra::reid {
 /// lengths, empty, or a zero vector among them.
 NIVRA_EXPORT float cosineDistance(const std::vector<float>& a, const std::vector<float>& b);
 
-/// A feature vector with what every comparison needs of it. Refers to the vector.
-struct NIVRA_EXPORT Feature {
+/// A feature vector with what every comparison needs of it. Refers to the vector. For the tracker alone; not exported.
+struct Feature {
   explicit Feature(const std::vector<float>& vector);
   Feature(const float* values, std::size_t size, float squaredNorm);
 
@@ -27,8 +27,8 @@ struct NIVRA_EXPORT Feature {
 /// The latest 50 feature vectors of an object, side by side in memory, each with its squared norm.
 ///
 /// All sums run in a fixed order of 16 lanes, whatever vector instructions the processor offers: every machine gets the
-/// same bits.
-class NIVRA_EXPORT FeatureGallery {
+/// same bits. What a track keeps, and for it alone; not exported.
+class FeatureGallery {
  public:
   static constexpr std::size_t kCapacity = 50;
 

@@ -48,9 +48,6 @@ class NIVRA_EXPORT ObjectTrack {
   /// nothing.
   void predict(unsigned long long timestamp);
 
-  /// The same for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
-  void predict(unsigned long long timestamp, TimeStep& step);
-
   /// Takes the frame's detection in; the label stays. A timestamp other than the latest prediction's is
   /// reported as a fault and changes nothing.
   void update(const ObjectDetection& newDetection, unsigned long long timestamp, bool storeFeature);
@@ -82,8 +79,7 @@ class NIVRA_EXPORT ObjectTrack {
   void makeConfidentId(unsigned long long timestamp);
 
   /// Smallest cosine distance from the gallery; `defaultCosineDistance` while the gallery is empty.
-  float computeMinDistance(const std::vector<float>& feature) const { return minDistanceOf(Feature(feature)); }
-  float minDistanceOf(const Feature& feature) const;
+  float computeMinDistance(const std::vector<float>& feature) const;
 
   /// 1 - IoU of the filtered box and `box`.
   float computeIouDistance(const Box& box) const;
@@ -134,9 +130,17 @@ class NIVRA_EXPORT ObjectTrack {
   /// Forgets the frame's detection, which the host is free to destroy after the frame.
   void releaseDetection() { detection = nullptr; }
 
+  /// @name For the tracker alone
+  /// @{
+  /// `predict` for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
+  NIVRA_HIDDEN void predict(unsigned long long timestamp, TimeStep& step);
+  /// `computeMinDistance` for a vector whose norm is known.
+  NIVRA_HIDDEN float minDistanceOf(const Feature& feature) const;
+  /// @}
+
  private:
   /// The quantile of the pairwise distances that decides on a revival.
-  float reviveDistance(std::vector<float>& distances) const;
+  NIVRA_HIDDEN float reviveDistance(std::vector<float>& distances) const;
 
   std::int32_t id;
   const ObjectDetection* detection;

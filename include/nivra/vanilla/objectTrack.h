@@ -35,18 +35,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// A temporary would not outlive the track.
   ObjectTrack(const ObjectDetection&, int, unsigned long long, const TrackerParams&&) = delete;
 
-  /// The same with a box filter whose parameters several tracks share.
-  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
-              const TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);
-
   /// Moves the track to a newer time. A timestamp that is not newer is reported as a fault and changes
   /// nothing.
   void predict(unsigned long long timestamp);
-
-  /// The same for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
-  /// @param processNoiseScales As for `KalmanBoxFilter::predict`.
-  void predict(unsigned long long timestamp, TimeStep& step,
-               const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
 
   /// Density of the detection's box under the prediction.
   float observationLikelihood(const ObjectDetection& detection) const;
@@ -74,10 +65,6 @@ class NIVRA_EXPORT ObjectTrack {
   /// Whether the detection may be matched to this track: label, centre offsets, size ratios, filter gate.
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
-  /// The same with another limit in place of `widthFactorGating`.
-  bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
-                    float widthFactorLimit) const;
-
   /// Sets the filter's observation noise from the detection's objectness. Does nothing when the detection
   /// gives none, when the track's label is not among the objectness classes, or when there are no settings for
   /// the detection's label.
@@ -97,8 +84,6 @@ class NIVRA_EXPORT ObjectTrack {
   const std::string& getLabel() const { return label; }
   /// Smoothed score of the label, percent.
   float getScore() const { return score; }
-  /// Replaces that score until the next update chooses a label.
-  void setScore(float percent) { score = percent; }
   /// Smoothed scores (percent) of all labels that the detections of this track listed, by ascending label.
   const std::vector<Classification>& getClassScores() const { return classScores; }
   /// True until an update lifts the smoothed log-likelihood above `confidentLikelihoodThreshold` for the
@@ -106,10 +91,26 @@ class NIVRA_EXPORT ObjectTrack {
   bool isTentative() const { return tentative; }
   /// When the track was predicted to last, or else started; `update` takes detections of this time alone.
   unsigned long long getPredictionTimestamp() const { return predictionTimestamp; }
-  const TrackerParams& getParams() const { return *params; }
   const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
   /// The filtered box, each coordinate clamped to [-1, 1].
   Box getClampedBox() const;
+
+  /// @name For the trackers and their tracks alone
+  /// @{
+  /// With a box filter whose parameters several tracks share.
+  NIVRA_HIDDEN ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+                           const TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);
+  /// `predict` for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
+  /// @param processNoiseScales As for `KalmanBoxFilter::predict`.
+  NIVRA_HIDDEN void predict(unsigned long long timestamp, TimeStep& step,
+                            const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
+  /// `canAssociate` with another limit in place of `widthFactorGating`.
+  NIVRA_HIDDEN bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
+                                 float widthFactorLimit) const;
+  /// Replaces the score (percent) until the next update chooses a label.
+  void setScore(float newScore) { score = newScore; }
+  const TrackerParams& getParams() const { return *params; }
+  /// @}
 
  private:
   std::int32_t id;

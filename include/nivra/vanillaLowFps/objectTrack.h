@@ -25,19 +25,13 @@ class NIVRA_EXPORT ObjectTrack {
   ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
               const vanilla::TrackerParams& trackerParams);
   ObjectTrack(const ObjectDetection&, int, unsigned long long, const vanilla::TrackerParams&&) = delete;
-  ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
-              const vanilla::TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);
 
   /// @param useVelocityNoise Whether `getProcessNoiseFactors` may inflate the process noise.
   void predict(unsigned long long timestamp, bool useVelocityNoise);
-  void predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step);
 
   /// Factors on the process noise of centre x, centre y, width and height: 6 for centre x above a horizontal
   /// speed of 0.3 picture units per second, 6 for the others above a vertical speed of 0.2, else 1.
   std::vector<float> getProcessNoiseFactors(bool useVelocityNoise) const;
-
-  /// Whether any of these factors would not be 1.
-  bool isFast() const;
 
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
@@ -69,9 +63,19 @@ class NIVRA_EXPORT ObjectTrack {
   Box getBox() const { return track.getBoxFilter().getBox(); }
   Box getClampedBox() const { return track.getClampedBox(); }
 
+  /// @name For the tracker alone
+  /// @{
+  NIVRA_HIDDEN ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
+                           const vanilla::TrackerParams& trackerParams,
+                           std::shared_ptr<const KalmanBoxParams> filterParams);
+  NIVRA_HIDDEN void predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step);
+  /// Whether any of the process noise factors would not be 1.
+  NIVRA_HIDDEN bool isFast() const;
+  /// @}
+
  private:
-  std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
-  void addVehicleBonus();
+  NIVRA_HIDDEN std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
+  NIVRA_HIDDEN void addVehicleBonus();
 
   vanilla::ObjectTrack track;
 };
