@@ -40,25 +40,26 @@ struct InBetweenParams {
 /// Parameters of the re-identification tracker. Durations are nanoseconds.
 struct TrackerParams {
   KalmanBoxParams4D kalmanParams;
-  float lambda = 0.0F;  ///< Share of the overlap in the association cost; the rest is appearance.
-  float maxDistanceScalingFactor = 0.0F;
-  float maxFeatureDistance = 0.0F;             ///< Largest appearance distance of an association.
-  float maxReviveFeatureDistance = 0.0F;       ///< Largest gallery distance of a revival.
-  float maxIouDistance = 0.0F;                 ///< Largest 1 - IoU of an association without appearance.
-  float reviveQuantile = 0.0F;                 ///< Quantile of the pairwise distances of two galleries, 0 to 1.
-  float defaultCosineDistance = 0.0F;          ///< Appearance distance when there is nothing to compare.
-  float maxStoreFeaturesIou = 0.0F;            ///< Overlap with a neighbour above which no feature is stored.
+  float lambda = 0.0F;                    ///< Share of the overlap in the association cost; the rest is appearance.
+  float maxDistanceScalingFactor = 0.0F;  ///< For configurations that set it; association does without.
+  float maxFeatureDistance = 0.0F;        ///< Largest appearance distance of an association.
+  float maxReviveFeatureDistance = 0.0F;  ///< Largest gallery distance of a revival.
+  float maxIouDistance = 0.0F;            ///< Largest 1 - IoU of an association without appearance.
+  float reviveQuantile = 0.0F;            ///< Quantile of the pairwise distances of two galleries, 0 to 1.
+  float defaultCosineDistance = 0.0F;     ///< Appearance distance when there is nothing to compare.
+  float maxStoreFeaturesIou = 0.0F;       ///< Overlap with a neighbour above which no feature is stored.
   std::uint64_t inactiveOverlapExtraTime = 0;  ///< How much longer than `inactiveAge` a lost track overlaps.
-  std::uint64_t minTimeBeforeConfident = 0;
-  std::uint64_t minTimeBeforeConfidentId = 0;
-  std::uint64_t maxTentativeAge = 0;
-  std::uint64_t maxConfidentAge = 0;
-  std::uint64_t inactiveAge = 0;
-  std::uint64_t expiryAge = 0;
-  std::uint64_t maxReviveAttempts = 0;  ///< A count.
-  std::uint64_t maxDynamicReviveAge = 0;
-  std::uint64_t maxReviveAge = 0;
-  std::uint64_t minConfidentFeatureVectors = 0;  ///< A count.
+  std::uint64_t minTimeBeforeConfident = 0;    ///< Age from which a tentative track becomes confident.
+  std::uint64_t minTimeBeforeConfidentId = 0;  ///< Age from which a confident track may get an identity of its own.
+  // Times without detection:
+  std::uint64_t maxTentativeAge = 0;             ///< After which a tentative track ends.
+  std::uint64_t maxConfidentAge = 0;             ///< After which a confident track ends while it is young.
+  std::uint64_t inactiveAge = 0;                 ///< After which a track with a confident identity counts as lost.
+  std::uint64_t expiryAge = 0;                   ///< After which any track that is not lost ends.
+  std::uint64_t maxReviveAttempts = 0;           ///< How many comparisons a lost track has for certain.
+  std::uint64_t maxDynamicReviveAge = 0;         ///< After which a lost track ends that has had these.
+  std::uint64_t maxReviveAge = 0;                ///< After which any lost track ends.
+  std::uint64_t minConfidentFeatureVectors = 0;  ///< Features that a confident identity takes.
   float scoreAbsorption = 0.0F;                  ///< Weight of a new score; the rest keeps the old one.
   InBetweenParams inBetween;
 };
@@ -82,9 +83,9 @@ struct TrackerParams {
 /// @throws std::invalid_argument, std::out_of_range "stof", "stoull" or "stoi" for a value that is no
 ///   number or out of range.
 /// @{
-/// Sections "vanilla" and "vanilla.kalman"; `aspectRatio` is not used.
+/// Sections "vanilla" and "vanilla.kalman", which hold for pictures of any `aspectRatio`.
 NIVRA_EXPORT vanilla::TrackerParams parseVanillaParameters(ParameterMap& params, float aspectRatio);
-/// Sections "vanillaLowFps" and "vanillaLowFps.kalman"; `aspectRatio` is not used.
+/// Sections "vanillaLowFps" and "vanillaLowFps.kalman", which hold for pictures of any `aspectRatio`.
 NIVRA_EXPORT vanilla::TrackerParams parseVanillaLowFpsParameters(ParameterMap& params, float aspectRatio);
 /// Sections "reid" and "reid.kalman4d".
 NIVRA_EXPORT reid::TrackerParams parseReidParameters(ParameterMap& params, float aspectRatio);

@@ -25,7 +25,7 @@ void markInbetweenDetections(std::vector<ObjectDetection>& detections, const InB
 }
 
 std::vector<std::pair<int, std::tuple<int, int, float>>> getInBetweenDetections(
-    std::vector<ObjectDetection>& detections, const std::map<std::string, std::string>& params, float aspect) {
+    const std::vector<ObjectDetection>& detections, const std::map<std::string, std::string>& params, float aspect) {
   InBetweenParams parsed;
   parsed.useInbetween = params.at("useInbetween") == "true";
   parsed.iouScoreMargin = std::stof(params.at("iouScoreMargin"));

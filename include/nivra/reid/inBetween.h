@@ -30,12 +30,12 @@ NIVRA_EXPORT float angleBetweenDetections(const ObjectDetection& a, const Object
 NIVRA_EXPORT void markInbetweenDetections(std::vector<ObjectDetection>& detections, const InBetweenParams& params,
                                           float aspect);
 
-/// The same test with textual parameters, for hosts and tools. The detections are not changed.
+/// The same test with textual parameters, for hosts and tools. Marks no detection.
 /// @param params "useInbetween" (on exactly when "true"), "iouScoreMargin", "maxAngle", "minIou".
 /// @param aspect As for `angleBetweenDetections`.
 /// @return For every middle detection and pair of neighbours (id, (neighbour id, neighbour id, cosine)).
 /// @throws std::out_of_range for a missing parameter, and what std::stof throws.
 NIVRA_EXPORT std::vector<std::pair<int, std::tuple<int, int, float>>> getInBetweenDetections(
-    std::vector<ObjectDetection>& detections, const std::map<std::string, std::string>& params, float aspect);
+    const std::vector<ObjectDetection>& detections, const std::map<std::string, std::string>& params, float aspect);
 
 }  // namespace nivra::reid

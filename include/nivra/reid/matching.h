@@ -79,6 +79,7 @@ NIVRA_EXPORT TrackPartition partitionTracks(std::vector<ObjectTrack>& tracks);
 
 /// The revival, if label, box filter, times and galleries allow it. Comparing the galleries counts as a
 /// revive attempt of the lost track.
+/// @param params Those of the tracker, as for the detections; the tracks have what is needed of them.
 /// @throws std::runtime_error naming both tracks if `pending` took no detection in this frame.
 NIVRA_EXPORT std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& pending,
                                                          const MatchParams& params);
@@ -91,6 +92,7 @@ NIVRA_EXPORT std::vector<TrackMatch> getTrackMatchCandidates(const std::set<Obje
 /// Chooses revivals by ascending cost, equal costs by lost track, then pending track.
 /// @param inactive The lost tracks; matched ones are taken out.
 /// @param pending The newly confident tracks; matched ones are taken out.
+/// @param params As for `tryAssociateTrack`.
 NIVRA_EXPORT InactiveMatchResult matchInactive(std::set<ObjectTrack*>& inactive, std::set<ObjectTrack*>& pending,
                                                const MatchParams& params);
 

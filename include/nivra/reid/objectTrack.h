@@ -107,8 +107,8 @@ class NIVRA_EXPORT ObjectTrack {
   /// The clamped box as text, for diagnostics.
   std::string createStateString() const;
 
-  /// Not provided.
-  /// @throws std::logic_error always.
+  /// For code that takes any kind of track: these are weighed by overlap and appearance, and have no likelihood.
+  /// @throws std::logic_error "Function not yet implemented".
   float observationLikelihood(const ObjectDetection& candidate) const;
 
   int getId() const { return id; }
