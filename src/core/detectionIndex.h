@@ -25,9 +25,9 @@ class DetectionIndex {
   void fill(DetectionRange detections, PlaceOf placeOf) {
     labelNumbers.clear();
     placeless.clear();
-    grid.clear();
+    grid.begin(detections.size());
     for (std::uint32_t i = 0; i < detections.size(); ++i) {
-      const bool isAsBefore = i > 0 && detections[i].label == detections[i - 1].label;
+      const bool isAsBefore = i > 0 && areEqual(detections[i].label, detections[i - 1].label);
       labelNumbers.push_back(isAsBefore ? labelNumbers.back() : labels.numberOf(detections[i].label));
       if (const std::optional<Point> place = placeOf(i)) {
         grid.add(i, place->x, place->y);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/labels.h"
 #include "nivra/objectTracker.h"
 
 namespace nivra {
@@ -41,6 +42,12 @@ class LabelTable {
   explicit LabelTable(const LabelAssociations& associations);
 
   std::uint32_t numberOf(const std::string& label) const {
+    if (labels.size() <= kFew) {
+      for (std::uint32_t number = 1; number < labels.size(); ++number) {
+        if (areEqual(labels[number], label)) return number;
+      }
+      return kUnknown;
+    }
     std::uint32_t number = firstOfBucket[bucketOf(label)];
     while (number != kUnknown && labels[number] != label) number = nextOfBucket[number];
     return number;
@@ -58,6 +65,8 @@ class LabelTable {
   }
 
  private:
+  static constexpr std::size_t kFew = 6;  // labels that are compared faster than one is hashed
+
   void number(const std::string& label);
 
   std::size_t bucketOf(const std::string& label) const {

@@ -7,6 +7,15 @@
 
 namespace nivra {
 
+/// Whether two labels are equal; for texts as short as labels a loop is done before a call of memcmp has begun.
+inline bool areEqual(const std::string& a, const std::string& b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = a.size(); i-- > 0;) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
+
 /// The label of people, whom some trackers treat differently from everything else.
 inline constexpr std::string_view kPersonLabel = "human";
 

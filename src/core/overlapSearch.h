@@ -38,7 +38,7 @@ class OverlapSearch {
     }
 
     Box largest = {};
-    grid.clear();
+    grid.begin(count);
     for (std::uint32_t i = 0; i < count; ++i) {
       if (!canOverlap(boxes[i])) continue;
       largest.right = std::max(largest.right, width(boxes[i]));

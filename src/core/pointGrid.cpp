@@ -40,18 +40,19 @@ unsigned bitsOfInside(const float* x, const float* y, const Window& window) {
 
 }  // namespace
 
-void PointGrid::Points::resize(std::size_t size) {
+void PointGrid::Points::makeRoom(std::size_t size) {
+  if (index.size() >= size) return;  // the last to grow, should memory run out between
   x.resize(size);
   y.resize(size);
   index.resize(size);
 }
 
-PointGrid::Axis::Axis(const std::vector<float>& coordinates, std::uint32_t cellCount) : cells(cellCount) {
+PointGrid::Axis::Axis(const float* coordinates, std::uint32_t pointCount, std::uint32_t cellCount) : cells(cellCount) {
   float low = kPictureBorder;
   float high = -kPictureBorder;
-  for (const float coordinate : coordinates) {
-    low = std::min(low, coordinate);
-    high = std::max(high, coordinate);
+  for (std::uint32_t i = 0; i < pointCount; ++i) {
+    low = std::min(low, coordinates[i]);
+    high = std::max(high, coordinates[i]);
   }
   low = std::max(low, -kPictureBorder);
   high = std::min(high, kPictureBorder);
@@ -59,29 +60,21 @@ PointGrid::Axis::Axis(const std::vector<float>& coordinates, std::uint32_t cellC
   if (low < high) scale = static_cast<float>(cells) / (high - low);
 }
 
-void PointGrid::clear() { added.resize(0); }
-
-void PointGrid::add(std::uint32_t index, float x, float y) {
-  if (std::isnan(x) || std::isnan(y)) return;
-  added.x.push_back(x);
-  added.y.push_back(y);
-  added.index.push_back(index);
+void PointGrid::begin(std::size_t most) {
+  added.makeRoom(most + kAtOnce);
+  count = 0;
 }
 
 void PointGrid::build() {
-  const auto count = static_cast<std::uint32_t>(added.index.size());
-  found.resize(count);
+  if (found.size() < count) found.resize(count);
   if (count <= kFew) {
     std::swap(sorted, added);
-    sorted.resize(count + kAtOnce);
-    columns = rows = Axis();
-    firstOfCell.assign({0, count});
     return;
   }
 
   const auto side = static_cast<std::uint32_t>(std::sqrt(static_cast<float>(count)));
-  columns = Axis(added.x, side);
-  rows = Axis(added.y, side);
+  columns = Axis(added.x.data(), count, side);
+  rows = Axis(added.y.data(), count, side);
 
   // Counting sort: how many there are in each cell, where each cell then ends, and from there backwards.
   cellOfAdded.resize(count);
@@ -92,7 +85,7 @@ void PointGrid::build() {
   }
   std::uint32_t end = 0;
   for (std::uint32_t& cell : firstOfCell) cell = end += cell;
-  sorted.resize(count + kAtOnce);
+  sorted.makeRoom(count + kAtOnce);
   for (std::uint32_t i = count; i-- > 0;) {
     const std::uint32_t place = --firstOfCell[cellOfAdded[i]];
     sorted.x[place] = added.x[i];
@@ -101,19 +94,26 @@ void PointGrid::build() {
   }
 }
 
+std::uint32_t* PointGrid::listInside(std::uint32_t first, std::uint32_t end, const Window& window,
+                                     std::uint32_t* place) const {
+  for (std::uint32_t i = first; i < end; i += kAtOnce) {
+    unsigned bits = bitsOfInside(&sorted.x[i], &sorted.y[i], window);
+    bits &= (1U << std::min(end - i, kAtOnce)) - 1U;
+    for (; bits != 0; bits &= bits - 1) *place++ = sorted.index[i + static_cast<unsigned>(__builtin_ctz(bits))];
+  }
+  return place;
+}
+
 PointGrid::Found PointGrid::find(const Window& window) {
+  std::uint32_t* place = found.data();
+  if (count <= kFew) return {found.data(), listInside(0, count, window, place)};
   const auto [x, y] = window.center;
   const std::uint32_t firstColumn = columns.cellOf(x - window.halfWidth);
   const std::uint32_t lastColumn = columns.cellOf(x + window.halfWidth);
   const std::uint32_t lastRow = rows.cellOf(y + window.halfHeight);
-  std::uint32_t* place = found.data();
   for (std::uint32_t row = rows.cellOf(y - window.halfHeight); row <= lastRow; ++row) {
-    const std::uint32_t end = firstOfCell[row * columns.cells + lastColumn + 1];
-    for (std::uint32_t i = firstOfCell[row * columns.cells + firstColumn]; i < end; i += kAtOnce) {
-      unsigned bits = bitsOfInside(&sorted.x[i], &sorted.y[i], window);
-      bits &= (1U << std::min(end - i, kAtOnce)) - 1U;
-      for (; bits != 0; bits &= bits - 1) *place++ = sorted.index[i + static_cast<unsigned>(__builtin_ctz(bits))];
-    }
+    const std::uint32_t* const cells = &firstOfCell[row * columns.cells];
+    place = listInside(cells[firstColumn], cells[lastColumn + 1], window, place);
   }
   return {found.data(), place};
 }

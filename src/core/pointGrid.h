@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <vector>
@@ -29,10 +31,17 @@ inline constexpr Window kEverywhere = {
 class PointGrid {
  public:
   /// Forgets all points.
-  void clear();
+  /// @param most As many as may be added now.
+  void begin(std::size_t most);
 
   /// Adds a point, which `find` names by `index`. Points with a coordinate that is not a number lie in no window.
-  void add(std::uint32_t index, float x, float y);
+  void add(std::uint32_t index, float x, float y) {
+    if (std::isnan(x) || std::isnan(y)) return;
+    added.x[count] = x;
+    added.y[count] = y;
+    added.index[count] = index;
+    ++count;
+  }
 
   /// Sorts the points into cells; comes after the last `add` and before the first `find`.
   void build();
@@ -56,13 +65,13 @@ class PointGrid {
     std::vector<float> y;
     std::vector<std::uint32_t> index;
 
-    void resize(std::size_t size);
+    void makeRoom(std::size_t size);
   };
 
   /// One axis of the grid: a coordinate's distance from `origin` times `scale` is its row or column.
   struct Axis {
     Axis() = default;
-    Axis(const std::vector<float>& coordinates, std::uint32_t cellCount);
+    Axis(const float* coordinates, std::uint32_t pointCount, std::uint32_t cellCount);
 
     std::uint32_t cellOf(float coordinate) const {
       const float position = (coordinate - origin) * scale;
@@ -75,8 +84,11 @@ class PointGrid {
     std::uint32_t cells = 1;
   };
 
+  std::uint32_t* listInside(std::uint32_t first, std::uint32_t end, const Window& window, std::uint32_t* place) const;
+
   Points added;
-  Points sorted;                           // row by row, within each cell by cell; a few more follow the last
+  Points sorted;  // row by row, within each cell by cell; a few more follow the last
+  std::uint32_t count = 0;
   std::vector<std::uint32_t> cellOfAdded;  // by point
   std::vector<std::uint32_t> firstOfCell;  // position in `sorted`; one more entry than cells
   Axis columns;

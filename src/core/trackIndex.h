@@ -36,7 +36,7 @@ class TrackIndex {
     widest = 0.0F;
     highest = 0.0F;
     far.clear();
-    grid.clear();
+    grid.begin(windows.size());
     for (std::uint32_t i = 0; i < windows.size(); ++i) {
       const Window& window = windows[i];
       if (!(window.halfWidth <= kFar * meanWidth && window.halfHeight <= kFar * meanHeight)) {

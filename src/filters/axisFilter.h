@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 
 #include "nivra/kalmanFilter1D.h"
 #include "nivra/kalmanParams.h"
@@ -84,35 +85,46 @@ AxisValues<Axes> squaredDistances(const AxisStates<Axes>& state, const AxisValue
 
 inline constexpr double kTwoPi = 6.283185307179586;
 
-/// Density of the measurements: the product over the axes.
+/// What the density of measurements is made of: exp(exponent) / sqrt(square). In double precision neither the product
+/// of four variances nor their sum of distances leaves the range, so one root, exponential or logarithm serves all
+/// axes. The square is not a number where a variance is negative.
+struct DensityParts {
+  double square = 1.0;
+  double exponent = 0.0;
+};
+
 template <std::size_t Axes>
-float axesLikelihood(const AxisStates<Axes>& state, const AxisValues<Axes>& measurements) {
+DensityParts densityParts(const AxisStates<Axes>& state, const AxisValues<Axes>& measurements) {
   const AxisValues<Axes> s = innovationCovariances(state);
-  AxisValues<Axes> scales;
   AxisValues<Axes> exponents;
   for (std::size_t i = 0; i < Axes; ++i) {
     const float residual = measurements[i] - state.value[i];
-    scales[i] = 1.0F / static_cast<float>(std::sqrt(static_cast<double>(s[i]) * kTwoPi));
-    exponents[i] = -(residual * residual) / (2.0F * s[i]);
+    exponents[i] = residual * residual / (2.0F * s[i]);
   }
-  float likelihood = scales[0] * std::exp(exponents[0]);
-  for (std::size_t i = 1; i < Axes; ++i) likelihood *= scales[i] * std::exp(exponents[i]);
-  return likelihood;
+  DensityParts parts;
+  bool isNegative = false;
+  for (std::size_t i = 0; i < Axes; ++i) {
+    parts.exponent -= static_cast<double>(exponents[i]);
+    parts.square *= static_cast<double>(s[i]) * kTwoPi;
+    isNegative |= s[i] < 0.0F;
+  }
+  // Two negative variances are no positive one.
+  if (isNegative) parts.square = std::numeric_limits<double>::quiet_NaN();
+  return parts;
+}
+
+/// Density of the measurements: the product over the axes.
+template <std::size_t Axes>
+float axesLikelihood(const AxisStates<Axes>& state, const AxisValues<Axes>& measurements) {
+  const DensityParts parts = densityParts(state, measurements);
+  return static_cast<float>(std::exp(parts.exponent) / std::sqrt(parts.square));
 }
 
 /// Natural logarithm of that density; finite where the density underflows.
 template <std::size_t Axes>
 float axesLogLikelihood(const AxisStates<Axes>& state, const AxisValues<Axes>& measurements) {
-  const AxisValues<Axes> s = innovationCovariances(state);
-  AxisValues<Axes> logs;
-  for (std::size_t i = 0; i < Axes; ++i) {
-    const float residual = measurements[i] - state.value[i];
-    const auto logNormalizer = static_cast<float>(std::log(static_cast<double>(s[i]) * kTwoPi));
-    logs[i] = -(residual * residual) / (2.0F * s[i]) - 0.5F * logNormalizer;
-  }
-  float sum = logs[0];
-  for (std::size_t i = 1; i < Axes; ++i) sum += logs[i];
-  return sum;
+  const DensityParts parts = densityParts(state, measurements);
+  return static_cast<float>(parts.exponent - 0.5 * std::log(parts.square));
 }
 
 }  // namespace nivra::internal

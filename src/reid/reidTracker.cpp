@@ -80,6 +80,7 @@ struct NIVRA_HIDDEN ReidTracker::Body {
 
   const TrackerParams params;       // every track points at these
   std::vector<ObjectTrack> tracks;  // oldest first
+  TimeStep step;                    // of the frame before, which most cameras' next frames have as well
   std::int32_t nextId = 0;
   FrameMemory memory;
   CameraMotionSubscription cameraMotion;
@@ -108,8 +109,7 @@ TrackUpdateResult ReidTracker::update(const ObjectDetection* detections, std::si
 }
 
 void ReidTracker::predict(unsigned long long timestamp) {
-  TimeStep step;
-  predictTracks(body->tracks, [&](ObjectTrack& track) { track.predict(timestamp, step); });
+  predictTracks(body->tracks, [&](ObjectTrack& track) { track.predict(timestamp, body->step); });
 }
 
 TrackUpdateResult ReidTracker::updateTracks(std::vector<ObjectDetection>& detections, unsigned long long timestamp) {

@@ -10,6 +10,7 @@
 #include "core/trackSteps.h"
 #include "nivra/associationCandidate.h"
 #include "nivra/objectTracker.h"
+#include "nivra/timeStep.h"
 #include "nivra/trackerParams.h"
 #include "vanilla/likelihoodMatching.h"
 
@@ -33,6 +34,8 @@ class LikelihoodBody {
 
   std::vector<Track>& getTracks() { return tracks; }
   const std::vector<Track>& getTracks() const { return tracks; }
+  /// The step of the frame before, which most cameras' next frames have as well.
+  TimeStep& getStep() { return step; }
   const LabelTable& getLabels() const { return matching.getLabels(); }
 
   /// Tracks that are matched take their detections in, the others age, and detections left over start tracks.
@@ -75,6 +78,7 @@ class LikelihoodBody {
  private:
   const vanilla::TrackerParams params;
   std::vector<Track> tracks;  // oldest first
+  TimeStep step;
   std::int32_t nextId = 0;
   LikelihoodMatching<Track> matching;
   CameraMotionSubscription cameraMotion;

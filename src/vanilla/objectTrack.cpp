@@ -25,7 +25,7 @@ constexpr int kConfident = 2;
 /// The score of a class, and whether it is new to the track and starts with this.
 std::pair<float*, bool> scoreOf(const Classification& classification, std::vector<Classification>& classScores) {
   for (Classification& known : classScores) {  // few, and telling equal from different is cheaper than ordering
-    if (known.label == classification.label) return {&known.score, false};
+    if (areEqual(known.label, classification.label)) return {&known.score, false};
   }
   const auto isBefore = [](const Classification& a, const Classification& b) { return a.label < b.label; };
   const auto place = std::upper_bound(classScores.begin(), classScores.end(), classification, isBefore);
@@ -105,7 +105,7 @@ void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
   const auto best = std::max_element(classScores.begin(), classScores.end(),
                                      [](const auto& a, const auto& b) { return a.score < b.score; });
   if (best == classScores.end()) return;
-  if (label != best->label) label = best->label;  // rarely, and telling costs less than copying
+  if (!areEqual(label, best->label)) label = best->label;  // rarely, and telling costs less than copying
   score = best->score;
 }
 

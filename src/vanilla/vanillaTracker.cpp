@@ -35,8 +35,7 @@ TrackUpdateResult VanillaTracker::update(const ObjectDetection* detections, std:
 }
 
 void VanillaTracker::predict(unsigned long long timestamp) {
-  TimeStep step;
-  predictTracks(body->getTracks(), [&](ObjectTrack& track) { track.predict(timestamp, step); });
+  predictTracks(body->getTracks(), [&](ObjectTrack& track) { track.predict(timestamp, body->getStep()); });
 }
 
 std::vector<AssociationCandidate> VanillaTracker::associate(const std::vector<ObjectDetection>& detections) {

@@ -99,10 +99,9 @@ void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
     areOverlapsKnown = true;
     return std::binary_search(ids.begin(), ids.end(), id);
   };
-  TimeStep step;
   predictTracks(body->getTracks(), [&](ObjectTrack& track) {
     const bool useVelocityNoise = track.isFast() && track.getLabel() != kPersonLabel && !wasOverlapping(track.getId());
-    track.predict(timestamp, useVelocityNoise, step);
+    track.predict(timestamp, useVelocityNoise, body->getStep());
   });
 }
 
