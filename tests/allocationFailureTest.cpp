@@ -17,6 +17,7 @@ namespace {
 constexpr long kNever = std::numeric_limits<long>::max();
 long untilFailure = kNever;
 long living = 0;
+long made = 0;
 std::size_t livingBytes = 0;
 std::size_t mostBytes = 0;
 
@@ -28,6 +29,7 @@ void* allocate(std::size_t size) noexcept {
   void* memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) return nullptr;
   ++living;
+  ++made;
   livingBytes += malloc_usable_size(memory);
   mostBytes = std::max(mostBytes, livingBytes);
   return memory;
@@ -128,6 +130,28 @@ TEST_P(AllocationFailure, LosesNothingButTheFrame) {
     }
     ASSERT_EQ(living, livingBefore);
   }
+}
+
+TEST_P(AllocationFailure, ReportsIntoMemoryOfTheCallerTakeNone) {
+  const auto tracker = makeTracker(GetParam(), {}, kHumansAndCars, 1.0F);
+  std::vector<TrackReport> reports;
+  std::vector<internal::DebugTrack> debugTracks;
+  long reported = 0;
+  for (std::uint64_t frame = 0; frame < 100; ++frame) {
+    const float x = 0.001F * static_cast<float>(frame);
+    std::vector<ObjectDetection> detections = {person(boxAt(x, 0), {1, 0, 0}), detectionOf(boxAt(0.7F, x), "car")};
+    for (ObjectDetection& each : detections) {
+      each.attributes = {{1, 2, 50.0F}, {2, 1, 50.0F}};
+      each.classifications = {{each.label, 60.0F}, {"a label too long for a short string", 30.0F}};
+    }
+    tracker->update(detections, (frame + 1) * kInterval);
+    const long before = made;
+    tracker->getTracks(reports);
+    tracker->getDebugTracks(debugTracks);
+    ASSERT_TRUE(frame < 3 || made == before) << frame;
+    reported += static_cast<long>(reports.size());
+  }
+  EXPECT_GT(reported, 150);
 }
 
 /// What a tracker takes at most for three frames of boxes that all lie in about one place, so that everyone could be

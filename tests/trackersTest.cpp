@@ -182,6 +182,29 @@ TEST_P(Trackers, FollowTheServerThatTheyAreHanded) {
   for (const auto& track : still->getTracks()) EXPECT_FLOAT_EQ(track.box.top, 0.2F);
 }
 
+static std::string fingerprint(const std::vector<TrackReport>& reports) {
+  std::vector<internal::DebugTrack> debugTracks;
+  for (const TrackReport& report : reports) debugTracks.push_back({report.track, 0, 0, 0, report.detectionId});
+  return fingerprint(debugTracks);
+}
+
+TEST_P(Trackers, ReportTheSameIntoMemoryOfTheCaller) {
+  Crowd crowd(40, 8);
+  std::vector<TrackReport> reports, expectedReports;
+  std::vector<internal::DebugTrack> debugTracks;
+  std::size_t taken = 0;
+  for (std::uint64_t frame = 1; frame <= 120; ++frame) {
+    feed(*tracker, frame * kFrame, frame % 50 < 5 ? std::vector<ObjectDetection>() : crowd.nextFrame());
+    tracker->getTracks(reports);
+    tracker->getDebugTracks(debugTracks);
+    tracker->ObjectTracker::getTracks(expectedReports);  // which asks for both reports by value
+    ASSERT_EQ(fingerprint(reports), fingerprint(expectedReports)) << frame;
+    ASSERT_EQ(fingerprint(debugTracks), fingerprint(tracker->getDebugTracks())) << frame;
+    for (const TrackReport& each : reports) taken += each.detectionId >= 0 ? 1U : 0U;
+  }
+  EXPECT_GT(taken, 3000U);
+}
+
 // Ten thousand frames of a crowd, among which detections of arbitrary bits turn up.
 TEST_P(Trackers, SurviveArbitraryFloatsWithBoundedMemory) {
   constexpr std::uint32_t kSeed = 20261122;

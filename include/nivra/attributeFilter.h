@@ -40,6 +40,8 @@ class NIVRA_EXPORT AttributeFilter {
 
   /// The current report.
   std::vector<AttributeClassification> report() const { return attributes; }
+  /// The same without a copy; changes with the next update.
+  const std::vector<AttributeClassification>& getAttributes() const { return attributes; }
 
  private:
   struct Score {

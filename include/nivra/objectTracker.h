@@ -63,6 +63,13 @@ class NIVRA_EXPORT ObjectTracker {
   /// The current tracks with inner state, oldest first.
   virtual std::vector<internal::DebugTrack> getDebugTracks() const = 0;
 
+  /// The same as `getTracks`, with the detection that each track took, into a vector of the caller. What it holds is
+  /// overwritten and its memory used again, so that a frame with no more tracks than before allocates nothing.
+  virtual void getTracks(std::vector<TrackReport>& reports) const;
+
+  /// The same as `getDebugTracks` into a vector of the caller, likewise.
+  virtual void getDebugTracks(std::vector<internal::DebugTrack>& reports) const;
+
  protected:
   ObjectTracker() = default;
 };

@@ -28,6 +28,13 @@ struct TrackedObjectDetection {
   bool confident = false;  ///< True once the track is confirmed.
 };
 
+/// One track and the detection that it rests on.
+struct TrackReport {
+  TrackedObjectDetection track;
+  /// `ObjectDetection::id` of the detection that the track took last; -1 after a newer frame in which it took none.
+  std::int32_t detectionId = -1;
+};
+
 namespace internal {
 
 /// One track as `ObjectTracker::getDebugTracks` reports it: the report and inner state beside it.

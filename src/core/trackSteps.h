@@ -9,7 +9,6 @@
 
 #include "core/boxGeometry.h"
 #include "nivra/motionTrackerServer.h"
-#include "nivra/trackedObjectDetection.h"
 
 /// Steps that trackers of different track types do alike.
 namespace nivra {
@@ -67,23 +66,6 @@ void shiftByCameraMotion(std::vector<Track>& tracks, MotionTrackerServer& server
     if (!server.recalculatePosition(to) || owner.expired()) return;
     track.updateBox(shifted(box, to.x - from.x, to.y - from.y));
   }
-}
-
-/// The reports of all tracks, in their order.
-template <class Track>
-std::vector<TrackedObjectDetection> reportTracks(const std::vector<Track>& tracks) {
-  std::vector<TrackedObjectDetection> reports;
-  reports.reserve(tracks.size());
-  for (const Track& track : tracks) reports.push_back(track.reportTrack());
-  return reports;
-}
-
-template <class Track>
-std::vector<internal::DebugTrack> reportDebugTracks(const std::vector<Track>& tracks) {
-  std::vector<internal::DebugTrack> reports;
-  reports.reserve(tracks.size());
-  for (const Track& track : tracks) reports.push_back(track.reportDebugTrack());
-  return reports;
 }
 
 }  // namespace nivra

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "core/labels.h"
+#include "core/trackReport.h"
 #include "nivra/reid/reidTracker.h"
 #include "nivra/vanilla/vanillaTracker.h"
 
@@ -18,7 +19,30 @@ int vanillaId(int innerId) { return 2 * (innerId % kInnerIdentities); }
 int reidId(int innerId) { return vanillaId(innerId) + 1; }
 
 void setId(TrackedObjectDetection& track, int id) { track.id = id; }
+void setId(TrackReport& report, int id) { report.track.id = id; }
 void setId(internal::DebugTrack& track, int id) { track.track.id = id; }
+
+template <class Track>
+int innerId(const Track& track) {
+  return track.getId();
+}
+int innerId(const TrackedObjectDetection& track) { return track.id; }
+int innerId(const internal::DebugTrack& track) { return track.track.id; }
+
+/// Visits the tracks of both in ascending order of inner identities, vanilla first among equals.
+template <class VanillaTrack, class ReidTrack, class VisitVanilla, class VisitReid>
+void visitMerged(const std::vector<VanillaTrack>& vanillaTracks, const std::vector<ReidTrack>& reidTracks,
+                 VisitVanilla visitVanilla, VisitReid visitReid) {
+  auto vanilla = vanillaTracks.begin();
+  for (const ReidTrack& track : reidTracks) {
+    for (; vanilla != vanillaTracks.end() && innerId(*vanilla) <= innerId(track); ++vanilla) visitVanilla(*vanilla);
+    visitReid(track);
+  }
+  for (; vanilla != vanillaTracks.end(); ++vanilla) visitVanilla(*vanilla);
+}
+
+bool isReported(const reid::ObjectTrack& track) { return track.isReported(); }
+bool isAnything(const reid::ObjectTrack&) { return true; }
 
 }  // namespace
 
@@ -26,6 +50,19 @@ struct NIVRA_HIDDEN HybridTracker::Body {
   Body(const TrackerParams& params, const LabelAssociations& labelAssociations, MotionTrackerServer* motionServer)
       : vanillaTracker(params.vanillaParams, labelAssociations, motionServer),
         reidTracker(params.reidParams, labelAssociations, motionServer) {}
+
+  /// The tracks of both, reported in the order of `mergeTracks`.
+  template <class Report, class IsReported>
+  void report(std::vector<Report>& reports, IsReported isReported) const {
+    ReportWriter writer(reports);
+    visitMerged(
+        vanillaTracker.followed(), reidTracker.followed(),
+        [&](const vanilla::ObjectTrack& track) { setId(writer.write(track), vanillaId(track.getId())); },
+        [&](const reid::ObjectTrack& track) {
+          if (isReported(track)) setId(writer.write(track), reidId(track.getId()));
+        });
+    writer.finish();
+  }
 
   vanilla::VanillaTracker vanillaTracker;
   reid::ReidTracker reidTracker;
@@ -58,29 +95,37 @@ TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections
 }
 
 std::vector<TrackedObjectDetection> HybridTracker::getTracks() const {
-  return mergeTracks(body->vanillaTracker.getTracks(), body->reidTracker.getTracks());
+  std::vector<TrackedObjectDetection> reports;
+  body->report(reports, isReported);
+  return reports;
 }
 
 std::vector<internal::DebugTrack> HybridTracker::getDebugTracks() const {
-  return mergeTracks(body->vanillaTracker.getDebugTracks(), body->reidTracker.getDebugTracks());
+  std::vector<internal::DebugTrack> reports;
+  getDebugTracks(reports);
+  return reports;
 }
 
-int getId(const TrackedObjectDetection& track) { return track.id; }
-int getId(const internal::DebugTrack& track) { return track.track.id; }
+void HybridTracker::getTracks(std::vector<TrackReport>& reports) const { body->report(reports, isReported); }
+
+void HybridTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
+  body->report(reports, isAnything);
+}
+
+int getId(const TrackedObjectDetection& track) { return innerId(track); }
+int getId(const internal::DebugTrack& track) { return innerId(track); }
 
 template <class T>
 std::vector<T> mergeTracks(const std::vector<T>& vanillaTracks, const std::vector<T>& reidTracks) {
   std::vector<T> merged;
   merged.reserve(vanillaTracks.size() + reidTracks.size());
-  auto vanilla = vanillaTracks.begin();
-  auto reid = reidTracks.begin();
-  while (vanilla != vanillaTracks.end() || reid != reidTracks.end()) {
-    const bool takesReid =
-        vanilla == vanillaTracks.end() || (reid != reidTracks.end() && getId(*vanilla) > getId(*reid));
-    merged.push_back(takesReid ? *reid : *vanilla);
-    setId(merged.back(), takesReid ? reidId(getId(*reid)) : vanillaId(getId(*vanilla)));
-    ++(takesReid ? reid : vanilla);
-  }
+  const auto add = [&](const T& track, int id) {
+    merged.push_back(track);
+    setId(merged.back(), id);
+  };
+  visitMerged(
+      vanillaTracks, reidTracks, [&](const T& track) { add(track, vanillaId(innerId(track))); },
+      [&](const T& track) { add(track, reidId(innerId(track))); });
   return merged;
 }
 

@@ -198,18 +198,35 @@ void ObjectTrack::updateBox(const Box& box) { boxFilter.updateNoFilter(box); }
 void ObjectTrack::addFeature(const std::vector<float>& feature) { features.add(Feature(feature)); }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
-  TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);
-  report.classifications = {{label, score}};
-  report.confident = state == TrackState::Confident || state == TrackState::ConfidentId;
-  return report;
+  TrackedObjectDetection target;
+  report(target);
+  return target;
 }
 
 internal::DebugTrack ObjectTrack::reportDebugTrack() const {
-  internal::DebugTrack report;
-  report.track = reportTrack();
-  report.state = static_cast<std::int32_t>(state);
-  report.lastDetectionId = lastDetectionId;
-  return report;
+  internal::DebugTrack target;
+  report(target);
+  return target;
+}
+
+void ObjectTrack::report(TrackedObjectDetection& target) const {
+  beginReport(target, id, boxFilter, score, label, attributeFilter);
+  target.classifications.resize(1);
+  target.classifications[0].label = label;
+  target.classifications[0].score = score;
+  target.confident = state == TrackState::Confident || state == TrackState::ConfidentId;
+}
+
+void ObjectTrack::report(TrackReport& target) const {
+  report(target.track);
+  target.detectionId = lastDetectionId;
+}
+
+void ObjectTrack::report(internal::DebugTrack& target) const {
+  report(target.track);
+  target.maxPositionDifferenceX = target.maxPositionDifferenceY = 0.0F;
+  target.state = static_cast<std::int32_t>(state);
+  target.lastDetectionId = lastDetectionId;
 }
 
 std::string ObjectTrack::createStateString() const { return stateString(getClampedBox()); }

@@ -3,6 +3,7 @@
 #include "core/cameraMotionSubscription.h"
 #include "core/detectionRange.h"
 #include "core/overlapSearch.h"
+#include "core/trackReport.h"
 #include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"
 #include "reid/frameMatching.h"
@@ -225,15 +226,29 @@ std::set<int> ReidTracker::getOverlappingTracks(const std::vector<ObjectTrack>& 
   return overlapping;
 }
 
+static bool isReported(const ObjectTrack& track) { return track.isReported(); }
+
 std::vector<TrackedObjectDetection> ReidTracker::getTracks() const {
   std::vector<TrackedObjectDetection> reports;
-  for (const ObjectTrack& track : body->tracks) {
-    if (track.isReported()) reports.push_back(track.reportTrack());
-  }
+  reportTracks(body->tracks, reports, isReported);
   return reports;
 }
 
-std::vector<internal::DebugTrack> ReidTracker::getDebugTracks() const { return reportDebugTracks(body->tracks); }
+std::vector<internal::DebugTrack> ReidTracker::getDebugTracks() const {
+  std::vector<internal::DebugTrack> reports;
+  getDebugTracks(reports);
+  return reports;
+}
+
+void ReidTracker::getTracks(std::vector<TrackReport>& reports) const {
+  reportTracks(body->tracks, reports, isReported);
+}
+
+void ReidTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
+  reportTracks(body->tracks, reports);
+}
+
+const std::vector<ObjectTrack>& ReidTracker::followed() const { return body->tracks; }
 
 void ReidTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;

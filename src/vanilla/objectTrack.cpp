@@ -144,24 +144,39 @@ void ObjectTrack::update(const ObjectDetection& detection, unsigned long long ti
 std::string ObjectTrack::createStateString() const { return stateString(getClampedBox()); }
 
 TrackedObjectDetection ObjectTrack::reportTrack() const {
-  TrackedObjectDetection report = beginReport(id, boxFilter, score, label, attributeFilter);
-  report.classifications = classScores;
-  // Stable, so that equal scores keep the ascending order of their labels.
-  std::stable_sort(report.classifications.begin(), report.classifications.end(),
-                   [](const auto& a, const auto& b) { return descending(a.score, b.score); });
-  report.confident = isConfident();
-  return report;
+  TrackedObjectDetection target;
+  report(target);
+  return target;
 }
 
 internal::DebugTrack ObjectTrack::reportDebugTrack() const {
-  internal::DebugTrack report;
-  report.track = reportTrack();
+  internal::DebugTrack target;
+  report(target);
+  return target;
+}
+
+void ObjectTrack::report(TrackedObjectDetection& target) const {
+  beginReport(target, id, boxFilter, score, label, attributeFilter);
+  target.classifications = classScores;
+  std::sort(target.classifications.begin(), target.classifications.end(), [](const auto& a, const auto& b) {
+    if (descending(a.score, b.score)) return true;
+    return !descending(b.score, a.score) && a.label < b.label;
+  });
+  target.confident = isConfident();
+}
+
+void ObjectTrack::report(TrackReport& target) const {
+  report(target.track);
+  target.detectionId = lastDetectionId;
+}
+
+void ObjectTrack::report(internal::DebugTrack& target) const {
+  report(target.track);
   const Point maxPositionDifference = boxFilter.getMaxPositionDifference();
-  report.maxPositionDifferenceX = maxPositionDifference.x;
-  report.maxPositionDifferenceY = maxPositionDifference.y;
-  report.state = report.track.confident ? kConfident : kNotConfident;
-  report.lastDetectionId = lastDetectionId;
-  return report;
+  target.maxPositionDifferenceX = maxPositionDifference.x;
+  target.maxPositionDifferenceY = maxPositionDifference.y;
+  target.state = target.track.confident ? kConfident : kNotConfident;
+  target.lastDetectionId = lastDetectionId;
 }
 
 Box ObjectTrack::getClampedBox() const { return clampedToPicture(boxFilter.getBox()); }

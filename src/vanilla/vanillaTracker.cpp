@@ -1,5 +1,6 @@
 #include "nivra/vanilla/vanillaTracker.h"
 
+#include "core/trackReport.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodBody.h"
 
@@ -56,11 +57,25 @@ void VanillaTracker::addNewTracks(const std::set<const ObjectDetection*>& detect
 
 std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
 
-std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const { return reportTracks(body->getTracks()); }
+std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const {
+  std::vector<TrackedObjectDetection> reports;
+  reportTracks(body->getTracks(), reports);
+  return reports;
+}
 
 std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const {
-  return reportDebugTracks(body->getTracks());
+  std::vector<internal::DebugTrack> reports;
+  getDebugTracks(reports);
+  return reports;
 }
+
+void VanillaTracker::getTracks(std::vector<TrackReport>& reports) const { reportTracks(body->getTracks(), reports); }
+
+void VanillaTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
+  reportTracks(body->getTracks(), reports);
+}
+
+const std::vector<ObjectTrack>& VanillaTracker::followed() const { return body->getTracks(); }
 
 void VanillaTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server != nullptr && userData != nullptr) static_cast<VanillaTracker*>(userData)->body->followCamera(*server);

@@ -7,6 +7,7 @@
 #include "core/faultReport.h"
 #include "core/labels.h"
 #include "core/overlapSearch.h"
+#include "core/trackReport.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodBody.h"
 #include "vanillaLowFps/widthFactorLimit.h"
@@ -130,10 +131,24 @@ void VanillaLowFpsTracker::addNewTracks(const std::set<const ObjectDetection*>& 
 
 std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
 
-std::vector<TrackedObjectDetection> VanillaLowFpsTracker::getTracks() const { return reportTracks(body->getTracks()); }
+std::vector<TrackedObjectDetection> VanillaLowFpsTracker::getTracks() const {
+  std::vector<TrackedObjectDetection> reports;
+  reportTracks(body->getTracks(), reports);
+  return reports;
+}
 
 std::vector<internal::DebugTrack> VanillaLowFpsTracker::getDebugTracks() const {
-  return reportDebugTracks(body->getTracks());
+  std::vector<internal::DebugTrack> reports;
+  getDebugTracks(reports);
+  return reports;
+}
+
+void VanillaLowFpsTracker::getTracks(std::vector<TrackReport>& reports) const {
+  reportTracks(body->getTracks(), reports);
+}
+
+void VanillaLowFpsTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
+  reportTracks(body->getTracks(), reports);
 }
 
 void VanillaLowFpsTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {

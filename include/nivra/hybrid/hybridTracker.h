@@ -33,6 +33,8 @@ class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
   TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
+  void getTracks(std::vector<TrackReport>& reports) const override;
+  void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
 
  private:
   struct Body;

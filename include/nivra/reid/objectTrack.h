@@ -134,6 +134,10 @@ class NIVRA_EXPORT ObjectTrack {
   /// @{
   /// `predict` for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
   NIVRA_HIDDEN void predict(unsigned long long timestamp, TimeStep& step);
+  /// Write over a report.
+  NIVRA_HIDDEN void report(TrackedObjectDetection& target) const;
+  NIVRA_HIDDEN void report(TrackReport& target) const;
+  NIVRA_HIDDEN void report(internal::DebugTrack& target) const;
   /// `computeMinDistance` for a vector whose norm is known.
   NIVRA_HIDDEN float minDistanceOf(const Feature& feature) const;
   /// @}

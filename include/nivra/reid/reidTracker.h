@@ -37,6 +37,8 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
   TrackUpdateResult update(const ObjectDetection* detections, std::size_t count, unsigned long long timestamp);
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
+  void getTracks(std::vector<TrackReport>& reports) const override;
+  void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
 
   /// @name The steps of one frame
   /// @{
@@ -56,6 +58,9 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
 
   /// Moves the tracks after a camera movement; `userData` is the tracker.
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
+
+  /// For the hybrid tracker alone: the tracks themselves.
+  NIVRA_HIDDEN const std::vector<ObjectTrack>& followed() const;
 
  private:
   struct Body;

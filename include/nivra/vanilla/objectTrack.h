@@ -107,6 +107,10 @@ class NIVRA_EXPORT ObjectTrack {
   /// `canAssociate` with another limit in place of `widthFactorGating`.
   NIVRA_HIDDEN bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations,
                                  float widthFactorLimit) const;
+  /// Write over a report.
+  NIVRA_HIDDEN void report(TrackedObjectDetection& target) const;
+  NIVRA_HIDDEN void report(TrackReport& target) const;
+  NIVRA_HIDDEN void report(internal::DebugTrack& target) const;
   /// Replaces the score (percent) until the next update chooses a label.
   void setScore(float newScore) { score = newScore; }
   const TrackerParams& getParams() const { return *params; }

@@ -39,6 +39,8 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
   TrackUpdateResult update(const ObjectDetection* detections, std::size_t count, unsigned long long timestamp);
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
+  void getTracks(std::vector<TrackReport>& reports) const override;
+  void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
 
   /// @name The steps of one frame, in their order
   /// @{
@@ -58,6 +60,9 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
 
   /// Moves the tracks after a camera movement; `userData` is the tracker.
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
+
+  /// For the hybrid tracker alone: the tracks themselves.
+  NIVRA_HIDDEN const std::vector<ObjectTrack>& followed() const;
 
  private:
   struct Body;

@@ -69,6 +69,11 @@ class NIVRA_EXPORT ObjectTrack {
                            const vanilla::TrackerParams& trackerParams,
                            std::shared_ptr<const KalmanBoxParams> filterParams);
   NIVRA_HIDDEN void predict(unsigned long long timestamp, bool useVelocityNoise, TimeStep& step);
+  /// Writes over a report, of any kind.
+  template <class Report>
+  void report(Report& target) const {
+    track.report(target);
+  }
   /// Whether any of the process noise factors would not be 1.
   NIVRA_HIDDEN bool isFast() const;
   /// @}

@@ -39,6 +39,8 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   TrackUpdateResult update(std::vector<ObjectDetection>& detections, unsigned long long timestamp) override;
   std::vector<TrackedObjectDetection> getTracks() const override;
   std::vector<internal::DebugTrack> getDebugTracks() const override;
+  void getTracks(std::vector<TrackReport>& reports) const override;
+  void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
 
   void predict(unsigned long long timestamp);
   std::vector<AssociationCandidate> associate(const std::vector<ObjectDetection>& detections);
