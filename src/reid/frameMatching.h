@@ -4,10 +4,10 @@
 #include <optional>
 #include <vector>
 
-#include "core/detectionIndex.h"
+#include "matching/detectionIndex.h"
 #include "core/detectionRange.h"
-#include "core/greedyMatching.h"
-#include "core/trackIndex.h"
+#include "matching/greedyMatching.h"
+#include "matching/trackIndex.h"
 #include "nivra/objectTracker.h"
 #include "nivra/reid/featureGallery.h"
 #include "nivra/reid/objectTrack.h"

@@ -10,8 +10,8 @@
 
 #include "core/boxGeometry.h"
 #include "core/detectionRange.h"
-#include "core/overlapSearch.h"
-#include "core/pairLimit.h"
+#include "matching/overlapSearch.h"
+#include "matching/pairLimit.h"
 #include "nivra/reid/inBetween.h"
 #include "nivra/trackerParams.h"
 #include "reid/widestAngle.h"

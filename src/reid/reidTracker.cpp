@@ -2,7 +2,7 @@
 
 #include "core/cameraMotionSubscription.h"
 #include "core/detectionRange.h"
-#include "core/overlapSearch.h"
+#include "matching/overlapSearch.h"
 #include "core/trackReport.h"
 #include "core/trackSteps.h"
 #include "nivra/trackerLogger.h"

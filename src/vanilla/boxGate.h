@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "core/boxGeometry.h"
-#include "core/pointGrid.h"
+#include "matching/pointGrid.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/trackerParams.h"
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "core/detectionIndex.h"
+#include "matching/detectionIndex.h"
 #include "core/detectionRange.h"
-#include "core/greedyMatching.h"
-#include "core/trackIndex.h"
+#include "matching/greedyMatching.h"
+#include "matching/trackIndex.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"

@@ -6,7 +6,7 @@
 
 #include "core/faultReport.h"
 #include "core/labels.h"
-#include "core/overlapSearch.h"
+#include "matching/overlapSearch.h"
 #include "core/trackReport.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodBody.h"

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "core/greedyMatching.h"
+#include "matching/greedyMatching.h"
 #include "core/labels.h"
 #include "support/listedPairs.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "core/pairLimit.h"
+#include "matching/pairLimit.h"
 
 namespace nivra::test {
 

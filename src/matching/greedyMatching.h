@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "core/pairLimit.h"
+#include "matching/pairLimit.h"
 
 namespace nivra {
 

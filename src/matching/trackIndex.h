@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/pointGrid.h"
+#include "matching/pointGrid.h"
 #include "nivra/geometry.h"
 
 namespace nivra {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/boxGeometry.h"
-#include "core/pointGrid.h"
+#include "matching/pointGrid.h"
 #include "nivra/geometry.h"
 
 namespace nivra {

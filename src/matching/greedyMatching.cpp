@@ -1,4 +1,4 @@
-#include "core/greedyMatching.h"
+#include "matching/greedyMatching.h"
 
 #include <cmath>
 #include <cstring>

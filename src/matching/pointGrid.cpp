@@ -1,4 +1,4 @@
-#include "core/pointGrid.h"
+#include "matching/pointGrid.h"
 
 #include <algorithm>
 #include <cmath>

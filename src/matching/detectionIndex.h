@@ -6,7 +6,7 @@
 
 #include "core/detectionRange.h"
 #include "core/labelTable.h"
-#include "core/pointGrid.h"
+#include "matching/pointGrid.h"
 #include "nivra/geometry.h"
 
 namespace nivra {
