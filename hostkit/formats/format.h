@@ -49,8 +49,7 @@ class Reader {
 
 /// What a tracker made of a frame.
 struct FrameTracks {
-  std::vector<TrackedObjectDetection> tracks;
-  std::vector<std::int32_t> detections;           // the `id` of the one that each track took; -1 if it took none
+  std::vector<TrackReport> tracks;
   std::vector<internal::DebugTrack> debugTracks;  // if asked for; those that are not reported as well
   TrackUpdateResult changes;
   std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time

@@ -78,10 +78,9 @@ class JsonTrackWriter final : public TrackWriter {
 
   void frame(const Frame& frame, const FrameTracks& result, TextBuffer& json) override {
     beginFrame(json, frame);
-    auto detection = result.detections.begin();
-    appendArrayField(json, R"(,"tracks":)", result.tracks, [&](TextBuffer&, const TrackedObjectDetection& track) {
+    appendArrayField(json, R"(,"tracks":)", result.tracks, [&](TextBuffer&, const TrackReport& report) {
       json += '{';
-      appendTrack(json, frame, track, *detection++);
+      appendTrack(json, frame, report.track, report.detectionId);
       json += '}';
     });
     if (debug) {

@@ -23,7 +23,8 @@ void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, TextBu
   Camera& camera = cameraOf(frame);
   if (!frame.picture) throw UsageError(fmt::format("{} files are in pixels: give --picture WxH", format.title));
   const int number = camera.numbering.next(*frame.timestamp);
-  for (const TrackedObjectDetection& track : result.tracks) {
+  for (const TrackReport& report : result.tracks) {
+    const TrackedObjectDetection& track = report.track;
     const PixelBox box = toPixels(track.box, *frame.picture);
     if (!hasArea(box)) {
       ++outside;

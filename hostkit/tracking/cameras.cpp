@@ -35,27 +35,10 @@ Position moved(Position position, const CameraMotion& motion) {
   return toNormalised(mapped(toPixels(position, *motion.picture), motion.matrix), *motion.picture);
 }
 
-/// The detections that the tracks took in the last frame.
-std::vector<std::int32_t> detectionsOf(const std::vector<TrackedObjectDetection>& tracks,
-                                       const std::vector<internal::DebugTrack>& debugTracks) {
-  std::vector<std::int32_t> detections;
-  detections.reserve(tracks.size());
-  auto entry = debugTracks.begin();  // both are in the same order, but for tracks that are not reported
-  for (const TrackedObjectDetection& track : tracks) {
-    const auto isTheSame = [&](const internal::DebugTrack& each) { return each.track.id == track.id; };
-    entry = std::find_if(entry, debugTracks.end(), isTheSame);
-    if (entry == debugTracks.end()) entry = std::find_if(debugTracks.begin(), debugTracks.end(), isTheSame);
-    detections.push_back(entry->lastDetectionId);
-  }
-  return detections;
-}
-
 }  // namespace
 
 Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations),
-      tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)),
-      reportsAll(recipe.reportsAll()) {}
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {}
 
 std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result) {
   if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
@@ -73,24 +56,9 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   removeUnassociated(frame, result.unassociated);
   result.duplicates = suppression.duplicatesAt(frame.detections);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
-  report(debug, result);
+  tracker->getTracks(result.tracks);
+  if (debug) tracker->getDebugTracks(result.debugTracks);
   return std::nullopt;
-}
-
-/// Reports take as long as a third of the update, so that none is fetched twice without need.
-void Camera::report(bool debug, FrameTracks& result) const {
-  result.debugTracks = tracker->getDebugTracks();
-  if (debug || !reportsAll) {
-    result.tracks = tracker->getTracks();
-    result.detections = detectionsOf(result.tracks, result.debugTracks);
-    return;
-  }
-  result.tracks.clear();
-  result.detections.clear();
-  for (internal::DebugTrack& each : result.debugTracks) {
-    result.tracks.push_back(std::move(each.track));
-    result.detections.push_back(each.lastDetectionId);
-  }
 }
 
 void Camera::move(const CameraMotion& motion) {

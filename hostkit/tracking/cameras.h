@@ -48,12 +48,10 @@ class Camera {
  private:
   /// Takes out the detections whose labels no association covers, which would start a new track each time.
   void removeUnassociated(Frame& frame, std::vector<std::string>& newLabels);
-  void report(bool debug, FrameTracks& result) const;
 
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker;
-  bool reportsAll;
   std::optional<std::uint64_t> lastTimestamp;
   std::optional<std::size_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;

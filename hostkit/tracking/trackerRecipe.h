@@ -14,11 +14,9 @@ namespace nivra::hostkit {
 struct TrackerChoice {
   std::string_view name;  // as it stands in messages
   int selector;
-  bool reportsAll;  // that there are, so that its tracks with inner state are the same ones
 };
 
-constexpr std::array<TrackerChoice, 4> kTrackers = {
-    {{"vanilla", 0, true}, {"reid", 1, false}, {"hybrid", 2, false}, {"lowfps", 3, true}}};
+constexpr std::array<TrackerChoice, 4> kTrackers = {{{"vanilla", 0}, {"reid", 1}, {"hybrid", 2}, {"lowfps", 3}}};
 
 /// @throws UsageError unless `text` is one of the names or selectors.
 TrackerChoice parseTrackerChoice(const std::string& text);
@@ -32,8 +30,6 @@ class TrackerRecipe {
 
   /// What is possible, but hardly meant; each ends its line.
   const std::string& warnings() const { return doubts; }
-
-  bool reportsAll() const { return choice.reportsAll; }
 
   std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio,
                                       MotionTrackerServer* motionServer) const;

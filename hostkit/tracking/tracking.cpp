@@ -59,14 +59,8 @@ std::set<std::string> labelsOf(Reader& reader) {
 }
 
 void dropUnsure(FrameTracks& result) {
-  std::size_t kept = 0;
-  for (std::size_t i = 0; i < result.tracks.size(); ++i) {
-    if (!result.tracks[i].confident) continue;
-    if (kept != i) result.tracks[kept] = std::move(result.tracks[i]);
-    result.detections[kept++] = result.detections[i];
-  }
-  result.tracks.resize(kept);
-  result.detections.resize(kept);
+  const auto isUnsure = [](const TrackReport& report) { return !report.track.confident; };
+  result.tracks.erase(std::remove_if(result.tracks.begin(), result.tracks.end(), isUnsure), result.tracks.end());
 }
 
 bool canBeReadTwice(const std::string& path) {
