@@ -130,7 +130,8 @@ used_from "a moved prefix with multiarch" "" "$work_dir/first" "$work_dir/second
 # shellcheck disable=SC2046,SC2086
 quietly "$compiler" -std=c++17 $flags -shared -fPIC -fvisibility=hidden examples/host/main.cpp \
   $(pkg-config --cflags --libs nivra) -o plugin.so
-! nm -DC --defined-only plugin.so | grep -E ' [A-Z] ((vtable|typeinfo|typeinfo name) for )?nivra::' ||
+# By the names that linkers see: what the standard library makes of the host's own types is the host's.
+! nm -D --defined-only plugin.so | grep -E ' _Z(T[VIS])?NK?5nivra' ||
   fail "a shared host exports nivra"
 
 other_compilers=(clang++ clang)
