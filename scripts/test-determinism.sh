@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Compares the tool's output byte for byte between compilers and optimisation levels: on the sample, and on the
-# sequence folders given as arguments.
+# Compares the tool's output byte for byte between compilers and optimisation levels, and between the C library's
+# functions for processors with and without fused multiply-adds: on the sample, and on the sequence folders given as
+# arguments.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 sequences=("$root/examples/data/plaza")
@@ -22,18 +23,24 @@ for compiler in g++ clang++; do
 done
 
 echo "== Comparing tracks"
+plain=GLIBC_TUNABLES=glibc.cpu.hwcaps=-FMA,-AVX2
+runs=()
+for build in "${builds[@]}"; do runs+=("$build" "$build $plain"); done
 passed=0
 failed=0
 for sequence in "${sequences[@]}"; do
   for tracker in vanilla reid hybrid lowfps; do
-    for build in "${builds[@]}"; do
-      "$build/tools/nivra/nivra" track "$sequence" --tracker "$tracker" --force -o "$build/tracks.txt"
-      if [ "$build" = "${builds[0]}" ]; then
+    for run in "${runs[@]}"; do
+      read -r build setting <<<"$run"
+      env ${setting:+"$setting"} "$build/tools/nivra/nivra" track "$sequence" --tracker "$tracker" --force \
+        -o "$build/tracks.txt"
+      if [ "$run" = "${runs[0]}" ]; then
+        cp "$build/tracks.txt" "$build/expected.txt"
         [ -s "$build/tracks.txt" ] || { echo "$sequence, $tracker: no tracks" >&2; exit 1; }
-      elif cmp "${builds[0]}/tracks.txt" "$build/tracks.txt"; then
+      elif cmp "${builds[0]}/expected.txt" "$build/tracks.txt"; then
         passed=$((passed + 1))
       else
-        echo "$(basename "$sequence"), $tracker: ${build##*/} differs from ${builds[0]##*/}" >&2
+        echo "$(basename "$sequence"), $tracker: ${run##*/} differs from ${builds[0]##*/}" >&2
         failed=$((failed + 1))
       fi
     done
