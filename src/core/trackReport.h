@@ -63,4 +63,12 @@ void reportTracks(const std::vector<Track>& tracks, std::vector<Report>& reports
   reportTracks(tracks, reports, [](const Track&) { return true; });
 }
 
+/// The reports of all tracks, or of those with isReported(track).
+template <class Report, class Track, class... IsReported>
+std::vector<Report> reportsOf(const std::vector<Track>& tracks, IsReported... isReported) {
+  std::vector<Report> reports;
+  reportTracks(tracks, reports, isReported...);
+  return reports;
+}
+
 }  // namespace nivra

@@ -2,9 +2,9 @@
 
 #include "core/cameraMotionSubscription.h"
 #include "core/detectionRange.h"
-#include "matching/overlapSearch.h"
 #include "core/trackReport.h"
 #include "core/trackSteps.h"
+#include "matching/overlapSearch.h"
 #include "nivra/trackerLogger.h"
 #include "reid/frameMatching.h"
 #include "reid/inbetweenSearch.h"
@@ -229,15 +229,11 @@ std::set<int> ReidTracker::getOverlappingTracks(const std::vector<ObjectTrack>& 
 static bool isReported(const ObjectTrack& track) { return track.isReported(); }
 
 std::vector<TrackedObjectDetection> ReidTracker::getTracks() const {
-  std::vector<TrackedObjectDetection> reports;
-  reportTracks(body->tracks, reports, isReported);
-  return reports;
+  return reportsOf<TrackedObjectDetection>(body->tracks, isReported);
 }
 
 std::vector<internal::DebugTrack> ReidTracker::getDebugTracks() const {
-  std::vector<internal::DebugTrack> reports;
-  getDebugTracks(reports);
-  return reports;
+  return reportsOf<internal::DebugTrack>(body->tracks);
 }
 
 void ReidTracker::getTracks(std::vector<TrackReport>& reports) const {

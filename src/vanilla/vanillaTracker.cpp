@@ -58,15 +58,11 @@ void VanillaTracker::addNewTracks(const std::set<const ObjectDetection*>& detect
 std::set<int> VanillaTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
 
 std::vector<TrackedObjectDetection> VanillaTracker::getTracks() const {
-  std::vector<TrackedObjectDetection> reports;
-  reportTracks(body->getTracks(), reports);
-  return reports;
+  return reportsOf<TrackedObjectDetection>(body->getTracks());
 }
 
 std::vector<internal::DebugTrack> VanillaTracker::getDebugTracks() const {
-  std::vector<internal::DebugTrack> reports;
-  getDebugTracks(reports);
-  return reports;
+  return reportsOf<internal::DebugTrack>(body->getTracks());
 }
 
 void VanillaTracker::getTracks(std::vector<TrackReport>& reports) const { reportTracks(body->getTracks(), reports); }

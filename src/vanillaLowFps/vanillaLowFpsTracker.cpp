@@ -6,8 +6,8 @@
 
 #include "core/faultReport.h"
 #include "core/labels.h"
-#include "matching/overlapSearch.h"
 #include "core/trackReport.h"
+#include "matching/overlapSearch.h"
 #include "nivra/trackerLogger.h"
 #include "vanilla/likelihoodBody.h"
 #include "vanillaLowFps/widthFactorLimit.h"
@@ -132,15 +132,11 @@ void VanillaLowFpsTracker::addNewTracks(const std::set<const ObjectDetection*>& 
 std::set<int> VanillaLowFpsTracker::pruneExpiredTracks() { return eraseExpired(body->getTracks()); }
 
 std::vector<TrackedObjectDetection> VanillaLowFpsTracker::getTracks() const {
-  std::vector<TrackedObjectDetection> reports;
-  reportTracks(body->getTracks(), reports);
-  return reports;
+  return reportsOf<TrackedObjectDetection>(body->getTracks());
 }
 
 std::vector<internal::DebugTrack> VanillaLowFpsTracker::getDebugTracks() const {
-  std::vector<internal::DebugTrack> reports;
-  getDebugTracks(reports);
-  return reports;
+  return reportsOf<internal::DebugTrack>(body->getTracks());
 }
 
 void VanillaLowFpsTracker::getTracks(std::vector<TrackReport>& reports) const {
