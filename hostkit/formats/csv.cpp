@@ -17,6 +17,7 @@
 #include "hostkit/files/byteSource.h"
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/categoryNames.h"
+#include "hostkit/formats/identities.h"
 #include "hostkit/formats/rows.h"
 
 namespace nivra::hostkit {
@@ -27,6 +28,7 @@ enum Column {
   camera,
   frame,
   time,
+  identity,
   label,
   score,
   left,
@@ -55,6 +57,7 @@ const std::array<ColumnNames, columnCount>& columnNames() {
       {"time",
        {"timestamp", "time", "timestamp_ns", "timestamp_us", "timestamp_ms", "timestamp_s", "time_ns", "time_us",
         "time_ms", "time_s", "t"}},
+      {"id", {"id", "track_id", "trackid", "identity", "object_id", "track"}},
       {"label",
        {"label", "name", "class_name", "category_name", "category", "class", "type", "class_id", "category_id", "cls"}},
       {"score", {"score", "confidence", "conf", "probability", "prob"}},
@@ -126,6 +129,7 @@ char separatorOf(std::string_view header) {
 }
 
 struct Row {
+  int line = 0;
   std::size_t camera = 0;  // counted as they come
   std::int64_t frame = 0;
   double time = 0.0;
@@ -133,24 +137,33 @@ struct Row {
   PixelBox box;
   std::string label;
   std::optional<double> score;
+  std::int64_t identity = 0;
 };
 
 /// The rows of a table one after the other.
 class Table {
+  using Rows = std::vector<Row>;
+
  public:
-  Table(const std::string& path, const ReadSettings& readSettings, std::string_view header)
+  enum class Purpose { detections, identities };
+
+  Table(const std::string& path, const ReadSettings& readSettings, std::string_view header, Purpose purpose)
       : settings(readSettings),
         file(shownName(path)),
         separator(separatorOf(header)),
+        hasIdentities(purpose == Purpose::identities),
         layout(fieldsOf(Columns(file, 1, header, separator))) {
     if (const char* const name = layout.missing()) failAt(file, 1, "", fmt::format("no column for {}", name));
-    byTime = layout.has(time) && (!layout.has(frame) || !settings.frameRate);
+    if (hasIdentities && !layout.has(identity)) failAt(file, 1, "", "no column for id");
+    byTime = layout.has(time) && (!layout.has(frame) || (!hasIdentities && !settings.frameRate));
   }
 
   void add(int number, std::string_view line) {
     lineNumber = number;
     fields = fieldsOf(Columns(file, number, line, separator));
     Row& row = rows.emplace_back();
+    row.line = number;
+    if (hasIdentities) row.identity = identityHere();
     if (layout.has(camera)) row.camera = cameraHere();
     if (byTime) {
       row.time = numberAt(time, Range<double>{0.0, kLatest});
@@ -164,23 +177,58 @@ class Table {
     if (layout.has(score) && !textAt(score).empty()) row.score = numberAt(score, kCoordinates);
   }
 
+  /// Those of each camera. Frames are those of the rows, or counted by their times.
+  std::vector<IdentifiedSequence> identities(const std::string& path) {
+    const int later = startsAtZero() ? 1 : 0;
+    const double unit = byTime ? unitOfTime() : 0.0;
+    std::vector<IdentifiedSequence> result;
+    forEachCamera([&](Rows::iterator first, Rows::iterator last) {
+      std::vector<std::uint64_t> times;
+      if (byTime) numberByTime(first, last, unit, times);
+      IdentifiedSequence& sequence = result.emplace_back();
+      sequence.name = layout.has(camera) ? cameraNames[first->camera] : nameOf(path);
+      sequence.file = file;
+      for (auto each = first; each != last; ++each) {
+        IdentifiedRow& row = sequence.rows.emplace_back();
+        row.frame = static_cast<int>(each->frame) + later;
+        row.line = each->line;
+        row.identified = {each->box, each->identity};
+        if (layout.has(label)) row.label = sequence.placeOf(each->label);
+      }
+      finishIdentities(sequence);
+    });
+    if (result.empty()) result.emplace_back().name = nameOf(path);
+    return result;
+  }
+
   Sequence sequence(const std::string& path) {
     Sequence result = outlineOf(path, settings, byTime);
-    const bool fromZero = std::any_of(rows.begin(), rows.end(), [](const Row& each) { return each.frame == 0; });
+    const int later = startsAtZero() ? 1 : 0;
     const double unit = byTime ? unitOfTime() : 0.0;
-    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.camera < b.camera; });
-    for (auto first = rows.begin(); first != rows.end();) {
-      const auto last = std::find_if(first, rows.end(), [&](const Row& each) { return each.camera != first->camera; });
+    forEachCamera([&](Rows::iterator first, Rows::iterator last) {
       if (byTime) numberByTime(first, last, unit, result.timestamps);
-      addCamera(first, last, !byTime && fromZero ? 1 : 0, result);
-      first = last;
-    }
+      addCamera(first, last, later, result);
+    });
     finishSequence(result, path, settings);
     return result;
   }
 
  private:
-  using Rows = std::vector<Row>;
+  /// Before frames are numbered by their times, which is from 1.
+  bool startsAtZero() const {
+    return !byTime && std::any_of(rows.begin(), rows.end(), [](const Row& each) { return each.frame == 0; });
+  }
+
+  /// Calls `take(first, last)` with the rows of each camera, in the order of the cameras' first ones.
+  template <class Take>
+  void forEachCamera(Take take) {
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.camera < b.camera; });
+    for (auto first = rows.begin(); first != rows.end();) {
+      const auto last = std::find_if(first, rows.end(), [&](const Row& each) { return each.camera != first->camera; });
+      take(first, last);
+      first = last;
+    }
+  }
 
   std::size_t cameraHere() {
     const std::string& name = textAt(camera);
@@ -213,6 +261,13 @@ class Table {
     const std::string& text = textAt(column);
     const auto number = parseNumber(text, range);
     if (!number) failAt(file, lineNumber, layout.names[*layout.at[column]], complaint(text, range));
+    return *number;
+  }
+
+  std::int64_t identityHere() const {
+    const std::string& text = textAt(identity);
+    const auto number = parseWhole(text, kIdentities);
+    if (!number) failAt(file, lineNumber, layout.names[*layout.at[identity]], complaint(text, kIdentities));
     return *number;
   }
 
@@ -268,6 +323,7 @@ class Table {
   const ReadSettings& settings;
   std::filesystem::path file;
   char separator;
+  bool hasIdentities;
   Layout layout;
   bool byTime = false;
   int lineNumber = 0;
@@ -297,11 +353,12 @@ std::size_t rowSize(std::string_view text, char separator) {
   return text.size();
 }
 
-Sequence readSequence(const std::string& path, const ReadSettings& settings) {
+/// @return Nothing for a file without any line.
+std::optional<Table> readTable(const std::string& path, const ReadSettings& settings, Table::Purpose purpose) {
   const std::string text = readFile(path);
   const std::string_view header = firstLineOf(text);
-  if (header.empty()) return outlineOf(path, settings);
-  Table table(path, settings, header);
+  if (header.empty()) return std::nullopt;
+  Table table(path, settings, header, purpose);
   bool isHeader = true;
   int number = 1;
   for (std::string_view rest = text; !rest.empty();) {
@@ -310,7 +367,21 @@ Sequence readSequence(const std::string& path, const ReadSettings& settings) {
     number += 1 + static_cast<int>(std::count(row.begin(), row.end(), '\n'));
     rest.remove_prefix(std::min(row.size() + 1, rest.size()));
   }
-  return table.sequence(path);
+  return table;
+}
+
+Sequence readSequence(const std::string& path, const ReadSettings& settings) {
+  auto table = readTable(path, settings, Table::Purpose::detections);
+  return table ? table->sequence(path) : outlineOf(path, settings);
+}
+
+std::vector<IdentifiedSequence> readIdentities(const std::string& path, const ReadSettings& settings) {
+  auto table = readTable(path, settings, Table::Purpose::identities);
+  if (table) return table->identities(path);
+  IdentifiedSequence nobody;
+  nobody.name = nameOf(path);
+  nobody.file = path;
+  return {nobody};
 }
 
 /// Whether the first line has names, of which at least two are known.
@@ -337,6 +408,7 @@ const Format kCsv = [] {
   format.extensions = {".csv"};
   format.outputExtension = ".csv";
   format.trackHeader = "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n";
+  format.readIdentities = readIdentities;
   return format;
 }();
 

@@ -88,6 +88,8 @@ class DetectionWriter {
   virtual void finish() = 0;
 };
 
+struct IdentifiedSequence;
+
 /// A file format; each lives in a file of its own, and formats.cpp lists them.
 struct Format {
   const char* name;   // as --from and --to take it
@@ -111,6 +113,9 @@ struct Format {
   bool holdsNotices = false;    // beside the tracks, such as labels that are not tracked
   bool holdsLabels = false;     // of detections
   bool holdsMotion = false;     // of the camera, among detections
+
+  /// The sequences of an input whose boxes have identities: tracks or truth. Null if it isn't read so.
+  std::vector<IdentifiedSequence> (*readIdentities)(const std::string& path, const ReadSettings& settings) = nullptr;
 };
 
 }  // namespace nivra::hostkit

@@ -452,6 +452,7 @@ const Format kJsonLines = [] {
   format.holdsNotices = true;
   format.holdsLabels = true;
   format.holdsMotion = true;
+  format.readIdentities = readJsonIdentities;
   return format;
 }();
 

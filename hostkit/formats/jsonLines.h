@@ -11,4 +11,8 @@ extern const Format kJsonLines;
 std::unique_ptr<TrackWriter> writeJsonTracks(const WriteSettings& settings);
 std::unique_ptr<DetectionWriter> writeJsonDetections(const Target& target, const WriteSettings& settings);
 
+/// Tracks as they are written, or detections with the identities of objects as their ids, camera by camera; in
+/// jsonLinesIdentities.cpp.
+std::vector<IdentifiedSequence> readJsonIdentities(const std::string& path, const ReadSettings& settings);
+
 }  // namespace nivra::hostkit

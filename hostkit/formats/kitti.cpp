@@ -3,10 +3,14 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
 
 #include "hostkit/errors.h"
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/frameFiles.h"
+#include "hostkit/formats/identities.h"
 #include "hostkit/formats/rows.h"
 #include "hostkit/formats/trackRows.h"
 #include "hostkit/text/jsonText.h"
@@ -24,22 +28,32 @@ bool isOfTracking(std::string_view line) {
   return parseNumber(line.substr(0, line.find_first_of(" \t")), kCoordinates).has_value();
 }
 
-void addObject(Columns columns, bool isTracking, int frame, Sequence& sequence) {
+/// A line of either kind.
+struct Object {
+  int frame = 0;         // from 1; 0 in a file for each frame
+  std::int64_t id = -1;  // likewise none
+  std::string type;
+  PixelBox box;
+  std::optional<double> score;
+};
+
+Object readObject(Columns columns, bool isTracking) {
+  Object object;
   if (isTracking) {
-    frame = columns.next("frame", Range<int>{0, kMostFrames - 1}) + 1;
-    columns.next("id", kCoordinates);
+    object.frame = columns.next("frame", Range<int>{0, kMostFrames - 1}) + 1;
+    object.id = columns.nextWhole("id", kIdentities);
   }
-  const std::string type(columns.nextText("type"));
+  object.type = columns.nextText("type");
   for (const char* const name : {"truncated", "occluded", "alpha"}) columns.next(name, kCoordinates);
   const double left = columns.next("left", kCoordinates);
   const double top = columns.next("top", kCoordinates);
   const double right = columns.next("right", Range<double>{left, kCoordinates.most});
   const double bottom = columns.next("bottom", Range<double>{top, kCoordinates.most});
+  object.box = {left, top, right - left, bottom - top};
   for (const char* const name : kInSpace) columns.next(name, kCoordinates);
-  std::optional<double> score;
-  if (!columns.done()) score = columns.next("score", kCoordinates);
+  if (!columns.done()) object.score = columns.next("score", kCoordinates);
   columns.finish(kMostColumns);
-  if (type != kNoObject) sequence.add(frame, {left, top, right - left, bottom - top}, type, score);
+  return object;
 }
 
 /// Writes lines as those of tracking's results, with what isn't known as KITTI marks it.
@@ -75,12 +89,35 @@ Sequence readSequence(const std::string& input, const ReadSettings& settings) {
   const std::vector<FrameFile> files = frameFilesOf(input, ".txt");
   for (const FrameFile& file : files) {
     forEachLine(readFile(file.path), [&](int number, std::string_view line) {
-      addObject(Columns(file.path, number, line, Columns::kBlanks), isOfTracking(line), file.frame, sequence);
+      const bool isTracking = isOfTracking(line);
+      const Object object = readObject(Columns(file.path, number, line, Columns::kBlanks), isTracking);
+      if (object.type == kNoObject) return;
+      sequence.add(isTracking ? object.frame : file.frame, object.box, object.type, object.score);
     });
   }
   sequence.frameCount = files.back().frame;
   finishSequence(sequence, input, settings);
   return sequence;
+}
+
+std::vector<IdentifiedSequence> readIdentities(const std::string& path, const ReadSettings&) {
+  std::vector<IdentifiedSequence> sequences(1);
+  IdentifiedSequence& sequence = sequences.front();
+  sequence.name = nameOf(path);
+  sequence.file = path;
+  forEachLine(readFile(path), [&](int number, std::string_view line) {
+    if (!isOfTracking(line))
+      failAt(path, number, "", "no identities: each line begins with frame and id where there are");
+    const Object object = readObject(Columns(sequence.file, number, line, Columns::kBlanks), true);
+    if (object.type == kNoObject) return;
+    IdentifiedRow& row = sequence.rows.emplace_back();
+    row.frame = object.frame;
+    row.line = number;
+    row.identified = {object.box, object.id};
+    row.label = sequence.placeOf(object.type);
+  });
+  finishIdentities(sequence);
+  return sequences;
 }
 
 /// Whether the first line is a type with 14 or 15 numbers behind it, with a frame and an identity in front or without.
@@ -118,6 +155,7 @@ const Format kKitti = [] {
   Format format{"kitti", "KITTI", looksLikeKitti, openKitti, writeTracks};
   format.outputExtension = format.frameExtension = ".txt";
   format.holdsOneCamera = true;
+  format.readIdentities = readIdentities;
   return format;
 }();
 

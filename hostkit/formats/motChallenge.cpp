@@ -4,12 +4,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <iterator>
+#include <map>
 #include <string_view>
 
 #include "hostkit/errors.h"
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/appearanceFeatures.h"
+#include "hostkit/formats/categoryNames.h"
+#include "hostkit/formats/identities.h"
 #include "hostkit/formats/keyValues.h"
 #include "hostkit/formats/motChallengeFolder.h"
 #include "hostkit/formats/rows.h"
@@ -70,6 +74,76 @@ void addDetection(Columns columns, const std::string& label, Sequence& sequence)
   sequence.add(frame, box, label, confidence);
 }
 
+constexpr std::array kTruthFiles = {"gt/gt.txt", "gt/gt.txt.gz", "gt.txt", "gt.txt.gz"};
+
+/// The folder of the sequence that a file of truth belongs to; nothing for other files.
+std::optional<fs::path> folderOfTruth(const fs::path& file) {
+  const std::string name = file.filename().string();
+  if (name != "gt.txt" && name != "gt.txt.gz") return std::nullopt;
+  const fs::path folder = fs::absolute(file).lexically_normal().parent_path();
+  return folder.filename() == "gt" ? folder.parent_path() : folder;
+}
+
+/// Frames count for as many as seqinfo.ini says, if there is one.
+int lengthOf(const fs::path& folder) {
+  std::error_code ignored;
+  const fs::path infoFile = folder / "seqinfo.ini";
+  return fs::exists(infoFile, ignored) ? readIniSection(infoFile, "Sequence").number("seqLength", kFrameCounts) : 0;
+}
+
+/// Reads rows of tracks or truth: "frame,id,left,top,width,height" and what may follow.
+class IdentifiedRows {
+ public:
+  IdentifiedRows(IdentifiedSequence& target, const ReadSettings& readSettings)
+      : sequence(target), settings(readSettings) {}
+
+  void add(Columns columns, int line) {
+    IdentifiedRow& row = sequence.rows.emplace_back();
+    row.line = line;
+    row.frame = static_cast<int>(columns.nextWhole("frame", Range<std::int64_t>{1, kMostFrames}));
+    row.identified.identity = columns.nextWhole("id", kIdentities);
+    PixelBox& box = row.identified.box;
+    box.left = columns.next("left", kCoordinates);
+    box.top = columns.next("top", kCoordinates);
+    box.width = columns.next("width", kSizes);
+    box.height = columns.next("height", kSizes);
+    if (!columns.done()) row.confidence = columns.next("conf", kCoordinates);
+    if (!columns.done()) addClass(columns.next("class", kCoordinates), row);
+    columns.finish(kMostColumns);
+  }
+
+ private:
+  /// Elsewhere this column has positions in space, or -1.
+  void addClass(double number, IdentifiedRow& row) {
+    constexpr double kMostClasses = 1e6;
+    if (!(number >= 1.0 && number <= kMostClasses) || number != std::floor(number)) return;
+    row.category = static_cast<int>(number);
+    const auto [place, isNew] = places.emplace(row.category, 0);
+    if (isNew) place->second = sequence.placeOf(labelOf(row.category, settings, {}));
+    row.label = place->second;
+  }
+
+  IdentifiedSequence& sequence;
+  const ReadSettings& settings;
+  std::map<int, int> places;  // of the labels of categories
+};
+
+std::vector<IdentifiedSequence> readIdentities(const std::string& input, const ReadSettings& settings) {
+  const fs::path file = truthFileOf(input).value_or(input);
+  const auto folder = folderOfTruth(file);
+  std::vector<IdentifiedSequence> sequences(1);
+  IdentifiedSequence& sequence = sequences.front();
+  sequence.name = nameOf(folder.value_or(file));
+  sequence.file = file;
+  if (folder) sequence.frameCount = lengthOf(*folder);
+  const std::string text = readFile(file);
+  sequence.rows.reserve(static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) + 1);
+  IdentifiedRows rows(sequence, settings);
+  forEachLine(text, [&](int number, std::string_view line) { rows.add(Columns(file, number, line, ','), number); });
+  finishIdentities(sequence);
+  return sequences;
+}
+
 class MotTrackWriter final : public TrackRowWriter {
  public:
   using TrackRowWriter::TrackRowWriter;
@@ -108,6 +182,15 @@ bool isSequenceFolder(const std::string& path) {
                      [&](const char* name) { return fs::exists(fs::path(path) / name, ignored); });
 }
 
+std::optional<fs::path> truthFileOf(const fs::path& folder) {
+  std::error_code ignored;
+  if (!fs::is_directory(folder, ignored)) return std::nullopt;
+  for (const char* const name : kTruthFiles) {
+    if (fs::exists(folder / name, ignored)) return folder / name;
+  }
+  return std::nullopt;
+}
+
 Sequence readMotChallenge(const std::string& input, const ReadSettings& settings) {
   const fs::path file = detectionFileOf(input);
   const std::string text = readFile(file);
@@ -132,6 +215,7 @@ const Format kMotChallenge = [] {
   format.writesFolders = true;
   format.answersInKind = true;
   format.holdsOneCamera = true;
+  format.readIdentities = readIdentities;
   return format;
 }();
 

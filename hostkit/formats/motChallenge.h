@@ -1,5 +1,8 @@
 #pragma once
 
+#include <filesystem>
+#include <optional>
+
 #include "hostkit/formats/sequence.h"
 
 namespace nivra::hostkit {
@@ -12,6 +15,9 @@ extern const Format kMotChallenge;
 
 /// Whether a folder has the detections of a sequence.
 bool isSequenceFolder(const std::string& path);
+
+/// The truth in the folder of a sequence; nothing if there is none.
+std::optional<std::filesystem::path> truthFileOf(const std::filesystem::path& folder);
 
 /// @throws FileError or UsageError when `input` cannot be used.
 Sequence readMotChallenge(const std::string& input, const ReadSettings& settings);

@@ -37,6 +37,13 @@ std::string Columns::nextQuoted() {
   blame({}, "no closing quote in the line");
 }
 
+std::int64_t Columns::nextWhole(std::string_view name, Range<std::int64_t> range) {
+  const std::string_view text = nextText(name);
+  const auto value = parseWhole(text, range);
+  if (!value) blame(name, complaint(text, range));
+  return *value;
+}
+
 void Columns::finish(std::size_t most) {
   while (!atEnd) {
     if (count == most) {

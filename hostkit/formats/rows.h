@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -36,6 +37,9 @@ class Columns {
     if (!value) blame(name, complaint(text, range));
     return *value;
   }
+
+  /// A whole number, which may have been written with a point or an exponent, such as 1.000e+00.
+  std::int64_t nextWhole(std::string_view name, Range<std::int64_t> range);
 
   /// Passes over numbers that may follow the last column of interest.
   /// @param most How many columns there may be.

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <charconv>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -48,6 +49,9 @@ std::optional<Number> parseNumber(std::string_view text, Range<Number> range) {
   const bool inRange = number >= range.least && number <= range.most;  // false for NaN
   return inRange ? std::optional<Number>(number) : std::nullopt;
 }
+
+/// Reads a whole number that may be written like one with a fraction, such as 1.000e+00.
+std::optional<std::int64_t> parseWhole(std::string_view text, Range<std::int64_t> range);
 
 /// For example "expected a whole number from 1 to 9".
 template <class Number>

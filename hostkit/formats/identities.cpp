@@ -1,0 +1,56 @@
+#include "hostkit/formats/identities.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include "hostkit/files/textFile.h"
+
+namespace nivra::hostkit {
+
+void requireFramesWithin(const IdentifiedSequence& sequence, int lastFrame) {
+  for (const IdentifiedRow& each : sequence.rows) {
+    if (each.frame <= lastFrame) continue;
+    failAt(sequence.file, each.line, "frame", fmt::format("frame {} of a sequence that has {}", each.frame, lastFrame));
+  }
+}
+
+int IdentifiedSequence::placeOf(const std::string& label) {
+  const auto [place, isNew] = places.emplace(label, static_cast<int>(labels.size()));
+  if (isNew) labels.push_back(label);
+  return place->second;
+}
+
+namespace {
+
+/// Rows are large, so it is their frames and places that are sorted.
+void sortByFrame(std::vector<IdentifiedRow>& rows) {
+  std::vector<std::pair<int, std::size_t>> order;
+  order.reserve(rows.size());
+  for (const IdentifiedRow& each : rows) order.emplace_back(each.frame, order.size());
+  std::sort(order.begin(), order.end());
+  std::vector<IdentifiedRow> sorted;
+  sorted.reserve(rows.size());
+  for (const auto& [frame, place] : order) sorted.push_back(rows[place]);
+  rows = std::move(sorted);
+}
+
+}  // namespace
+
+void finishIdentities(IdentifiedSequence& sequence) {
+  if (sequence.frameCount > 0) requireFramesWithin(sequence, sequence.frameCount);
+  sortByFrame(sequence.rows);
+  std::unordered_set<std::int64_t> seen;
+  int frame = 0;
+  for (const IdentifiedRow& each : sequence.rows) {
+    if (each.frame != frame) seen.clear();
+    frame = each.frame;
+    if (seen.insert(each.identified.identity).second) continue;
+    failAt(sequence.file, each.line, "id",
+           fmt::format("identity {} is twice in frame {}", each.identified.identity, each.frame));
+  }
+}
+
+}  // namespace nivra::hostkit

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "hostkit/formats/picture.h"
+#include "hostkit/text/numbers.h"
+
+namespace nivra::hostkit {
+
+constexpr Range<std::int64_t> kIdentities = {std::numeric_limits<std::int64_t>::min(),
+                                             std::numeric_limits<std::int64_t>::max()};
+
+/// A box and whose it is.
+struct IdentifiedBox {
+  PixelBox box;
+  std::int64_t identity = 0;
+};
+
+/// A box of tracks or truth as files hold it.
+struct IdentifiedRow {
+  int frame = 0;  // from 1
+  int line = 0;   // of the file, from 1; 0 where boxes are no lines
+  IdentifiedBox identified;
+  double confidence = 1.0;
+  int label = kNone;     // in `IdentifiedSequence::labels`
+  int category = kNone;  // the label's number, where labels have numbers
+
+  static constexpr int kNone = -1;
+};
+
+/// Tracks or truth of a camera.
+struct IdentifiedSequence {
+  std::string name;
+  std::filesystem::path file;
+  int frameCount = 0;    // 0 if nothing tells it
+  bool inPixels = true;  // of a picture; else the picture is 2 wide and 2 high
+  std::vector<std::string> labels;
+  std::vector<IdentifiedRow> rows;
+
+  /// The place of a label, which is added if it is new.
+  int placeOf(const std::string& label);
+
+ private:
+  std::map<std::string, int> places;
+};
+
+/// Sorts rows by frame, and leaves those of a frame in their order.
+/// @throws FileError, naming file and line, for a frame beyond the last one and an identity twice in a frame.
+void finishIdentities(IdentifiedSequence& sequence);
+
+/// @throws FileError, naming file and line, for a box in a frame after `lastFrame`.
+void requireFramesWithin(const IdentifiedSequence& sequence, int lastFrame);
+
+}  // namespace nivra::hostkit
