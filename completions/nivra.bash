@@ -10,11 +10,14 @@ _nivra() {
   COMPREPLY=()
 
   case $command in
-    '') options='--version' values='track convert simulate params' ;;
+    '') options='--version' values='track convert eval simulate params' ;;
     track)
       options="$input --to --tracker --params --param --associate --labels --idle-timeout --max-detections --confident-only --debug --strict"
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
+    eval)
+      options='--output --force --json --csv --tracker --preprocess --class --sequences --from --truth-from --picture --fps'
+      options+=' --jobs' files=yes ;;
     simulate)
       options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
       options+=' --picture --fps' ;;
@@ -24,13 +27,17 @@ _nivra() {
   options+=' --help'
   case $before in
     -o | --output | --params) options='' files=yes ;;
-    --from) options='' values='jsonl motchallenge coco yolo kitti csv results' files='' ;;
+    --from | --truth-from) options='' values='jsonl motchallenge coco yolo kitti csv results' files='' ;;
     --to)
       options='' values='jsonl motchallenge' files=''
       [[ $command != track ]] || values+=' kitti csv'
       ;;
     --scores) options='' values='fraction percent auto' files='' ;;
-    --tracker) options='' values='vanilla reid hybrid lowfps' files='' ;;
+    --preprocess) options='' values='auto none mot17 mot20' files='' ;;
+    --tracker)
+      [[ $command != eval ]] || return
+      options='' values='vanilla reid hybrid lowfps' files='' ;;
+    --class | --sequences | --jobs) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac

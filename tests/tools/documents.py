@@ -163,7 +163,7 @@ class Documents(unittest.TestCase):
 
     def test_examples_print_what_is_shown(self):
         """A block of commands, and behind it a block of what they print."""
-        text = GUIDE + README + (ROOT / "docs/formats.md").read_text()
+        text = GUIDE + README + "".join((ROOT / "docs" / name).read_text() for name in ("formats.md", "evaluation.md"))
         blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", text, re.M)
         self.assertEqual(text.count("```text"), len(blocks))
         path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"

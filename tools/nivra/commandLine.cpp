@@ -84,6 +84,7 @@ void dispatch(int argc, const char* const* argv, const Streams& streams) {
   app.require_subcommand(1);
   addTrackCommand(app, streams);
   addConvertCommand(app, streams);
+  addEvalCommand(app, streams);
   addSimulateCommand(app, streams);
   addParamsCommand(app, streams);
 

@@ -16,6 +16,7 @@ struct Streams {
 /// Each declares a command, which runs as the last step of parsing if it was chosen.
 void addTrackCommand(CLI::App& app, const Streams& streams);
 void addConvertCommand(CLI::App& app, const Streams& streams);
+void addEvalCommand(CLI::App& app, const Streams& streams);
 void addSimulateCommand(CLI::App& app, const Streams& streams);
 void addParamsCommand(CLI::App& app, const Streams& streams);
 
