@@ -3,40 +3,13 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 namespace nivra {
 
 namespace {
 
 constexpr float kPictureBorder = 1.0F;  // the picture spans from minus this to this
-constexpr std::uint32_t kAtOnce = 4;    // points compared together
 constexpr std::uint32_t kFew = 32;      // points that are looked at faster than they are sorted: they share one cell
-
-/// Which of four points lie in the window, as one bit each. The comparisons cost little; what costs are branches on
-/// results without a pattern, so there is one for four points.
-unsigned bitsOfInside(const float* x, const float* y, const Window& window) {
-#ifdef __SSE2__
-  const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7FFFFFFF));
-  const auto isNear = [magnitude](const float* coordinates, float center, float reach) {
-    const __m128 offset = _mm_sub_ps(_mm_loadu_ps(coordinates), _mm_set1_ps(center));
-    return _mm_cmple_ps(_mm_and_ps(offset, magnitude), _mm_set1_ps(reach));
-  };
-  const __m128 isInside =
-      _mm_and_ps(isNear(x, window.center.x, window.halfWidth), isNear(y, window.center.y, window.halfHeight));
-  return static_cast<unsigned>(_mm_movemask_ps(isInside));
-#else
-  unsigned bits = 0;
-  for (unsigned i = 0; i < kAtOnce; ++i) {
-    const bool isInside = (std::abs(x[i] - window.center.x) <= window.halfWidth) &
-                          (std::abs(y[i] - window.center.y) <= window.halfHeight);
-    bits |= static_cast<unsigned>(isInside) << i;
-  }
-  return bits;
-#endif
-}
 
 }  // namespace
 
@@ -61,7 +34,7 @@ PointGrid::Axis::Axis(const float* coordinates, std::uint32_t pointCount, std::u
 }
 
 void PointGrid::begin(std::size_t most) {
-  added.makeRoom(most + kAtOnce);
+  added.makeRoom(most + kPointsAtOnce);
   count = 0;
 }
 
@@ -85,7 +58,7 @@ void PointGrid::build() {
   }
   std::uint32_t end = 0;
   for (std::uint32_t& cell : firstOfCell) cell = end += cell;
-  sorted.makeRoom(count + kAtOnce);
+  sorted.makeRoom(count + kPointsAtOnce);
   for (std::uint32_t i = count; i-- > 0;) {
     const std::uint32_t place = --firstOfCell[cellOfAdded[i]];
     sorted.x[place] = added.x[i];
@@ -96,9 +69,9 @@ void PointGrid::build() {
 
 std::uint32_t* PointGrid::listInside(std::uint32_t first, std::uint32_t end, const Window& window,
                                      std::uint32_t* place) const {
-  for (std::uint32_t i = first; i < end; i += kAtOnce) {
+  for (std::uint32_t i = first; i < end; i += kPointsAtOnce) {
     unsigned bits = bitsOfInside(&sorted.x[i], &sorted.y[i], window);
-    bits &= (1U << std::min(end - i, kAtOnce)) - 1U;
+    bits &= (1U << std::min(end - i, kPointsAtOnce)) - 1U;
     for (; bits != 0; bits &= bits - 1) *place++ = sorted.index[i + static_cast<unsigned>(__builtin_ctz(bits))];
   }
   return place;

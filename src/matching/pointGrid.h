@@ -6,16 +6,10 @@
 #include <limits>
 #include <vector>
 
+#include "matching/pointsInWindow.h"
 #include "nivra/geometry.h"
 
 namespace nivra {
-
-/// A range of positions around a centre, borders included. Its half sizes may be infinite.
-struct Window {
-  Point center;
-  float halfWidth;
-  float halfHeight;
-};
 
 /// The window that holds every position that is a number.
 inline constexpr Window kEverywhere = {
