@@ -192,6 +192,34 @@ TEST_P(AllocationFailure, MemoryOfLabelsGrowsWithTheirNumber) {
   EXPECT_LT(memoryOfLabels(GetParam(), 3000), 4 * memoryOfLabels(GetParam(), 1000));
 }
 
+TEST(CameraMotionEstimatorMemory, IsAllocatedOnceAndRunningOutOfItLosesNothingButTheFrame) {
+  constexpr std::uint64_t kRunsOutAt = 3;
+  std::vector<ObjectDetection> detections;
+  for (int i = 0; i < 100; ++i)
+    detections.push_back(detectionOf(boxAt(0.02F * static_cast<float>(i - 50), 0), "human", i));
+  const auto tracker = makeTracker(0, {}, kHumansAndCars, 1.0F, nullptr);
+  CameraMotionEstimator estimator;
+  for (std::uint64_t frame = 1; frame < 10; ++frame) {
+    const std::uint64_t next = (frame + 1) * kInterval;
+    estimator.follow(tracker->getDebugTracks());
+    if (frame == kRunsOutAt) {
+      CameraMotionEstimator poor;
+      untilFailure = 2;
+      EXPECT_THROW(poor.estimate(detections, next - 1), std::bad_alloc);
+      untilFailure = kNever;
+      poor.follow(tracker->getDebugTracks());
+      EXPECT_EQ(poor.estimate(detections, next).verdict, CameraMotionEstimate::Verdict::unknown);
+    }
+    if (frame > kRunsOutAt) untilFailure = 0;
+    CameraMotionEstimate motion;
+    EXPECT_NO_THROW(motion = estimator.estimate(detections, next));
+    untilFailure = kNever;
+    tracker->update(detections, next);
+    using Verdict = CameraMotionEstimate::Verdict;
+    EXPECT_EQ(motion.verdict, frame > 1 ? Verdict::still : Verdict::unknown) << "frame " << frame;
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, AllocationFailure, testing::Range(0, 4));
 
 }  // namespace
