@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   nivra::bench::registerGalleries();
   nivra::bench::registerFilters();
   nivra::bench::registerStreams();
+  nivra::bench::registerCameraMotion();
   if (!nivra::bench::registerSequences()) return 1;
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -6,6 +6,7 @@ void registerTrackers();
 void registerGalleries();
 void registerFilters();
 void registerStreams();
+void registerCameraMotion();
 
 /// Registers nothing when NIVRA_BENCH_DATA is not set.
 /// @return False if it names a directory without a readable sequence; standard error then says why.

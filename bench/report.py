@@ -85,6 +85,11 @@ def targets(results):
     add("hybrid, 100 objects: time / its two parts", results.value("hybridAgainstParts/100", "ratio"), 1.1)
     for tracker in TRACKERS:
         add(f"{tracker}: 1,000 trackers in turn / one", results.value(f"thousandInTurn/{tracker}", "ratio"), 1.5)
+    for size in (10, 100, 1000):
+        add(f"camera motion, {size} objects: share of vanilla update", results.value(f"cameraMotion/{size}", "ratio"),
+            0.15)
+        add(f"camera motion, {size} objects: allocations per frame",
+            results.value(f"cameraMotion/{size}", "allocations_per_frame"), 0)
     add("stream of crowds, vanilla: ns per detection", results.value("stream/crowd/vanilla", "ns_per_detection"), 1000)
     for tracker in ("reid", "hybrid"):
         add(f"stream with features, {tracker}: time / (update + parsing)",
