@@ -25,15 +25,16 @@ void runEstimator(benchmark::State& state, std::size_t objects) {
   Host host(0);
   Detections working;
   CameraMotionEstimator estimator;
+  std::vector<TrackReport> reports;
   unsigned long long timestamp = 0;
   std::size_t allocationCount = 0;
   const auto estimate = [&](const Detections& frame) {
     timestamp += kFrameDuration;
-    const std::vector<internal::DebugTrack> tracks = host.getTracker().getDebugTracks();
+    host.getTracker().getTracks(reports);
     working = frame;
     const std::size_t callsBefore = allocations().calls;
     const auto start = std::chrono::steady_clock::now();
-    estimator.follow(tracks);
+    estimator.follow(reports);
     benchmark::DoNotOptimize(estimator.estimate(working, timestamp));
     const std::chrono::duration<double, std::nano> elapsed = std::chrono::steady_clock::now() - start;
     allocationCount += allocations().calls - callsBefore;

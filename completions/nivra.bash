@@ -12,7 +12,7 @@ _nivra() {
   case $command in
     '') options='--version' values='track convert eval simulate params' ;;
     track)
-      options="$input --to --tracker --params --param --associate --labels --idle-timeout --max-detections --confident-only --debug --strict"
+      options="$input --to --tracker --params --param --associate --labels --stabilise --idle-timeout --max-detections --confident-only --debug --strict"
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     eval)
@@ -33,6 +33,7 @@ _nivra() {
       [[ $command != track ]] || values+=' kitti csv'
       ;;
     --scores) options='' values='fraction percent auto' files='' ;;
+    --stabilise) options='' values='auto off' files='' ;;
     --preprocess) options='' values='auto none mot17 mot20' files='' ;;
     --tracker)
       [[ $command != eval ]] || return

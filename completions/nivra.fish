@@ -25,5 +25,6 @@ complete -c nivra -n '__nivra_follows --from --truth-from' -fa 'jsonl motchallen
 complete -c nivra -n '__nivra_follows --to' -fa 'jsonl motchallenge'
 complete -c nivra -n '__nivra_follows --to; and contains track (commandline -opc)' -fa 'kitti csv'
 complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
+complete -c nivra -n '__nivra_follows --stabilise' -fa 'auto off'
 complete -c nivra -n '__nivra_follows --preprocess' -fa 'auto none mot17 mot20'
 complete -c nivra -n '__nivra_follows --tracker; and not contains -- eval (commandline -opc)' -fa 'vanilla reid hybrid lowfps'

@@ -199,15 +199,17 @@ TEST(CameraMotionEstimatorMemory, IsAllocatedOnceAndRunningOutOfItLosesNothingBu
     detections.push_back(detectionOf(boxAt(0.02F * static_cast<float>(i - 50), 0), "human", i));
   const auto tracker = makeTracker(0, {}, kHumansAndCars, 1.0F, nullptr);
   CameraMotionEstimator estimator;
+  std::vector<TrackReport> reports;
   for (std::uint64_t frame = 1; frame < 10; ++frame) {
     const std::uint64_t next = (frame + 1) * kInterval;
-    estimator.follow(tracker->getDebugTracks());
+    tracker->getTracks(reports);
+    estimator.follow(reports);
     if (frame == kRunsOutAt) {
       CameraMotionEstimator poor;
       untilFailure = 2;
       EXPECT_THROW(poor.estimate(detections, next - 1), std::bad_alloc);
       untilFailure = kNever;
-      poor.follow(tracker->getDebugTracks());
+      poor.follow(reports);
       EXPECT_EQ(poor.estimate(detections, next).verdict, CameraMotionEstimate::Verdict::unknown);
     }
     if (frame > kRunsOutAt) untilFailure = 0;

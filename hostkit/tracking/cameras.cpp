@@ -37,8 +37,11 @@ Position moved(Position position, const CameraMotion& motion) {
 
 }  // namespace
 
-Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {}
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio,
+               bool stabilise)
+    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {
+  if (stabilise) motionEstimator.emplace();
+}
 
 std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result) {
   if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
@@ -55,13 +58,22 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   featureLength = length;
   removeUnassociated(frame, result.unassociated);
   result.duplicates = suppression.duplicatesAt(frame.detections);
+  moveAsEstimated(frame);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
   tracker->getTracks(result.tracks);
   if (debug) tracker->getDebugTracks(result.debugTracks);
+  if (motionEstimator) motionEstimator->follow(result.tracks);
   return std::nullopt;
 }
 
+void Camera::moveAsEstimated(const Frame& frame) {
+  if (!motionEstimator) return;
+  const CameraMotionEstimate motion = motionEstimator->estimate(frame.detections, *frame.timestamp);
+  if (motion.verdict == CameraMotionEstimate::Verdict::moving) moveTracks(motionServer, motion.map);
+}
+
 void Camera::move(const CameraMotion& motion) {
+  motionEstimator.reset();  // it knows better
   const auto movePoint = [](void* source, int, Point& point) {
     const Position place = moved({point.x, point.y}, *static_cast<const CameraMotion*>(source));
     point = {static_cast<float>(place.x), static_cast<float>(place.y)};
@@ -99,8 +111,12 @@ void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabel
 }
 
 Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,
-                 std::optional<Clock::duration> mostIdle, bool withDebug)
-    : trackerRecipe(recipe), associations(std::move(labelAssociations)), longestIdle(mostIdle), debug(withDebug) {}
+                 std::optional<Clock::duration> mostIdle, bool withDebug, bool stabilise)
+    : trackerRecipe(recipe),
+      associations(std::move(labelAssociations)),
+      longestIdle(mostIdle),
+      debug(withDebug),
+      stabilises(stabilise) {}
 
 Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
   const auto found = entryOf.find(name);
@@ -109,7 +125,7 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   } else {
     const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
     std::list<Entry> begun;  // a list of its own until nothing can fail any more
-    begun.emplace_back(name, trackerRecipe, associations, ratio);
+    begun.emplace_back(name, trackerRecipe, associations, ratio, stabilises);
     entryOf.emplace(name, begun.begin());
     entries.splice(entries.end(), begun);
     most = std::max(most, entries.size());

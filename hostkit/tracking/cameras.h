@@ -31,7 +31,8 @@ struct Refusal {
 /// A tracker, the source of its camera's movements, and what has to be known of earlier frames.
 class Camera {
  public:
-  Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio);
+  /// @param stabilise Whether the camera's movements are estimated until it tells the first one itself.
+  Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio, bool stabilise);
 
   /// @param frame Gets its time if it has none.
   /// @param debug Whether the inner state is asked for.
@@ -48,10 +49,12 @@ class Camera {
  private:
   /// Takes out the detections whose labels no association covers, which would start a new track each time.
   void removeUnassociated(Frame& frame, std::vector<std::string>& newLabels);
+  void moveAsEstimated(const Frame& frame);
 
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker;
+  std::optional<CameraMotionEstimator> motionEstimator;
   std::optional<std::uint64_t> lastTimestamp;
   std::optional<std::size_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;
@@ -65,8 +68,9 @@ class Cameras {
 
   /// @param mostIdle How long a camera stays without a record; nothing for ever.
   /// @param withDebug Whether the tracks' inner state is asked for.
+  /// @param stabilise As `Camera` has it.
   Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations, std::optional<Clock::duration> mostIdle,
-          bool withDebug);
+          bool withDebug, bool stabilise);
 
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
@@ -86,8 +90,8 @@ class Cameras {
  private:
   struct Entry {
     Entry(const std::string& cameraName, const TrackerRecipe& recipe, const LabelAssociations& associations,
-          float aspectRatio)
-        : name(cameraName), camera(recipe, associations, aspectRatio) {}
+          float aspectRatio, bool stabilise)
+        : name(cameraName), camera(recipe, associations, aspectRatio, stabilise) {}
 
     std::string name;
     Camera camera;
@@ -101,6 +105,7 @@ class Cameras {
   LabelAssociations associations;
   std::optional<Clock::duration> longestIdle;
   bool debug;
+  bool stabilises;
   std::list<Entry> entries;  // the longest idle one first
   std::size_t most = 0;      // cameras at once, since memory was given back
   std::unordered_map<std::string, std::list<Entry>::iterator> entryOf;

@@ -95,7 +95,7 @@ class Run {
       : options(trackOptions),
         input(trackInput),
         settings(trackOptions.read),
-        cameras(recipe, associationsOf(options, input), options.mostIdle, options.debug),
+        cameras(recipe, associationsOf(options, input), options.mostIdle, options.debug, options.stabilise),
         writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
         output(trackOutput),
         summary(totals),

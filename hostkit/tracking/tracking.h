@@ -24,6 +24,7 @@ struct TrackOptions {
   LabelAssociations associations;
   std::optional<std::chrono::nanoseconds> mostIdle;
   std::size_t mostDetections = 10'000;  // of a frame
+  bool stabilise = true;                // estimate the movements of cameras that don't tell them
   bool confidentOnly = false;
   bool debug = false;
   bool strict = false;

@@ -56,7 +56,8 @@ struct CameraMotionEstimate {
 /// const CameraMotionEstimate motion = estimator.estimate(detections, timestamp);
 /// if (motion.verdict == CameraMotionEstimate::Verdict::moving) moveTracks(server, motion.map);
 /// tracker->update(detections, timestamp);
-/// estimator.follow(tracker->getDebugTracks());
+/// tracker->getTracks(reports);
+/// estimator.follow(reports);
 /// ```
 ///
 /// Tracks that took a detection in the frame before are moved on by their velocities. What is left between them and
@@ -76,7 +77,7 @@ class NIVRA_EXPORT CameraMotionEstimator {
 
   /// Takes in one frame, before the tracker does.
   ///
-  /// @param detections The frame's detections. Their `id`s tell them apart: it is by `lastDetectionId` that a track's
+  /// @param detections The frame's detections. Their `id`s tell them apart: it is by `TrackReport::detectionId` that a track's
   ///   detection of the frame before is found. Tracks whose detection is not found don't count, nor do boxes that are
   ///   not numbers or hardly have a size.
   /// @param timestamp Time of the frame in nanoseconds. If it is not newer than the last one, or newer by more than a
@@ -87,7 +88,7 @@ class NIVRA_EXPORT CameraMotionEstimator {
 
   /// Takes in the tracker's reports after the same frame, which the next frame is compared with. Without them, the
   /// verdict on that one is `unknown`.
-  void follow(const std::vector<internal::DebugTrack>& tracks);
+  void follow(const std::vector<TrackReport>& tracks);
 
  private:
   class Body;

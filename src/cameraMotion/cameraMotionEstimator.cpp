@@ -40,7 +40,7 @@ void moveTracks(MotionTrackerServer& server, const PictureMap& map) {
 class CameraMotionEstimator::Body {
  public:
   CameraMotionEstimate estimate(const std::vector<ObjectDetection>& detections, unsigned long long timestamp);
-  void follow(const std::vector<internal::DebugTrack>& tracks) { votes.remember(tracks); }
+  void follow(const std::vector<TrackReport>& tracks) { votes.remember(tracks); }
 
  private:
   double secondsSinceLast(unsigned long long timestamp);
@@ -144,6 +144,6 @@ CameraMotionEstimate CameraMotionEstimator::estimate(const std::vector<ObjectDet
   return body->estimate(detections, timestamp);
 }
 
-void CameraMotionEstimator::follow(const std::vector<internal::DebugTrack>& tracks) { body->follow(tracks); }
+void CameraMotionEstimator::follow(const std::vector<TrackReport>& tracks) { body->follow(tracks); }
 
 }  // namespace nivra

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "core/pointsInWindow.h"
+#include "matching/pointsInWindow.h"
 
 namespace nivra {
 
@@ -51,17 +51,17 @@ void TrackAges::pass(double elapsed) {
 
 void TrackAges::see(std::int32_t id) { beyondThoseSeenNow = std::max(beyondThoseSeenNow, std::int64_t{id} + 1); }
 
-void MovementVotes::remember(const std::vector<internal::DebugTrack>& tracks) {
+void MovementVotes::remember(const std::vector<TrackReport>& tracks) {
   rememberedCount = 0;
   const std::size_t turns = std::min(tracks.size(), kMostVoters);
   std::size_t i = 0;
   for (std::size_t turn = 1; turn <= turns; ++turn) {
     const std::size_t end = turn * tracks.size() / turns;
-    while (i < end && tracks[i].lastDetectionId < 0) ++i;
+    while (i < end && tracks[i].detectionId < 0) ++i;
     if (i < end) {
       const TrackedObjectDetection& report = tracks[i].track;
       remembered[rememberedCount++] = {report.box, report.velocityX, report.velocityY, report.id,
-                                       tracks[i].lastDetectionId};
+                                       tracks[i].detectionId};
       ages.see(report.id);
     }
     i = end;
@@ -81,7 +81,7 @@ void MovementVotes::ask(const RememberedTrack& track, const BoxTable& before, co
                         const Movement& expected, double elapsed) {
   const float trackWidth = width(track.box);
   const float trackHeight = height(track.box);
-  const std::size_t last = before.find(track.lastDetectionId);
+  const std::size_t last = before.find(track.detectionId);
   if (last == before.size() || !(trackWidth > kLeastSize && trackHeight > kLeastSize)) return;
   const double stepX = static_cast<double>(track.velocityX) * elapsed;
   const double stepY = static_cast<double>(track.velocityY) * elapsed;

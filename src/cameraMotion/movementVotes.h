@@ -55,7 +55,7 @@ class MovementVotes {
  public:
   /// Remembers the tracks that took a detection in this frame until the next one; of more than kMostVoters, every so
   /// many-th.
-  void remember(const std::vector<internal::DebugTrack>& tracks);
+  void remember(const std::vector<TrackReport>& tracks);
   void forget() { rememberedCount = 0; }
 
   /// Asks the tracks that it remembers, and forgets them.
@@ -85,7 +85,7 @@ class MovementVotes {
     float velocityX;
     float velocityY;
     std::int32_t id;
-    std::int32_t lastDetectionId;
+    std::int32_t detectionId;
   };
 
   void ask(const RememberedTrack& track, const BoxTable& before, const BoxTable& now, const Movement& expected,

@@ -70,13 +70,15 @@ class Host {
     const CameraMotionEstimate motion = estimator.estimate(detections, timestamp);
     if (motion.verdict == Verdict::moving) moveTracks(server, motion.map);
     tracker->update(detections, timestamp);
-    estimator.follow(tracker->getDebugTracks());
+    tracker->getTracks(reports);
+    estimator.follow(reports);
     return motion;
   }
 
   MotionTrackerServer server;  // before the tracker, which subscribes to it
   std::unique_ptr<ObjectTracker> tracker = makeTracker(0, {}, kHumansAndCars, 16.0F / 9.0F, &server);
   CameraMotionEstimator estimator;
+  std::vector<TrackReport> reports;
 
  private:
   std::uint64_t timestamp = 0;
@@ -231,7 +233,7 @@ TEST(CameraMotionEstimator, BeginsAnewAfterAGap) {
   const auto detections = street.look({});
   for (const std::uint64_t timestamp : {std::uint64_t{1}, std::uint64_t{1}, 100 * kSecond}) {
     EXPECT_EQ(host.estimator.estimate(detections, timestamp).verdict, Verdict::unknown) << timestamp;
-    host.estimator.follow(host.tracker->getDebugTracks());
+    host.estimator.follow(host.reports);
   }
 }
 
@@ -244,12 +246,12 @@ TEST(CameraMotionEstimator, SurvivesAnyNumbers) {
   };
   CameraMotionEstimator estimator;
   for (std::uint64_t frame = 1; frame < 3000; ++frame) {
-    std::vector<internal::DebugTrack> tracks(dice.below(50));
-    for (internal::DebugTrack& track : tracks) {
+    std::vector<TrackReport> tracks(dice.below(50));
+    for (TrackReport& track : tracks) {
       track.track.box = {any(), any(), any(), any()};
       track.track.velocityX = any();
       track.track.confident = true;
-      track.lastDetectionId = static_cast<std::int32_t>(dice.below(40)) - 2;
+      track.detectionId = static_cast<std::int32_t>(dice.below(40)) - 2;
     }
     std::vector<ObjectDetection> detections(dice.below(50));
     for (ObjectDetection& detection : detections) {

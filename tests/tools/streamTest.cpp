@@ -317,6 +317,32 @@ void expectTold(dom::element told, const TrackedObjectDetection& track) {
   }
 }
 
+TEST_F(Stream, StabilisesACameraThatDoesNotTellHowItMoves) {
+  SimulationOptions options;
+  options.frames = 400;
+  options.people = 40;
+  options.pan = 0.3;
+  options.featureLength = 0;
+  Simulation simulation(options);
+  std::vector<Record> told;
+  std::vector<Record> silent;
+  for (Record record; simulation.read(record);) {
+    told.push_back(record);
+    if (std::holds_alternative<Frame>(record)) silent.push_back(record);
+  }
+  const auto follow = [](const std::vector<Record>& records, const Arguments& more) {
+    return nivraReading(textOf(records), Arguments{"track", "--labels", "human", "--confident-only"} + more).out;
+  };
+  const auto confirmed = [&](const std::vector<Record>& records, const Arguments& more) {
+    return splitAt('{', follow(records, more)).size();
+  };
+  const std::size_t withMotion = confirmed(told, {});
+  const std::size_t off = confirmed(silent, {"--stabilise", "off"});
+  EXPECT_GT(withMotion, off);
+  EXPECT_GT(2 * confirmed(silent, {}), withMotion + off);
+  EXPECT_EQ(follow(told, {"--stabilise", "auto"}), follow(told, {"--stabilise", "off"}));
+}
+
 TEST_F(Stream, TellsAllThatTheLibraryReports) {
   const std::vector<Record> records = withoutPixels(recordsOf(3, "gate"));
   const std::vector<std::string> trackers = {"vanilla", "reid", "hybrid", "lowfps"};
@@ -593,7 +619,7 @@ TEST_F(Stream, NamesAThousandLabelsWithoutAssociationsAndNoMore) {
 TEST(CamerasTest, LetsGoOfIdleOnes) {
   using namespace std::chrono_literals;
   const TrackerRecipe recipe(parseTrackerChoice("vanilla"), {});
-  Cameras cameras(recipe, {}, 10s, false);
+  Cameras cameras(recipe, {}, 10s, false, true);
   const Cameras::Clock::time_point start;
   const auto see = [&](const char* name, std::uint64_t timestamp, std::chrono::seconds now) {
     Frame frame;

@@ -2,6 +2,7 @@
 
 #include "commandOptions.h"
 #include "commands.h"
+#include "hostkit/errors.h"
 #include "hostkit/files/byteSource.h"
 #include "hostkit/tracking/tracking.h"
 
@@ -50,6 +51,12 @@ Labels
   --associate count (--label if neither is given), and a label that none of them
   covers is not tracked, but named once, as "unassociated".
 
+Moving cameras
+  With --stabilise auto, which needs not be given, the movement of a camera is
+  estimated from its detections, if it is found to move and nothing else tells.
+  It takes four people or more; as long as a camera seems to stand, nothing is
+  moved. Movements in a stream take the place of this.
+
 Parameters
   nivra params --tracker NAME lists those of a tracker, in the form that --params
   takes: lines "section.name = value", which may end in " # comment". Of several
@@ -84,6 +91,11 @@ struct Arguments {
   OutputOptions output;
   bool quiet = false;
 };
+
+bool parseStabilise(const std::string& text) {
+  if (text != "auto" && text != "off") throw UsageError("--stabilise " + text + ": expected auto or off");
+  return text == "auto";
+}
 
 void addLabelOptions(Command& command, TrackOptions& options) {
   command.addEachParsed("--associate", "LABEL=LABEL,...", "Detections that tracks of a label take; may be repeated",
@@ -127,6 +139,8 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
   command.addTexts("--params", given->paramsFiles, "FILE", "Set parameters from a file; may be repeated");
   command.addTexts("--param", given->params, "SECTION.NAME=VALUE", "Set a parameter of the tracker; may be repeated");
   addLabelOptions(command, options);
+  command.addParsed("--stabilise", "MODE", "Estimate how cameras move that don't tell it: auto (if not given) or off",
+                    [&options](const std::string& text) { options.stabilise = parseStabilise(text); });
   command.addParsed("--idle-timeout", "SECONDS", "Let go of cameras of which nothing came for so long",
                     [&options](const std::string& text) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
