@@ -66,8 +66,8 @@ struct CameraMotionEstimate {
 /// usually scatter; from these measurements a running judgement arises whether this camera moves at all. As long as
 /// it seems to be at rest, nothing is to be moved: what few people do alike looks like a movement now and then.
 ///
-/// Common to all objects, a movement that lasted from their first detections on can't be told from their own. It needs
-/// three objects in both frames, and for the judgement four whose velocities are known, after about half a second.
+/// A movement common to all objects that lasted from their first detections on can't be told from their own. It needs
+/// three objects in both frames, and for the judgement four that have been followed for about a third of a second.
 class NIVRA_EXPORT CameraMotionEstimator {
  public:
   CameraMotionEstimator();

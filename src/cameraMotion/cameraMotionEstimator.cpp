@@ -39,14 +39,15 @@ void moveTracks(MotionTrackerServer& server, const PictureMap& map) {
 
 class CameraMotionEstimator::Body {
  public:
-  CameraMotionEstimate estimate(const std::vector<ObjectDetection>& detections, unsigned long long timestamp);
-  void follow(const std::vector<TrackReport>& tracks) { votes.remember(tracks); }
+  NIVRA_HIDDEN CameraMotionEstimate estimate(const std::vector<ObjectDetection>& detections,
+                                             unsigned long long timestamp);
+  NIVRA_HIDDEN void follow(const std::vector<TrackReport>& tracks) { votes.remember(tracks); }
 
  private:
-  double secondsSinceLast(unsigned long long timestamp);
-  CameraMotionEstimate::Verdict judge(double elapsed);
-  bool isCut() const;
-  void measure(double elapsed, CameraMotionEstimate& result) const;
+  NIVRA_HIDDEN double secondsSinceLast(unsigned long long timestamp);
+  NIVRA_HIDDEN CameraMotionEstimate::Verdict judge(double elapsed);
+  NIVRA_HIDDEN bool isCut() const;
+  NIVRA_HIDDEN void measure(double elapsed, CameraMotionEstimate& result) const;
 
   BoxTable before;
   BoxTable now;
