@@ -76,6 +76,10 @@ def targets(results):
         add(f"{tracker}: ns per object and frame, 100 objects", results.value(f"crowd/{tracker}/100", "ns_per_track"),
             per_track)
         add(f"{tracker}: exponent of time per frame, 100 to 2000 objects", results.exponent(tracker), exponent)
+    for tracker in ("vanilla", "lowFps"):
+        add(f"{tracker}: ns per object and frame, 100 objects that a new tracker sees once",
+            results.value(f"once/{tracker}", "ns_per_track"), 150)
+    add("in between: ms for 400 boxes in one place", results.value("inBetween", "real_time") * 1e-6, 2)
     for sequence in results.sequences():
         if sequence.startswith("MOT17-02"):
             for tracker in ("vanilla", "lowFps"):
@@ -114,6 +118,9 @@ def details(results):
         parts.append(f"{title}\n\n" + table(["objects"] + [str(size) for size in SIZES], rows))
 
     crowd("Crowds without features, ns per object and frame:", "ns_per_track")
+    parts.append("A crowd of 100 that a new tracker sees once, ns per object and frame:\n\n" +
+                 table([""] + TRACKERS, [["once"] + [results.value(f"once/{tracker}", "ns_per_track")
+                                                     for tracker in TRACKERS]]))
     crowd("Allocations per frame:", "allocations_per_frame")
     crowd("Heap bytes per track:", "bytes_per_track")
     crowd("Tracks at the end, lost ones included:", "tracks")

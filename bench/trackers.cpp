@@ -92,6 +92,43 @@ void runPasses(benchmark::State& state, int selector, const CrowdSettings& setti
   if (selector == 0) state.counters["candidates_per_frame"] = countVanillaCandidates(playback);
 }
 
+/// Each iteration is a new tracker that sees the frames once.
+void runOnce(benchmark::State& state, int selector) {
+  CrowdSettings settings;
+  settings.objects = 100;
+  const std::vector<Detections> frames = framesOf(settings);
+  Detections working;
+  StepTimes times(frames.size());
+  for (auto _ : state) {
+    Host host(selector);
+    double nanoseconds = 0.0;
+    for (std::size_t step = 0; step < frames.size(); ++step) {
+      const double its = host.feed(frames[step], working).nanoseconds;
+      times.add(step, its);
+      nanoseconds += its;
+    }
+    state.SetIterationTime(nanoseconds * 1e-9);
+  }
+  state.counters["ns_per_track"] = times.mean() / toDouble(settings.objects);
+}
+
+/// Detections of one label that all overlap, of any objectness.
+void runInbetween(benchmark::State& state) {
+  Random random(9);
+  Detections frame;
+  for (std::int32_t i = 0; i < 400; ++i) {
+    const Point center = {random.between(-0.05F, 0.05F), random.between(-0.05F, 0.05F)};
+    frame.push_back(hostkit::detectionAt(center, 0.2F, 0.4F, true, i));
+    frame.back().objectness = random.between(0.0F, 100.0F);
+  }
+  ParameterMap defaults;
+  const reid::InBetweenParams params = parseReidParameters(defaults, kAspectRatio).inBetween;
+  for (auto _ : state) {
+    reid::markInbetweenDetections(frame, params, kAspectRatio * kAspectRatio);
+    benchmark::DoNotOptimize(frame.data());
+  }
+}
+
 /// The hybrid tracker on whole frames against its two parts on what it hands to each.
 void runHybridAgainstParts(benchmark::State& state, const CrowdSettings& settings) {
   const std::vector<Detections> frames = framesOf(settings);
@@ -224,10 +261,20 @@ void registerTrackers() {
     benchmark::RegisterBenchmark(("getTracks/" + name).c_str(), [selector](benchmark::State& state) {
       runReports(state, selector, [](const ObjectTracker& tracker) { return tracker.getTracks(); });
     })->MinTime(0.05);
+    benchmark::RegisterBenchmark(("getTracks again/" + name).c_str(), [selector, reports = std::vector<TrackReport>()](
+                                                                          benchmark::State& state) mutable {
+      runReports(
+          state, selector, [&](const ObjectTracker& tracker) -> const auto& {
+            tracker.getTracks(reports);
+            return reports;
+          });
+    })->MinTime(0.05);
+    benchmark::RegisterBenchmark(("once/" + name).c_str(), runOnce, selector)->UseManualTime()->Iterations(20);
     benchmark::RegisterBenchmark(("getDebugTracks/" + name).c_str(), [selector](benchmark::State& state) {
       runReports(state, selector, [](const ObjectTracker& tracker) { return tracker.getDebugTracks(); });
     })->MinTime(0.05);
   }
+  benchmark::RegisterBenchmark("inBetween", runInbetween)->MinTime(0.05);
   for (const std::size_t objects : {30U, 100U, 300U}) {
     CrowdSettings settings;
     settings.objects = objects;
