@@ -41,6 +41,7 @@ class File {
   }
 
   void write(std::string_view text) {
+    if (text.empty()) return;  // which may be nowhere at all
     if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) failWriting(name, errno);
   }
 
