@@ -1,4 +1,5 @@
 #include "hostkit/formats/jsonLines.h"
+#include "hostkit/formats/jsonLineFields.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -28,27 +29,18 @@ constexpr float kFullScore = 100.0F;  // percent
 constexpr Range<float> kScores = {static_cast<float>(kCoordinates.least), static_cast<float>(kCoordinates.most)};
 constexpr Range<float> kFloats = {std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()};
 constexpr Range<int> kInts = {std::numeric_limits<int>::min(), std::numeric_limits<int>::max()};
-constexpr Range<std::uint64_t> kTimestamps = {0, std::numeric_limits<std::int64_t>::max()};
 
 /// The fields of a line, of which all but the plainest wait until the picture is known.
-struct LineFields {
-  std::optional<std::string_view> camera;
-  std::optional<std::uint64_t> timestamp;
-  std::optional<PictureSize> picture;
+struct LineFields : JsonLineHead {
   std::optional<dom::element> detections;
   std::optional<dom::element> motion;
   bool end = false;
 };
 
 constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
-    {"camera",
-     [](dom::element value, const JsonPlace& place, LineFields& line) { line.camera = stringOf(value, place); }},
-    {"timestamp", readNumber<&LineFields::timestamp, kTimestamps>},
-    {"picture",
-     [](dom::element value, const JsonPlace& place, LineFields& line) {
-       const auto [width, height] = numbersOf<int, 2>(value, kPictureSides, place);
-       line.picture = PictureSize{width, height};
-     }},
+    kCameraField<LineFields>,
+    kTimestampField<LineFields>,
+    kPictureField<LineFields>,
     {"detections", [](dom::element value, const JsonPlace&, LineFields& line) { line.detections = value; }},
     {"motion", [](dom::element value, const JsonPlace&, LineFields& line) { line.motion = value; }},
     {"end", [](dom::element value, const JsonPlace& place, LineFields& line) { line.end = boolOf(value, place); }},
@@ -157,16 +149,10 @@ constexpr std::array<JsonField<DetectionDraft>, 8> kDetectionFields = {{
 
 /// @param edges Left, top, right, bottom.
 Box boxOf(const std::array<double, 4>& edges, const std::optional<PictureSize>& picture, const JsonPlace& place) {
+  requireUpright(edges, picture.has_value(), place);
   const auto [left, top, right, bottom] = edges;
-  if (right < left) refuse(place, "the right edge is left of the left one");
-  if (picture) {
-    if (bottom < top) refuse(place, "the bottom edge is above the top one: y grows downward in pixels");
-    return boxBetween(toNormalised(Position{left, top}, *picture), toNormalised(Position{right, bottom}, *picture));
-  }
-  if (top < bottom) {
-    refuse(place, "the top edge is below the bottom one: y grows upward, unless a picture is given");
-  }
-  return boxBetween({left, top}, {right, bottom});
+  if (!picture) return boxBetween({left, top}, {right, bottom});
+  return boxBetween(toNormalised(Position{left, top}, *picture), toNormalised(Position{right, bottom}, *picture));
 }
 
 /// The names of a table's fields, in its order.

@@ -12,6 +12,7 @@
 #include "hostkit/files/textFile.h"
 #include "hostkit/formats/frameTimes.h"
 #include "hostkit/formats/identities.h"
+#include "hostkit/formats/jsonLineFields.h"
 #include "hostkit/formats/jsonLines.h"
 #include "hostkit/formats/jsonReading.h"
 
@@ -19,26 +20,16 @@ namespace nivra::hostkit {
 
 namespace {
 
-constexpr Range<std::uint64_t> kTimestamps = {0, std::numeric_limits<std::int64_t>::max()};
-
 /// What counts here of a line; that of a frame has one of the lists.
-struct LineFields {
-  std::optional<std::string_view> camera;
-  std::optional<std::uint64_t> timestamp;
-  std::optional<PictureSize> picture;
+struct LineFields : JsonLineHead {
   std::optional<dom::element> tracks;
   std::optional<dom::element> detections;
 };
 
 constexpr std::array<JsonField<LineFields>, 5> kLineFields = {{
-    {"camera",
-     [](dom::element value, const JsonPlace& place, LineFields& line) { line.camera = stringOf(value, place); }},
-    {"timestamp", readNumber<&LineFields::timestamp, kTimestamps>},
-    {"picture",
-     [](dom::element value, const JsonPlace& place, LineFields& line) {
-       const auto [width, height] = numbersOf<int, 2>(value, kPictureSides, place);
-       line.picture = PictureSize{width, height};
-     }},
+    kCameraField<LineFields>,
+    kTimestampField<LineFields>,
+    kPictureField<LineFields>,
     {"tracks", [](dom::element value, const JsonPlace&, LineFields& line) { line.tracks = value; }},
     {"detections", [](dom::element value, const JsonPlace&, LineFields& line) { line.detections = value; }},
 }};
@@ -59,13 +50,9 @@ constexpr std::array<JsonField<TrackFields>, 3> kTrackFields = {{
 
 /// @param edges Left, top, right, bottom; y grows upward unless they are in pixels.
 PixelBox boxOf(const std::array<double, 4>& edges, bool inPixels, const JsonPlace& place) {
+  requireUpright(edges, inPixels, place);
   const auto [left, top, right, bottom] = edges;
-  const PixelBox box = {left, inPixels ? top : -top, right - left, inPixels ? bottom - top : top - bottom};
-  if (box.width < 0.0) refuse(place, "the right edge is left of the left one");
-  if (box.height < 0.0)
-    refuse(place, inPixels ? "the bottom edge is above the top one: y grows downward in pixels"
-                           : "the top edge is below the bottom one: y grows upward");
-  return box;
+  return {left, inPixels ? top : -top, right - left, inPixels ? bottom - top : top - bottom};
 }
 
 /// Sorts the frames of an input by their cameras.
