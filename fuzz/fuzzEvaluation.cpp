@@ -23,13 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string_view takePart(std::string_view& text) {
-  const auto end = std::min(text.find('\f'), text.size());
-  const std::string_view part = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return part;
-}
-
 void check(const hostkit::Figures& figures) {
   for (const hostkit::FigureName& each : hostkit::figureNames()) {
     const double value = each.of(figures);

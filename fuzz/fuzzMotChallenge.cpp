@@ -19,13 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string_view takePart(std::string_view& text) {
-  const auto end = std::min(text.find('\f'), text.size());
-  const std::string_view part = text.substr(0, end);
-  text.remove_prefix(std::min(end + 1, text.size()));
-  return part;
-}
-
 void check(const hostkit::Sequence& sequence) {
   require(sequence.picture.width > 0 && sequence.picture.height > 0, "the picture has a size");
   require(sequence.frameRate > 0, "there is a frame rate");

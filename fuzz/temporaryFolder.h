@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -31,6 +32,14 @@ class TemporaryFolder {
  private:
   std::filesystem::path path;
 };
+
+/// What comes before the next form feed, which is taken off the text.
+inline std::string_view takePart(std::string_view& text) {
+  const auto end = std::min(text.find('\f'), text.size());
+  const std::string_view part = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return part;
+}
 
 inline void write(const std::filesystem::path& path, std::string_view text) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), &std::fclose);
