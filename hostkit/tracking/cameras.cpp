@@ -74,15 +74,10 @@ void Camera::moveAsEstimated(const Frame& frame) {
 
 void Camera::move(const CameraMotion& motion) {
   motionEstimator.reset();  // it knows better
-  const auto movePoint = [](void* source, int, Point& point) {
-    const Position place = moved({point.x, point.y}, *static_cast<const CameraMotion*>(source));
-    point = {static_cast<float>(place.x), static_cast<float>(place.y)};
-    return true;
-  };
-  CameraMotion source = motion;  // handed back as it is, but not const
-  motionServer.setCameraMotionTracker(&source, 0, movePoint);
-  motionServer.updateClients();
-  motionServer.setCameraMotionTracker(nullptr, 0, nullptr);
+  moveTracks(motionServer, [&](const Point& point) {
+    const Position place = moved({point.x, point.y}, motion);
+    return Point{static_cast<float>(place.x), static_cast<float>(place.y)};
+  });
 }
 
 std::set<int> Camera::identities() const {

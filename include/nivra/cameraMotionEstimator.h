@@ -4,6 +4,7 @@
 /// The camera's movement, told from the detections alone.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -28,7 +29,8 @@ struct PictureMap {
 };
 
 /// Moves the tracks of all trackers that are tied to `server`. Its source of camera motion is none afterwards.
-NIVRA_EXPORT void moveTracks(MotionTrackerServer& server, const PictureMap& map);
+/// @param map The new place of a point of the picture: a `PictureMap`, or any other.
+NIVRA_EXPORT void moveTracks(MotionTrackerServer& server, const std::function<Point(const Point&)>& map);
 
 /// What the detections of a frame tell about the camera.
 struct CameraMotionEstimate {
@@ -77,7 +79,8 @@ class NIVRA_EXPORT CameraMotionEstimator {
 
   /// Takes in one frame, before the tracker does.
   ///
-  /// @param detections The frame's detections. Their `id`s tell them apart: it is by `TrackReport::detectionId` that a track's
+  /// @param detections The frame's detections. Their `id`s tell them apart: it is by `TrackReport::detectionId` that a
+  /// track's
   ///   detection of the frame before is found. Tracks whose detection is not found don't count, nor do boxes that are
   ///   not numbers or hardly have a size.
   /// @param timestamp Time of the frame in nanoseconds. If it is not newer than the last one, or newer by more than a

@@ -25,12 +25,15 @@ constexpr double kUnlearned = 0.3;
 constexpr double kTolerance = 12.0;
 constexpr int kReweightings = 2;
 
+/// One over the variance of the zoom that so many seconds may bring.
+double zoomPrecisionOf(double elapsed) { return 1.0 / (kZoomSpeed * kZoomSpeed * elapsed * elapsed); }
+
 }  // namespace
 
-void moveTracks(MotionTrackerServer& server, const PictureMap& map) {
-  PictureMap source = map;  // handed back as it is, but not const
+void moveTracks(MotionTrackerServer& server, const std::function<Point(const Point&)>& map) {
+  auto source = map;  // handed back as it is, but not const
   server.setCameraMotionTracker(&source, 0, [](void* movement, int, Point& point) {
-    point = (*static_cast<const PictureMap*>(movement))(point);
+    point = (*static_cast<decltype(source)*>(movement))(point);
     return true;
   });
   server.updateClients();
@@ -85,7 +88,7 @@ double CameraMotionEstimator::Body::secondsSinceLast(unsigned long long timestam
 CameraMotionEstimate::Verdict CameraMotionEstimator::Body::judge(double elapsed) {
   using Verdict = CameraMotionEstimate::Verdict;
   judgement.pass(elapsed);
-  const double zoomPrecision = 1.0 / (kZoomSpeed * kZoomSpeed * elapsed * elapsed);
+  const double zoomPrecision = zoomPrecisionOf(elapsed);
   const Movement expected = judgement.probability() < 0.5 ? Movement() : judgement.expected(elapsed);
   votes.collect(before, now, expected, elapsed);
   votes.agree(expected, judgement.precision(), zoomPrecision);
@@ -107,7 +110,7 @@ bool CameraMotionEstimator::Body::isCut() const {
 
 /// The movement from the tracks themselves to their new detections: what they lagged behind before is made good.
 void CameraMotionEstimator::Body::measure(double elapsed, CameraMotionEstimate& result) const {
-  const double zoomPrecision = 1.0 / (kZoomSpeed * kZoomSpeed * elapsed * elapsed);
+  const double zoomPrecision = zoomPrecisionOf(elapsed);
   const Precision precision = judgement.precision();
   Movement movement;
   for (int i = 0; i <= kReweightings; ++i) {
