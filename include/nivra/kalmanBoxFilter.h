@@ -98,6 +98,8 @@ class NIVRA_EXPORT KalmanBoxFilter {
   NIVRA_HIDDEN bool accepts(const Measurement& measurement) const;
   /// `observationLikelihood` of a box that is measured.
   NIVRA_HIDDEN float likelihoodOf(const Measurement& measurement) const;
+  /// What both are made of.
+  NIVRA_HIDDEN const internal::AxisStates<4>& getAxes() const { return state; }
   /// @}
 
  private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <tuple>
 #include <vector>
 
@@ -57,22 +58,41 @@ class GreedyMatching {
     }
   }
 
+  /// Where a pair stands in an order of the caller's own, as far as a quick look tells: from the least place that it
+  /// may have to the greatest. Not a number where nothing is known.
+  struct PlaceRange {
+    double least;
+    double most;
+  };
+
   /// Accepts what is possible of all pairs there are, and lists no more of them than are worth it.
   /// @param visitSeconds visitSeconds(first, isWanted, visit) calls visit(second, cost), in any order, for every
   ///   element with isWanted(second) that the first one may be paired with.
   /// @param visitFirsts visitFirsts(second, isWanted, visit) calls visit(first, cost) likewise, with the same costs.
   /// @param orderOf See above; says the same of a pair whenever it is asked.
-  template <class VisitSeconds, class VisitFirsts, class OrderOf>
+  /// @param rangeOf Gives a pair's range of places, so that pairs which can't be the best are not wanted. A pair whose
+  ///   range lies before another's comes before it in the order, too.
+  template <class VisitSeconds, class VisitFirsts, class OrderOf, class RangeOf>
   void match(std::size_t firsts, std::size_t seconds, VisitSeconds visitSeconds, VisitFirsts visitFirsts,
-             OrderOf orderOf) {
+             OrderOf orderOf, RangeOf rangeOf) {
     reset(firsts, seconds);
     const std::size_t limit = mostListedPairs(firsts + seconds);
     const auto isAnyWanted = [](std::uint32_t) { return true; };
     for (std::uint32_t first = 0; first < firsts; ++first) {
       visitSeconds(first, isAnyWanted, [&](std::uint32_t second, float cost) { propose(first, second, cost); });
-      if (pairs.size() > limit) return matchUnlisted(visitSeconds, visitFirsts, orderOf);
+      if (pairs.size() > limit) return matchUnlisted(visitSeconds, visitFirsts, orderOf, rangeOf);
     }
     match(orderOf);
+  }
+
+  /// The same, where no quick look tells anything.
+  template <class VisitSeconds, class VisitFirsts, class OrderOf>
+  void match(std::size_t firsts, std::size_t seconds, VisitSeconds visitSeconds, VisitFirsts visitFirsts,
+             OrderOf orderOf) {
+    constexpr double kNowhere = std::numeric_limits<double>::quiet_NaN();
+    match(firsts, seconds, visitSeconds, visitFirsts, orderOf, [](const Pair&) {
+      return PlaceRange{kNowhere, kNowhere};
+    });
   }
 
   /// The pairs proposed, in the order in which they were; where these were too many, those accepted, by first element.
@@ -108,8 +128,8 @@ class GreedyMatching {
   /// those still free stays so until its turn comes. From an element to its best partner, from there to that one's best
   /// and so on, each pair is better than the one before, so the way ends in such a pair. What led there stays as it is
   /// when the pair is taken out, and the way goes on from its new end: each pair accepted costs up to three searches.
-  template <class VisitSeconds, class VisitFirsts, class OrderOf>
-  void matchUnlisted(VisitSeconds visitSeconds, VisitFirsts visitFirsts, OrderOf orderOf) {
+  template <class VisitSeconds, class VisitFirsts, class OrderOf, class RangeOf>
+  void matchUnlisted(VisitSeconds& visitSeconds, VisitFirsts& visitFirsts, OrderOf& orderOf, RangeOf& rangeOf) {
     const auto count = static_cast<std::uint32_t>(ofFirst.size());
     reset(count, ofSecond.size());
     way.clear();  // of positions, of a first element and of a second in turn
@@ -120,8 +140,8 @@ class GreedyMatching {
       }
       if (way.empty()) way.push_back(start);
       const bool isFirst = way.size() % 2 != 0;
-      const Rival best =
-          isFirst ? bestOfFirst(way.back(), visitSeconds, orderOf) : bestOfSecond(way.back(), visitFirsts, orderOf);
+      const Rival best = isFirst ? bestOfFirst(way.back(), visitSeconds, orderOf, rangeOf)
+                                 : bestOfSecond(way.back(), visitFirsts, orderOf, rangeOf);
       const std::uint32_t partner = isFirst ? best.pair.second : best.pair.first;
       if (partner == kNone) {  // only at a start, since all others have been led to
         way.clear();
@@ -137,31 +157,50 @@ class GreedyMatching {
     std::sort(pairs.begin(), pairs.end(), [](const Pair& a, const Pair& b) { return a.first < b.first; });
   }
 
-  template <class VisitSeconds, class OrderOf>
-  Rival bestOfFirst(std::uint32_t first, VisitSeconds& visitSeconds, OrderOf& orderOf) const {
-    Rival best = kNobody;
+  /// The best pair of a search so far.
+  template <class OrderOf, class RangeOf>
+  struct Best {
+    OrderOf& orderOf;
+    RangeOf& rangeOf;
+    Rival rival = kNobody;
+    double most = std::numeric_limits<double>::infinity();
+
+    bool mayBeBeatenBy(const Pair& pair) const { return !(most < rangeOf(pair).least); }
+
+    void meet(const Pair& pair) {
+      const Rival other = {orderOf(pair), pair};
+      if (!(other < rival)) return;
+      rival = other;
+      most = rangeOf(pair).most;
+    }
+  };
+
+  template <class VisitSeconds, class OrderOf, class RangeOf>
+  Rival bestOfFirst(std::uint32_t first, VisitSeconds& visitSeconds, OrderOf& orderOf, RangeOf& rangeOf) const {
+    Best<OrderOf, RangeOf> best{orderOf, rangeOf};
     visitSeconds(
-        first, [this](std::uint32_t second) { return isFree(second); },
+        first,
+        [&](std::uint32_t second) {
+          return isFree(second) && best.mayBeBeatenBy({first, second, 0.0F});
+        },
         [&](std::uint32_t second, float cost) {
-          best = std::min(best, rivalOf({first, second, cost}, orderOf));
+          best.meet({first, second, cost});
         });
-    return best;
+    return best.rival;
   }
 
-  template <class VisitFirsts, class OrderOf>
-  Rival bestOfSecond(std::uint32_t second, VisitFirsts& visitFirsts, OrderOf& orderOf) const {
-    Rival best = kNobody;
+  template <class VisitFirsts, class OrderOf, class RangeOf>
+  Rival bestOfSecond(std::uint32_t second, VisitFirsts& visitFirsts, OrderOf& orderOf, RangeOf& rangeOf) const {
+    Best<OrderOf, RangeOf> best{orderOf, rangeOf};
     visitFirsts(
-        second, [this](std::uint32_t first) { return isFirstFree(first); },
+        second,
+        [&](std::uint32_t first) {
+          return isFirstFree(first) && best.mayBeBeatenBy({first, second, 0.0F});
+        },
         [&](std::uint32_t first, float cost) {
-          best = std::min(best, rivalOf({first, second, cost}, orderOf));
+          best.meet({first, second, cost});
         });
-    return best;
-  }
-
-  template <class OrderOf>
-  static Rival rivalOf(const Pair& pair, OrderOf& orderOf) {
-    return {orderOf(pair), pair};
+    return best.rival;
   }
 
   static constexpr Rival kNobody = {UINT64_MAX, {kNone, kNone, 0.0F}};

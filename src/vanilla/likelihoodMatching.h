@@ -6,14 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "matching/detectionIndex.h"
 #include "core/detectionRange.h"
+#include "matching/detectionIndex.h"
 #include "matching/greedyMatching.h"
 #include "matching/trackIndex.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/objectTracker.h"
 #include "nivra/trackerParams.h"
 #include "vanilla/boxGate.h"
+#include "vanilla/placeEstimate.h"
 
 namespace nivra {
 
@@ -63,6 +64,10 @@ class LikelihoodMatching {
         [&](std::uint32_t detection, auto isWanted, auto visit) { visitTracksOf(tracks, detection, isWanted, visit); },
         [&](const GreedyMatching::Pair& pair) {
           return matchingOrder(tracks[pair.first].isTentative() ? 1 : 0, costOf(tracks, pair));
+        },
+        [&](const GreedyMatching::Pair& pair) {
+          if (places.empty()) estimatePlaces(tracks);
+          return places[pair.first].rangeOf(measurements[pair.second]);
         });
   }
 
@@ -78,6 +83,7 @@ class LikelihoodMatching {
     }
     index.fill(detections, [this](std::uint32_t i) { return placeOf(i); });
     trackIndex.clear();
+    places.clear();
   }
 
   /// Nothing for a detection that every track's gates have to look at.
@@ -117,6 +123,10 @@ class LikelihoodMatching {
     }
   }
 
+  void estimatePlaces(const std::vector<Track>& tracks) {
+    for (const Track& track : tracks) places.emplace_back(track.getBoxFilter(), track.isTentative());
+  }
+
   void indexTracks(const std::vector<Track>& tracks) {
     gates.clear();
     trackLabels.clear();
@@ -136,6 +146,7 @@ class LikelihoodMatching {
   TrackIndex trackIndex;                // where a detection is to find its tracks
   std::vector<vanilla::BoxGate> gates;  // likewise, by track
   std::vector<std::uint32_t> trackLabels;
+  std::vector<vanilla::PlaceEstimate> places;  // likewise
   GreedyMatching matching;
 };
 
