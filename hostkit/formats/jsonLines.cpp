@@ -25,6 +25,8 @@ namespace nivra::hostkit {
 
 namespace {
 
+static_assert(kJsonMargin >= simdjson::SIMDJSON_PADDING);
+
 constexpr float kFullScore = 100.0F;  // percent
 constexpr Range<float> kScores = {static_cast<float>(kCoordinates.least), static_cast<float>(kCoordinates.most)};
 constexpr Range<float> kFloats = {std::numeric_limits<float>::lowest(), std::numeric_limits<float>::max()};
@@ -252,47 +254,36 @@ void clear(ObjectDetection& detection) {
   detection.inbetween = false;
 }
 
-class JsonLinesReader final : public Reader {
+class LineParser final : public JsonLineParser {
  public:
-  JsonLinesReader(const std::string& path, const ReadSettings& readSettings)
+  LineParser(const ReadSettings& readSettings, std::string inputName)
       : settings(readSettings),
-        input(shownName(path)),
-        usualCamera(nameOf(path)),
+        input(std::move(inputName)),
         passedOver(settings),
         percentPerScore(settings.scores == ScoreUnit::fraction ? kFullScore : 1.0F),
-        lines(path, simdjson::SIMDJSON_PADDING),
         parser(LineReader::kLongestLine) {}
 
-  bool read(Record& record) override {
-    do {
-      if (!lines.next()) {
-        lookAtScores(true);
-        return false;
-      }
-    } while (lines.line() && trimmed(*lines.line()).empty());
+  void read(const JsonLine& line, Record& record) override {
+    current = line;
     try {
       readLine(record);
     } catch (const JsonFault& fault) {
-      record = BadLine{lines.number(), fault.field, fault.message + hint()};
+      record = BadLine{line.number, fault.field, fault.message + hint()};
     } catch (const std::bad_alloc&) {
       parser = dom::parser(LineReader::kLongestLine);
       record = BadLine();  // lets go of what the line took
-      record = BadLine{lines.number(), "", kNoMemory};
+      record = BadLine{line.number, "", kNoMemory};
     }
-    isFirst = false;
     lookAtScores(false);
-    return true;
   }
 
-  std::uint64_t line() const override { return lines.number(); }
-
-  std::optional<double> progress() const override { return lines.progress(); }
+  void finish() override { lookAtScores(true); }
 
  private:
   /// Which format the input may be of instead, if the first line looks like that.
   std::string hint() const {
-    if (!isFirst || !lines.line()) return "";
-    const Format* const other = formatLooking(*lines.line());
+    if (!current.isFirst) return "";
+    const Format* const other = formatLooking(current.text);
     if (other == nullptr || other->readsAsItComes) return "";
     return fmt::format("; --from {} reads what looks like this", other->name);
   }
@@ -307,12 +298,10 @@ class JsonLinesReader final : public Reader {
 
   dom::object parse() {
     const JsonPlace whole;
-    const auto line = lines.line();
-    if (!line) refuse(whole, lines.fault());
     dom::element element;
-    const auto fault = parser.parse(line->data(), line->size(), false).get(element);
+    const auto fault = parser.parse(current.text.data(), current.text.size(), false).get(element);
     if (fault == simdjson::MEMALLOC) throw std::bad_alloc();
-    if (fault != simdjson::SUCCESS) refuse(whole, explainBadJson(*line, fault));
+    if (fault != simdjson::SUCCESS) refuse(whole, explainBadJson(current.text, fault));
     return objectOf(element, whole);
   }
 
@@ -324,10 +313,10 @@ class JsonLinesReader final : public Reader {
     const bool anyKnown =
         readFields(parse(), whole, kLineFields, line, [this](std::string_view field) { unknown.push_back(field); });
     if (!anyKnown) refuseUnknown(known);
-    for (const std::string_view field : unknown) passedOver.name(field, known, "", input, lines.number());
+    for (const std::string_view field : unknown) passedOver.name(field, known, "", input, current.number);
     const int purposes = (line.detections ? 1 : 0) + (line.motion ? 1 : 0) + (line.end ? 1 : 0);
     if (purposes > 1) refuse(whole, "expected one of detections, motion and end");
-    const std::string camera(line.camera.value_or(usualCamera));
+    const std::string camera(line.camera.value_or(current.usualCamera));
     const auto picture = line.picture ? line.picture : settings.picture;
     if (line.motion) {
       record = CameraMotion{camera, picture, readMatrix(*line.motion, JsonPlace(whole, "motion"))};
@@ -393,7 +382,7 @@ class JsonLinesReader final : public Reader {
                      DetectionDraft draft) {
     static const std::vector<std::string> known = namesOf(kDetectionFields);
     readFields(objectOf(element, place), place, kDetectionFields, draft, [this](std::string_view field) {
-      passedOver.name(field, known, "detections[].", input, lines.number());
+      passedOver.name(field, known, "detections[].", input, current.number);
     });
     const JsonPlace box(place, "box");
     if (!draft.edges) refuse(box, "missing");
@@ -411,13 +400,43 @@ class JsonLinesReader final : public Reader {
 
   ReadSettings settings;
   std::string input;
-  std::string usualCamera;
   PassedOver passedOver;
   std::vector<std::string_view> unknown;  // fields of the line
   ScoreWatch scores;
   float percentPerScore;
-  LineReader lines;
   dom::parser parser;
+  JsonLine current;
+};
+
+class JsonLinesReader final : public Reader {
+ public:
+  JsonLinesReader(const std::string& path, const ReadSettings& settings)
+      : usualCamera(nameOf(path)), parser(settings, shownName(path)), lines(path, kJsonMargin) {}
+
+  bool read(Record& record) override {
+    do {
+      if (!lines.next()) {
+        parser.finish();
+        return false;
+      }
+    } while (lines.line() && trimmed(*lines.line()).empty());
+    if (lines.line()) {
+      parser.read({*lines.line(), lines.number(), usualCamera, isFirst}, record);
+    } else {
+      record = BadLine{lines.number(), "", lines.fault()};
+    }
+    isFirst = false;
+    return true;
+  }
+
+  std::uint64_t line() const override { return lines.number(); }
+
+  std::optional<double> progress() const override { return lines.progress(); }
+
+ private:
+  std::string usualCamera;
+  LineParser parser;
+  LineReader lines;
   bool isFirst = true;
 };
 
@@ -428,6 +447,10 @@ std::unique_ptr<Reader> readJsonLines(const std::string& path, const ReadSetting
 }
 
 }  // namespace
+
+std::unique_ptr<JsonLineParser> parseJsonLines(const ReadSettings& settings, std::string input) {
+  return std::make_unique<LineParser>(settings, std::move(input));
+}
 
 const Format kJsonLines = [] {
   Format format{"jsonl", "JSON Lines", beginsWithObject, readJsonLines, writeJsonTracks, writeJsonDetections};

@@ -4,10 +4,8 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <cmath>
 #include <filesystem>
 #include <map>
-#include <new>
 #include <utility>
 
 #include "hostkit/errors.h"
@@ -16,7 +14,7 @@
 #include "hostkit/formats/formats.h"
 #include "hostkit/formats/jsonLines.h"
 #include "hostkit/text/numbers.h"
-#include "hostkit/tracking/cameras.h"
+#include "hostkit/tracking/answers.h"
 #include "hostkit/tracking/progressLine.h"
 
 namespace nivra::hostkit {
@@ -24,9 +22,7 @@ namespace nivra::hostkit {
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = Cameras::Clock;
-
-constexpr double kUsualFrameRate = 25.0;
+using Clock = ProgressLine::Clock;
 
 struct Summary {
   std::uint64_t frames = 0;
@@ -58,34 +54,16 @@ std::set<std::string> labelsOf(Reader& reader) {
   return labels;
 }
 
-void dropUnsure(FrameTracks& result) {
-  const auto isUnsure = [](const TrackReport& report) { return !report.track.confident; };
-  result.tracks.erase(std::remove_if(result.tracks.begin(), result.tracks.end(), isUnsure), result.tracks.end());
-}
-
 bool canBeReadTwice(const std::string& path) {
   std::error_code ignored;
   return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
 }
 
-/// What the caller says; and labels that it mentions, or that an input which can be read twice shows, associate at
-/// least with themselves.
-LabelAssociations associationsOf(const TrackOptions& options, const TrackInput& input) {
-  LabelAssociations associations = options.associations;
-  const auto complete = [&](const std::string& label) { associations.try_emplace(label, std::set{label}); };
-  for (const auto& [label, taken] : options.associations) std::for_each(taken.begin(), taken.end(), complete);
-  for (const std::string& label : options.labels) associations[label].insert(label);
-  if (!options.labels.empty()) return associations;
-  if (canBeReadTwice(input.path)) {
-    const std::set<std::string> labels = labelsOf(*input.format->read(input.path, options.read));
-    std::for_each(labels.begin(), labels.end(), complete);
-  } else if (associations.empty()) {
-    complete(options.read.label);
-  }
-  return associations;
+/// The labels of an input, if it can tell them before it is tracked.
+std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, const TrackInput& input) {
+  if (!options.labels.empty() || !canBeReadTwice(input.path)) return std::nullopt;
+  return labelsOf(*input.format->read(input.path, options.read));
 }
-
-std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64_t>(std::llround(1e9 / frameRate)); }
 
 /// One input from beginning to end: every record goes to its camera, and what came of it to the output.
 class Run {
@@ -95,12 +73,10 @@ class Run {
       : options(trackOptions),
         input(trackInput),
         settings(trackOptions.read),
-        cameras(recipe, associationsOf(options, input), options.mostIdle, options.debug, options.stabilise),
-        writer(outputFormat.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
+        answers(options, recipe, associationsOf(options, knownLabels(options, input)), outputFormat),
         output(trackOutput),
         summary(totals),
-        err(messages),
-        frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {
+        err(messages) {
     settings.warn = [this](const std::string& what) { warning += fmt::format("warning: {}\n", what); };
   }
 
@@ -110,17 +86,18 @@ class Run {
     const bool isStream = input.path == kStandardInput;
     ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
     for (Record record; reader->read(record);) {
-      now = Clock::now();
       ++recordsTaken;
       line = reader->line();
-      if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
-      takeAsMemoryAllows(record);
-      handOut();
+      const Answers::Notice& notice = answers.take(record, line);
+      output.write(answers.text());
+      output.flush();
+      if (notice.tracked != nullptr) count(*notice.tracked, notice);
+      if (notice.fault) count(*notice.fault, notice);
       warn(progress);
       if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
     }
     warn(progress);
-    summary.leftOut += writer->leftOut();
+    summary.leftOut += answers.leftOut();
     if (badLines == 0 || !canBeReadTwice(input.path)) return "";
     return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
                        firstFault);
@@ -133,64 +110,32 @@ class Run {
     err << std::exchange(warning, {});
   }
 
-  void takeAsMemoryAllows(Record& record) {
-    try {
-      std::visit([this](auto& each) { take(each); }, record);
-    } catch (const std::bad_alloc&) {
-      record = BadLine();  // lets go of what the frame took
-      result = {};
-      text = {};
-      refuse("", kNoMemory);
-    }
-  }
-
-  void take(Frame& frame) {
-    if (frame.detections.size() > options.mostDetections) {
-      return refuse("detections", fmt::format("{} detections, but --max-detections allows {}", frame.detections.size(),
-                                              options.mostDetections));
-    }
-    const auto start = Clock::now();
-    if (const auto refusal = cameras.update(frame, frameDuration, now, result)) {
-      return refuse(refusal->field, refusal->message);
-    }
-    summary.updateTime += Clock::now() - start;
-    if (options.confidentOnly) dropUnsure(result);
+  void count(const Frame& frame, const Answers::Notice& notice) {
+    const FrameTracks& result = answers.tracks();
+    summary.updateTime += notice.updateTime;
     ++summary.frames;
     summary.detections += frame.detections.size();
     summary.tracks += result.tracks.size();
     for (const std::string& label : result.unassociated) {
       if (summary.untracked.size() < kMostNamedLabels) summary.untracked.insert(label);
     }
-    writer->frame(frame, result, text);
-    if (result.duplicates > 0) warnOfDuplicates(frame);
+    if (result.duplicates > 0) warnOfDuplicates(frame, result.duplicates);
   }
 
-  void warnOfDuplicates(const Frame& frame) {
+  void warnOfDuplicates(const Frame& frame, std::size_t duplicates) {
     warning += fmt::format(
         "warning: camera {}: {} of {} boxes of a frame lie on another one of their label, as if the detector's "
         "suppression of duplicates were off ({})\n",
-        hostkit::quoted(frame.camera), result.duplicates, frame.detections.size(), place());
+        hostkit::quoted(frame.camera), duplicates, frame.detections.size(), place());
   }
 
-  void take(const CameraMotion& motion) {
-    cameras.at(motion.camera, motion.picture, now).move(motion);
-    writer->motion(motion, text);
-  }
-
-  void take(const CameraEnd& end) { writer->end(end, cameras.end(end.camera), text); }
-
-  void take(const BadLine& fault) {
+  void count(const BadLine& fault, const Answers::Notice& notice) {
     ++summary.faults;
     const std::string field = fault.field.empty() ? "" : ", " + fault.field;
     const std::string what = fmt::format("{} ({}{})", fault.message, place(), field);
     if (++badLines == 1) firstFault = what;
-    const bool hasPlace = line > 0 && writer->fault(fault, text);
-    if (hasPlace && !options.strict) return;
-    handOut();
-    throw FileError(what);
+    if (!notice.hasPlace || options.strict) throw FileError(what);
   }
-
-  void refuse(const std::string& field, const std::string& what) { take(BadLine{line, field, what}); }
 
   /// Where the record stands that is being taken.
   std::string place() const {
@@ -198,29 +143,18 @@ class Run {
     return line > 0 ? fmt::format("{}:{}", name, line) : fmt::format("{}, frame {}", name, recordsTaken);
   }
 
-  void handOut() {
-    output.write(text.view());
-    output.flush();
-    text.clear();
-  }
-
   const TrackOptions& options;
   const TrackInput& input;
   ReadSettings settings;
-  Cameras cameras;
-  const std::unique_ptr<TrackWriter> writer;
+  Answers answers;
   Output& output;
   Summary& summary;
   std::ostream& err;
-  const std::uint64_t frameDuration;  // ns, for frames that come without a time
   std::uint64_t recordsTaken = 0;
   std::uint64_t line = 0;  // of the record, from 1; 0 if it isn't one
   std::uint64_t badLines = 0;
   std::string firstFault;
   std::string warning;
-  Clock::time_point now;
-  FrameTracks result;
-  TextBuffer text;
 };
 
 bool isFolder(const std::string& path) {

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <chrono>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
 #include "hostkit/formats/format.h"
+#include "hostkit/tracking/answers.h"
 #include "hostkit/tracking/trackerRecipe.h"
 
 namespace nivra::hostkit {
@@ -16,17 +15,9 @@ struct TrackInput {
   const Format* format;
 };
 
-struct TrackOptions {
+struct TrackOptions : AnswerOptions {
   std::vector<TrackInput> inputs;  // at least one
   std::string to;                  // name of the output's format; empty to follow the output's name or the inputs
-  ReadSettings read;
-  std::vector<std::string> labels;  // each associated with itself
-  LabelAssociations associations;
-  std::optional<std::chrono::nanoseconds> mostIdle;
-  std::size_t mostDetections = 10'000;  // of a frame
-  bool stabilise = true;                // estimate the movements of cameras that don't tell them
-  bool confidentOnly = false;
-  bool debug = false;
   bool strict = false;
   bool verbose = false;
   std::ostream* progress = nullptr;  // a terminal, or null for silence

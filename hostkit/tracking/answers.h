@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "hostkit/formats/format.h"
+#include "hostkit/tracking/cameras.h"
+
+namespace nivra::hostkit {
+
+/// What decides the answers to a stream, wherever it comes from and goes.
+struct AnswerOptions {
+  ReadSettings read;
+  std::vector<std::string> labels;  // each associated with itself
+  LabelAssociations associations;
+  std::optional<Cameras::Clock::duration> mostIdle;
+  std::size_t mostDetections = 10'000;  // of a frame
+  bool stabilise = true;                // estimate the movements of cameras that don't tell them
+  bool confidentOnly = false;
+  bool debug = false;
+};
+
+/// What the caller says; labels that it mentions associate at least with themselves, and so do those that an input is
+/// known to have unless the caller lists them.
+/// @param known Nothing if nobody knows them; then the label of detections without one stands for them, if there are no
+/// associations at all.
+LabelAssociations associationsOf(const AnswerOptions& options, const std::optional<std::set<std::string>>& known);
+
+/// Answers the records of a stream, each by what its camera's tracker makes of it.
+class Answers {
+ public:
+  /// What there is to tell beside the answer.
+  struct Notice {
+    const Frame* tracked = nullptr;          // the record, if it was a frame and is answered by tracks
+    Cameras::Clock::duration updateTime{0};  // that its tracker took
+    std::optional<BadLine> fault;            // which the record was, or turned out to be
+    bool hasPlace = true;                    // false for a fault in a format that has no place for it
+  };
+
+  /// @param options Outlives this object, as does the recipe.
+  Answers(const AnswerOptions& options, const TrackerRecipe& recipe, LabelAssociations associations,
+          const Format& format);
+
+  /// @param line Of the record, from 1; 0 if it isn't one.
+  /// @return What is to be told; valid until the next call.
+  const Notice& take(Record& record, std::uint64_t line);
+
+  /// The answer to the last record.
+  std::string_view text() const { return words.view(); }
+  /// What came of the last record, if it is answered by tracks.
+  const FrameTracks& tracks() const { return result; }
+  /// How many tracks the format had no place for.
+  std::uint64_t leftOut() const { return writer->leftOut(); }
+
+ private:
+  void takeEach(Frame& frame);
+  void takeEach(const CameraMotion& motion);
+  void takeEach(const CameraEnd& end);
+  void takeEach(const BadLine& fault);
+  void refuse(const std::string& field, const std::string& what);
+
+  const AnswerOptions& options;
+  Cameras cameras;
+  std::unique_ptr<TrackWriter> writer;
+  std::uint64_t frameDuration;  // ns, for frames that come without a time
+  Cameras::Clock::time_point now;
+  std::uint64_t currentLine = 0;
+  FrameTracks result;
+  TextBuffer words;
+  Notice notice;
+};
+
+}  // namespace nivra::hostkit
