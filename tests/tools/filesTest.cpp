@@ -191,7 +191,7 @@ TEST_F(Files, ShowProgressOnATerminalAlone) {
   std::ostringstream out;
   std::ostringstream err;
   std::ostringstream terminal;
-  EXPECT_EQ(run(3, argv, out, err, &terminal), 0);
+  EXPECT_EQ(run(kNivra, 3, argv, {out, err, &terminal}), 0);
   EXPECT_EQ(err.str(), "");
   EXPECT_NE(terminal.str().find("1 frames, 0 %"), std::string::npos) << terminal.str();
   EXPECT_EQ(terminal.str().rfind("\x1b[K"), terminal.str().size() - 3) << "the line is cleared in the end";

@@ -36,7 +36,7 @@ inline Outcome nivra(const Arguments& arguments) {
   for (const std::string& argument : arguments) argv.push_back(argument.c_str());
   std::ostringstream out;
   std::ostringstream err;
-  const int code = run(static_cast<int>(argv.size()), argv.data(), out, err);
+  const int code = run(kNivra, static_cast<int>(argv.size()), argv.data(), {out, err});
   return {code, out.str(), err.str()};
 }
 

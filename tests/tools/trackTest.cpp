@@ -281,7 +281,7 @@ TEST_F(Track, EndsQuietlyWhenItsReaderHasGoneAndLoudlyOtherwise) {
     std::ostream out(&buffer);
     std::ostringstream err;
     const char* const argv[] = {"nivra", "track", input.c_str()};
-    EXPECT_EQ(run(3, argv, out, err), each.code);
+    EXPECT_EQ(run(kNivra, 3, argv, {out, err}), each.code);
     EXPECT_EQ(err.str(), each.err);
   }
 }

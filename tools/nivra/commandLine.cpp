@@ -1,18 +1,22 @@
 #include "commandLine.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <exception>
+#include <iostream>
 #include <new>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "commands.h"
+#include "colouredWords.h"
 #include "hostkit/errors.h"
 #include "hostkit/files/output.h"
 #include "hostkit/text/suggestion.h"
@@ -24,7 +28,13 @@ using namespace hostkit;
 
 namespace {
 
-constexpr char kAbout[] = "Follows objects through the detections of a camera: nivra COMMAND --help says more.";
+/// Files that are opened later would take the numbers of closed standard streams: the output file would be read as the
+/// standard input, or messages written into it. What is put in their place fails as the closed ones do.
+void occupyClosedStandardStreams() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0) open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
 
 /// What is said by `help`, `help COMMAND` and `version` is what their options say.
 std::vector<const char*> withWordsAsOptions(int argc, const char* const* argv) {
@@ -47,7 +57,9 @@ std::vector<std::string> commandNames(const CLI::App& app) {
 
 void requireCommand(const CLI::App& app, const std::vector<const char*>& words) {
   const std::vector<std::string> names = commandNames(app);
-  const auto fail = [](const std::string& what) { throw UsageError(what + " (nivra --help says what they do)"); };
+  const auto fail = [&app](const std::string& what) {
+    throw UsageError(fmt::format("{} ({} --help says what they do)", what, app.get_name()));
+  };
   if (words.size() < 2) fail(fmt::format("expected one of the commands {}", fmt::join(names, ", ")));
   const std::string given = words[1];
   if (std::find(names.begin(), names.end(), given) != names.end()) return;
@@ -73,20 +85,16 @@ std::string explain(const CLI::App& app, const std::vector<const char*>& words, 
     if (isUnknown && suggestion.empty()) suggestion = suggestionFor(option, known);
   }
   const std::string name = command == &app ? "" : " " + command->get_name();
-  return fmt::format("{}{} (nivra{} --help describes the options)", fault.what(), suggestion, name);
+  return fmt::format("{}{} ({}{} --help describes the options)", fault.what(), suggestion, app.get_name(), name);
 }
 
 /// Finds out what was asked for, and does it.
-void dispatch(int argc, const char* const* argv, const Streams& streams) {
-  CLI::App app(kAbout, "nivra");
-  app.set_version_flag("--version",
-                       fmt::format("nivra {}.{}.{}", NIVRA_VERSION_MAJOR, NIVRA_VERSION_MINOR, NIVRA_VERSION_PATCH));
+void dispatch(const Program& program, int argc, const char* const* argv, const Streams& streams) {
+  CLI::App app(program.about, program.name);
+  app.set_version_flag("--version", fmt::format("{} {}.{}.{}", program.name, NIVRA_VERSION_MAJOR, NIVRA_VERSION_MINOR,
+                                                NIVRA_VERSION_PATCH));
   app.require_subcommand(1);
-  addTrackCommand(app, streams);
-  addConvertCommand(app, streams);
-  addEvalCommand(app, streams);
-  addSimulateCommand(app, streams);
-  addParamsCommand(app, streams);
+  for (const auto add : program.commands) add(app, streams);
 
   const std::vector<const char*> words = withWordsAsOptions(argc, argv);
   requireCommand(app, words);
@@ -102,14 +110,17 @@ void dispatch(int argc, const char* const* argv, const Streams& streams) {
 
 }  // namespace
 
-int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err, std::ostream* terminal,
-        bool outIsTerminal) {
-  const auto fail = [&err](int code, const char* what) {
-    err << "error: " << what << '\n';
+const Program kNivra = {"nivra",
+                        "Follows objects through the detections of a camera: nivra COMMAND --help says more.",
+                        {addTrackCommand, addConvertCommand, addEvalCommand, addSimulateCommand, addParamsCommand}};
+
+int run(const Program& program, int argc, const char* const* argv, const Streams& streams) {
+  const auto fail = [&streams](int code, const char* what) {
+    streams.err << "error: " << what << '\n';
     return code;
   };
   try {
-    dispatch(argc, argv, {out, err, terminal, outIsTerminal});
+    dispatch(program, argc, argv, streams);
     return 0;
   } catch (const ReaderGone&) {
     return 0;
@@ -122,6 +133,20 @@ int run(int argc, const char* const* argv, std::ostream& out, std::ostream& err,
   } catch (...) {
     return fail(1, "unknown fault");
   }
+}
+
+int runProcess(const Program& program, int argc, const char* const* argv) {
+  occupyClosedStandardStreams();
+  // Closed pipes and files that grow too large then show as failing writes, which end the command in good order.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::ios::sync_with_stdio(false);
+  const bool isErrTerminal = isatty(STDERR_FILENO) == 1;
+  ColouredWords colouredWords(*std::cerr.rdbuf());
+  std::ostream coloured(&colouredWords);
+  coloured << std::unitbuf;
+  std::ostream& err = isErrTerminal && ColouredWords::areWanted() ? coloured : std::cerr;
+  return run(program, argc, argv, {std::cout, err, isErrTerminal ? &err : nullptr, isatty(STDOUT_FILENO) == 1});
 }
 
 }  // namespace nivra::tool

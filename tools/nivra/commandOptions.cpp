@@ -11,11 +11,13 @@
 #include "hostkit/formats/categoryNames.h"
 #include "hostkit/formats/formats.h"
 #include "hostkit/formats/keyValues.h"
+#include "hostkit/tracking/settings.h"
 
 namespace nivra::tool {
 
 namespace {
 
+constexpr Range<std::size_t> kDetectionCounts = {1, 10'000'000};
 constexpr Range<int> kCategories = {0, std::numeric_limits<int>::max()};
 
 std::optional<ScoreUnit> parseScoreUnit(const std::string& text) {
@@ -23,6 +25,11 @@ std::optional<ScoreUnit> parseScoreUnit(const std::string& text) {
   if (text == "fraction") return ScoreUnit::fraction;
   if (text == "percent") return ScoreUnit::percent;
   throw UsageError(fmt::format("--scores {}: expected fraction, percent or auto", text));
+}
+
+bool parseStabilise(const std::string& text) {
+  if (text != "auto" && text != "off") throw UsageError("--stabilise " + text + ": expected auto or off");
+  return text == "auto";
 }
 
 std::string complaintAboutEmpty(const std::string& argument) { return argument.empty() ? "must not be empty" : ""; }
@@ -109,10 +116,20 @@ void Command::whenChosen(const std::function<void()>& run) {
   });
 }
 
+void addReadOptions(Command& command, ReadSettings& settings) {
+  command.addText("--label", settings.label, "LABEL", "Label of detections without one");
+  command.addParsed("--scores", "UNIT", "What the input's scores are: fraction, percent or auto",
+                    [&settings](const std::string& text) { settings.scores = parseScoreUnit(text); });
+  command.addParsed("--picture", "WxH", "Size of the picture in pixels, if the input doesn't tell",
+                    [&settings](const std::string& text) { settings.picture = parsePicture(text); });
+  command.addParsed("--fps", "F", "Frames per second, such as 25 or 30000/1001, if the input doesn't tell",
+                    [&settings](const std::string& text) { settings.frameRate = parseFrameRate(text); });
+}
+
 void InputOptions::addTo(Command& command) {
   command.addText("--from", from, "FORMAT",
                   "Format of the input, told from what it holds if not given: " + formatNames());
-  command.addText("--label", settings.label, "LABEL", "Label of detections without one");
+  addReadOptions(command, settings);
   command.addEachParsed("--category", "NUMBER=LABEL",
                         "Label of a numbered category, or a file of them, YAML or a line each; may be repeated",
                         [this](const std::string& text) {
@@ -126,12 +143,6 @@ void InputOptions::addTo(Command& command) {
                           const auto [number, label] = parseAssignment("--category", text);
                           settings.categories[parseOption("--category", number, kCategories)] = label;
                         });
-  command.addParsed("--scores", "UNIT", "What the input's scores are: fraction, percent or auto",
-                    [this](const std::string& text) { settings.scores = parseScoreUnit(text); });
-  command.addParsed("--picture", "WxH", "Size of the picture in pixels, if the input doesn't tell",
-                    [this](const std::string& text) { settings.picture = parsePicture(text); });
-  command.addParsed("--fps", "F", "Frames per second, such as 25 or 30000/1001, if the input doesn't tell",
-                    [this](const std::string& text) { settings.frameRate = parseFrameRate(text); });
 }
 
 const Format& InputOptions::formatOf(const std::string& input, std::ostream& err) const {
@@ -140,6 +151,37 @@ const Format& InputOptions::formatOf(const std::string& input, std::ostream& err
     err << fmt::format("waiting for {} from this terminal; control-D ends it, and --help tells more\n", format.name);
   }
   return format;
+}
+
+void TrackerOptions::addTo(Command& command) {
+  command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
+                    [this](const std::string& text) { choice = parseTrackerChoice(text); });
+  command.addTexts("--params", paramsFiles, "FILE", "Set parameters from a file; may be repeated");
+  command.addTexts("--param", params, "SECTION.NAME=VALUE", "Set a parameter of the tracker; may be repeated");
+}
+
+TrackerRecipe TrackerOptions::recipe(std::ostream& err) const {
+  TrackerRecipe recipe(choice, collectSettings(paramsFiles, params));
+  err << recipe.warnings();
+  return recipe;
+}
+
+void addAnswerOptions(Command& command, AnswerOptions& options) {
+  command.addEachParsed("--associate", "LABEL=LABEL,...", "Detections that tracks of a label take; may be repeated",
+                        [&options](const std::string& text) {
+                          const auto [label, taken] = parseAssignment("--associate", text);
+                          for (const std::string& each : parseList("--associate", taken)) {
+                            options.associations[label].insert(each);
+                          }
+                        });
+  command.addParsed("--labels", "LABEL,...", "Labels that associate with themselves",
+                    [&options](const std::string& text) { options.labels = parseList("--labels", text); });
+  command.addParsed("--stabilise", "MODE", "Estimate how cameras move that don't tell it: auto (if not given) or off",
+                    [&options](const std::string& text) { options.stabilise = parseStabilise(text); });
+  command.addNumber("--max-detections", options.mostDetections, kDetectionCounts, "N",
+                    "Refuse frames with more detections");
+  command.addFlag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
+  command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
 }
 
 CLI::Option* OutputOptions::addTo(Command& command, const char* kind, const std::string& help) {

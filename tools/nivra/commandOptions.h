@@ -13,6 +13,8 @@
 #include "hostkit/files/output.h"
 #include "hostkit/formats/format.h"
 #include "hostkit/text/numbers.h"
+#include "hostkit/tracking/answers.h"
+#include "hostkit/tracking/trackerRecipe.h"
 
 namespace nivra::tool {
 
@@ -77,7 +79,10 @@ class Command {
   std::vector<std::function<void()>> parsers;
 };
 
-/// What may be said about inputs: --from, --picture, --fps, --label, --category and --scores.
+/// What may be said about lines, wherever they come from: --label, --scores, --picture and --fps.
+void addReadOptions(Command& command, ReadSettings& settings);
+
+/// What may be said about inputs: that, --from and --category.
 struct InputOptions {
   void addTo(Command& command);
 
@@ -87,6 +92,24 @@ struct InputOptions {
   std::string from;
   ReadSettings settings;
 };
+
+/// What makes a tracker: --tracker, --params and --param.
+struct TrackerOptions {
+  void addTo(Command& command);
+
+  /// @param err Takes what is doubtful.
+  /// @throws UsageError, FileError naming the setting that is at fault.
+  TrackerRecipe recipe(std::ostream& err) const;
+
+  TrackerChoice choice = kTrackers[0];
+  std::vector<std::string> paramsFiles;
+  std::vector<std::string> params;
+};
+
+/// What else decides the answers to a stream: --associate, --labels, --stabilise, --max-detections, --confident-only
+/// and
+/// --debug.
+void addAnswerOptions(Command& command, AnswerOptions& options);
 
 /// The path that stands for the standard output.
 inline const std::string kStandardOutput = "-";

@@ -1,7 +1,10 @@
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <ostream>
+
+namespace CLI {
+class App;
+}
 
 namespace nivra::tool {
 
@@ -9,8 +12,8 @@ namespace nivra::tool {
 struct Streams {
   std::ostream& out;
   std::ostream& err;
-  std::ostream* terminal;  // where progress is shown; null if nobody would see it
-  bool outIsTerminal;      // results and progress would stand among each other
+  std::ostream* terminal = nullptr;  // where progress is shown; null if nobody would see it
+  bool outIsTerminal = false;        // results and progress would stand among each other
 };
 
 /// Each declares a command, which runs as the last step of parsing if it was chosen.

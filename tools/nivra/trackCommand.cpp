@@ -79,35 +79,15 @@ Exit code: 0 for success, 1 for a fault of input or output and for files with ba
 lines, all others of which are answered, 2 for a wrong call.)";
 
 constexpr Range<double> kIdleSeconds = {0.001, 1e9};
-constexpr Range<std::size_t> kDetectionCounts = {1, 10'000'000};
 
 struct Arguments {
   TrackOptions options;
   std::vector<std::string> inputs;
-  TrackerChoice tracker = kTrackers[0];
-  std::vector<std::string> paramsFiles;
-  std::vector<std::string> params;
+  TrackerOptions tracker;
   InputOptions input;
   OutputOptions output;
   bool quiet = false;
 };
-
-bool parseStabilise(const std::string& text) {
-  if (text != "auto" && text != "off") throw UsageError("--stabilise " + text + ": expected auto or off");
-  return text == "auto";
-}
-
-void addLabelOptions(Command& command, TrackOptions& options) {
-  command.addEachParsed("--associate", "LABEL=LABEL,...", "Detections that tracks of a label take; may be repeated",
-                        [&options](const std::string& text) {
-                          const auto [label, taken] = parseAssignment("--associate", text);
-                          for (const std::string& each : parseList("--associate", taken)) {
-                            options.associations[label].insert(each);
-                          }
-                        });
-  command.addParsed("--labels", "LABEL,...", "Labels that associate with themselves",
-                    [&options](const std::string& text) { options.labels = parseList("--labels", text); });
-}
 
 void run(Arguments& given, const Streams& streams) {
   TrackOptions& options = given.options;
@@ -115,8 +95,7 @@ void run(Arguments& given, const Streams& streams) {
   const Target target = given.output.target(streams.out);
   const bool wouldMix = target.path.empty() && streams.outIsTerminal;
   options.progress = given.quiet || wouldMix ? nullptr : streams.terminal;
-  const TrackerRecipe recipe(given.tracker, collectSettings(given.paramsFiles, given.params));
-  streams.err << recipe.warnings();
+  const TrackerRecipe recipe = given.tracker.recipe(streams.err);
   if (given.inputs.empty()) given.inputs.push_back(kStandardInput);
   for (const std::string& path : given.inputs)
     options.inputs.push_back({path, &given.input.formatOf(path, streams.err)});
@@ -134,22 +113,13 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
   given->output.addTo(command, "FILE|FOLDER", "Where the tracks go; standard output if not given or -");
   given->input.addTo(command);
   command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl, motchallenge, kitti or csv");
-  command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
-                    [given](const std::string& text) { given->tracker = parseTrackerChoice(text); });
-  command.addTexts("--params", given->paramsFiles, "FILE", "Set parameters from a file; may be repeated");
-  command.addTexts("--param", given->params, "SECTION.NAME=VALUE", "Set a parameter of the tracker; may be repeated");
-  addLabelOptions(command, options);
-  command.addParsed("--stabilise", "MODE", "Estimate how cameras move that don't tell it: auto (if not given) or off",
-                    [&options](const std::string& text) { options.stabilise = parseStabilise(text); });
+  given->tracker.addTo(command);
+  addAnswerOptions(command, options);
   command.addParsed("--idle-timeout", "SECONDS", "Let go of cameras of which nothing came for so long",
                     [&options](const std::string& text) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
                       options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
                     });
-  command.addNumber("--max-detections", options.mostDetections, kDetectionCounts, "N",
-                    "Refuse frames with more detections");
-  command.addFlag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
-  command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
   command.addFlag("--strict", options.strict, "End with the first bad line");
   command.addFlag("--verbose", options.verbose, "Summary on standard error");
   command.addFlag("--quiet", given->quiet, "No progress on a terminal");
