@@ -12,7 +12,7 @@ _nivra() {
   case $command in
     '') options='--version' values='track convert eval simulate params' ;;
     track)
-      options="$input --to --tracker --params --param --associate --labels --stabilise --idle-timeout --max-detections --confident-only --debug --strict"
+      options="$input --to --tracker --preset --params --param --associate --labels --stabilise --idle-timeout --max-detections --confident-only --debug --strict"
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     eval)
@@ -21,19 +21,23 @@ _nivra() {
     simulate)
       options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
       options+=' --picture --fps' ;;
-    params) options='--tracker --markdown --json' ;;
+    params) options='--tracker --preset --markdown --json' ;;
     *) return ;;
   esac
   options+=' --help'
   case $before in
     -o | --output | --params) options='' files=yes ;;
-    --from | --truth-from) options='' values='jsonl motchallenge coco yolo kitti csv results' files='' ;;
+    --from | --truth-from)
+      options='' values='jsonl motchallenge kitti csv' files=''
+      [[ $command == eval ]] || values+=' coco yolo results'
+      ;;
     --to)
       options='' values='jsonl motchallenge' files=''
       [[ $command != track ]] || values+=' kitti csv'
       ;;
     --scores) options='' values='fraction percent auto' files='' ;;
     --stabilise) options='' values='auto off' files='' ;;
+    --preset) options='' values='steady flickering' files='' ;;
     --preprocess) options='' values='auto none mot17 mot20' files='' ;;
     --tracker)
       [[ $command != eval ]] || return

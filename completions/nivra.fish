@@ -21,10 +21,12 @@ end
 
 complete -c nivra -n 'not __nivra_is_option; and test (count (commandline -opc)) -eq 1' -fa '(__nivra_commands)'
 complete -c nivra -n __nivra_is_option -fa '(__nivra_options)'
-complete -c nivra -n '__nivra_follows --from --truth-from' -fa 'jsonl motchallenge coco yolo kitti csv results'
+complete -c nivra -n '__nivra_follows --from --truth-from' -fa 'jsonl motchallenge kitti csv'
+complete -c nivra -n '__nivra_follows --from; and not contains -- eval (commandline -opc)' -fa 'coco yolo results'
 complete -c nivra -n '__nivra_follows --to' -fa 'jsonl motchallenge'
 complete -c nivra -n '__nivra_follows --to; and contains track (commandline -opc)' -fa 'kitti csv'
 complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
 complete -c nivra -n '__nivra_follows --stabilise' -fa 'auto off'
+complete -c nivra -n '__nivra_follows --preset' -fa 'steady flickering'
 complete -c nivra -n '__nivra_follows --preprocess' -fa 'auto none mot17 mot20'
 complete -c nivra -n '__nivra_follows --tracker; and not contains -- eval (commandline -opc)' -fa 'vanilla reid hybrid lowfps'

@@ -1,7 +1,9 @@
 #include "hostkit/tracking/trackerRecipe.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -38,6 +40,13 @@ TrackerChoice parseTrackerChoice(const std::string& text) {
     if (text == each.name || text == std::to_string(each.selector)) return each;
   }
   throw UsageError(fmt::format("--tracker {}: expected vanilla, reid, hybrid or lowfps, or 0 to 3", text));
+}
+
+std::string parsePreset(const std::string& text) {
+  const std::vector<std::string> known = presetNames();
+  if (std::find(known.begin(), known.end(), text) != known.end()) return text;
+  throw UsageError(
+      fmt::format("--preset {}: expected {}{}", text, fmt::join(known, " or "), suggestionFor(text, known)));
 }
 
 TrackerRecipe::TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings)

@@ -21,6 +21,9 @@ constexpr std::array<TrackerChoice, 4> kTrackers = {{{"vanilla", 0}, {"reid", 1}
 /// @throws UsageError unless `text` is one of the names or selectors.
 TrackerChoice parseTrackerChoice(const std::string& text);
 
+/// @throws UsageError unless `text` is the name of a preset, which is returned.
+std::string parsePreset(const std::string& text);
+
 /// A tracker with its parameters, checked once for as many trackers as there are cameras.
 class TrackerRecipe {
  public:

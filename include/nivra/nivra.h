@@ -20,6 +20,7 @@
 #include "nivra/objectTracker.h"
 #include "nivra/parameterMap.h"
 #include "nivra/parameterTables.h"
+#include "nivra/presets.h"
 #include "nivra/reid/featureGallery.h"
 #include "nivra/reid/inBetween.h"
 #include "nivra/reid/matching.h"

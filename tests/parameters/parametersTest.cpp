@@ -5,6 +5,8 @@
 #include <tuple>
 
 #include "nivra/parameterTables.h"
+#include "nivra/presets.h"
+#include "nivra/trackerFactory.h"
 #include "support/detections.h"
 
 namespace nivra::test {
@@ -204,6 +206,22 @@ TEST(CheckParameters, PassesEveryDefaultWhichIsUsual) {
     EXPECT_TRUE(checkParameters(selector, defaults).empty());
     EXPECT_NE(makeTracker(selector, defaults, {}, 1.0F), nullptr);
   }
+}
+
+TEST(Presets, AreTakenByTheirTrackersWhole) {
+  for (const std::string& name : presetNames()) {
+    for (int selector = 0; selector < 4; ++selector) {
+      const ParameterMap params = presetParameters(name, selector);
+      EXPECT_FALSE(params.empty()) << name << " " << selector;
+      EXPECT_TRUE(checkParameters(selector, params).empty()) << name << " " << selector;
+      EXPECT_NE(makeTracker(selector, params, {}, 1.0F, nullptr), nullptr);
+    }
+    ParameterMap ofBoth = presetParameters(name, 0);
+    ofBoth.merge(presetParameters(name, 1));
+    EXPECT_EQ(presetParameters(name, 2), ofBoth) << "the hybrid tracker is both of them";
+    EXPECT_TRUE(presetParameters(name, 4).empty());
+  }
+  EXPECT_THROW(presetParameters("stedy", 0), std::invalid_argument);
 }
 
 }  // namespace nivra::test

@@ -236,12 +236,13 @@ class Documents(unittest.TestCase):
                 items = " ".join(re.findall(r"^\.It Fl.*", part, re.M))
                 self.assertEqual(known, {"--help"} | {f"-{each}" for each in re.findall(r"Fl (-[\w-]+)", items)})
                 self.assertEqual(known, completed(*words, "--"))
-        for option in "--from", "--to", "--tracker":
-            with self.subTest(option=option):
-                said = re.search(rf"^  {option} .*", helped("track"), re.M)[0]
-                known = set(re.findall(r"jsonl|motchallenge|coco|yolo|kitti|csv|results|vanilla|reid|hybrid|lowfps", said))
-                self.assertEqual(known, completed("track", option, ""))
-                self.assertEqual(known, completed("track", option, "=", ""))
+        names = r"jsonl|motchallenge|coco|yolo|kitti|csv|results|vanilla|reid|hybrid|lowfps|steady|flickering"
+        for command, option in [("track", "--from"), ("track", "--to"), ("track", "--tracker"), ("track", "--preset"),
+                                ("eval", "--from"), ("eval", "--truth-from"), ("params", "--preset")]:
+            with self.subTest(command=command, option=option):
+                known = set(re.findall(names, re.search(rf"^  {option} (?:.|\n {{10}})*", helped(command), re.M)[0]))
+                self.assertEqual(known, completed(command, option, ""))
+                self.assertEqual(known, completed(command, option, "=", ""))
 
 
 unittest.main()

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "nivra/parameterTables.h"
+#include "nivra/presets.h"
 #include "toolRun.h"
 
 namespace nivra::tool::test {
@@ -101,6 +102,42 @@ TEST_F(Parameters, ComeFromFilesAndThenFromArguments) {
   }
 }
 
+TEST_F(Parameters, OfPresetsAreTakenByTheirTrackersBelowAllOthers) {
+  const auto track = [](const std::string& tracker, const Arguments& options) {
+    return nivra(Arguments{"track", kPlaza, "--to", "jsonl", "--tracker", tracker} + options);
+  };
+  std::set<std::string> outputs;
+  std::size_t kinds = 0;
+  for (const char* const tracker : kTrackerNames) {
+    outputs.insert(track(tracker, {}).out);
+    ++kinds;
+    for (const std::string& preset : presetNames()) {
+      const Outcome outcome = track(tracker, {"--preset", preset});
+      EXPECT_EQ(outcome.err, "");
+      outputs.insert(outcome.out);
+      ++kinds;
+
+      const std::string printed = nivra({"params", "--tracker", tracker, "--preset", preset}).out;
+      const std::string file = write("preset.params", printed);
+      EXPECT_TRUE(track(tracker, {"--params", file}).out == outcome.out) << tracker << " " << preset;
+
+      const std::string defaults = write("defaults.params", nivra({"params", "--tracker", tracker}).out);
+      EXPECT_TRUE(track(tracker, {"--preset", preset, "--params", defaults}).out == track(tracker, {}).out);
+
+      const std::string key = printed.substr(0, printed.find(' '));
+      const std::string listed = nivra({"params", "--tracker", tracker, "--preset", preset, "--json"}).out;
+      EXPECT_NE(listed.find("\"key\":\"" + key + "\""), std::string::npos) << listed;
+      EXPECT_NE(listed.find("\"value\":\""), std::string::npos) << listed;
+    }
+  }
+  EXPECT_EQ(outputs.size(), kinds) << "each differs from all others";
+  for (const std::string command : {"track", "params"}) {
+    const Outcome outcome = nivra({command, "--preset", "stedy"});
+    EXPECT_EQ(outcome.code, 2);
+    EXPECT_EQ(outcome.err, "error: --preset stedy: expected steady or flickering; did you mean steady?\n");
+  }
+}
+
 TEST_F(Parameters, OfFilesAreBlamedByFileLineAndKey) {
   const std::pair<const char*, const char*> cases[] = {
       {"vanilla.scoreAbsorption=1\n[vanilla]\n", "expected key=value (FILE:2, \"[vanilla]\")"},
@@ -143,7 +180,11 @@ TEST_F(Parameters, PageIsFreshAndHasAllCellsInEveryRow) {
     for (std::size_t i = 1; i < line.size(); ++i) bars += line[i] == '|' && line[i - 1] != '\\' ? 1 : 0;
     EXPECT_EQ(bars, columns) << line;
   }
-  EXPECT_EQ(rows, parameterSections().size() + listed("key").size());
+  std::set<std::string> ofPresets;
+  for (const std::string& preset : presetNames()) {
+    for (const std::string& key : listed("key", {"--preset", preset})) ofPresets.insert(key);
+  }
+  EXPECT_EQ(rows, parameterSections().size() + listed("key").size() + ofPresets.size());
 }
 
 }  // namespace nivra::tool::test

@@ -12,6 +12,7 @@
 #include "hostkit/formats/formats.h"
 #include "hostkit/formats/keyValues.h"
 #include "hostkit/tracking/settings.h"
+#include "nivra/presets.h"
 
 namespace nivra::tool {
 
@@ -156,12 +157,23 @@ const Format& InputOptions::formatOf(const std::string& input, std::ostream& err
 void TrackerOptions::addTo(Command& command) {
   command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
                     [this](const std::string& text) { choice = parseTrackerChoice(text); });
+  command.addParsed("--preset", "NAME", "Parameters for cameras of a kind: steady or flickering",
+                    [this](const std::string& text) { preset = parsePreset(text); });
   command.addTexts("--params", paramsFiles, "FILE", "Set parameters from a file; may be repeated");
   command.addTexts("--param", params, "SECTION.NAME=VALUE", "Set a parameter of the tracker; may be repeated");
 }
 
+std::vector<Setting> TrackerOptions::settings() const {
+  std::vector<Setting> all;
+  if (!preset.empty()) {
+    for (const auto& [key, value] : presetParameters(preset, choice.selector)) all.push_back({key, value});
+  }
+  for (Setting& each : collectSettings(paramsFiles, params)) all.push_back(std::move(each));
+  return all;
+}
+
 TrackerRecipe TrackerOptions::recipe(std::ostream& err) const {
-  TrackerRecipe recipe(choice, collectSettings(paramsFiles, params));
+  TrackerRecipe recipe(choice, settings());
   err << recipe.warnings();
   return recipe;
 }

@@ -93,15 +93,20 @@ struct InputOptions {
   ReadSettings settings;
 };
 
-/// What makes a tracker: --tracker, --params and --param.
+/// What makes a tracker: --tracker, --preset, --params and --param.
 struct TrackerOptions {
   void addTo(Command& command);
+
+  /// What the preset sets, then the files, then the arguments: the last one holds.
+  /// @throws UsageError, FileError naming what is no setting.
+  std::vector<Setting> settings() const;
 
   /// @param err Takes what is doubtful.
   /// @throws UsageError, FileError naming the setting that is at fault.
   TrackerRecipe recipe(std::ostream& err) const;
 
   TrackerChoice choice = kTrackers[0];
+  std::string preset;  // empty for none
   std::vector<std::string> paramsFiles;
   std::vector<std::string> params;
 };

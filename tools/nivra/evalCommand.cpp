@@ -86,8 +86,10 @@ void addEvalCommand(CLI::App& app, const Streams& streams) {
                     [&options](const std::string& text) { options.classes = parseList("--class", text); });
   command.addParsed("--sequences", "NAME,...", "Only these sequences",
                     [&options](const std::string& text) { options.sequences = parseList("--sequences", text); });
-  command.addText("--from", given->from, "FORMAT", "Format of the tracks, told from what they hold if not given");
-  command.addText("--truth-from", given->truthFrom, "FORMAT", "Format of the truth, likewise");
+  command.addText("--from", given->from, "FORMAT",
+                  "jsonl, motchallenge, kitti or csv, told from what the tracks hold if not given");
+  command.addText("--truth-from", given->truthFrom, "FORMAT",
+                  "jsonl, motchallenge, kitti or csv, likewise for the truth");
   command.addParsed("--picture", "WxH", "Size of the picture that jsonl without one is in",
                     [&options](const std::string& text) { options.read.picture = parsePicture(text); });
   command.addParsed("--fps", "F", "Frames per second, to number the frames of jsonl by their times",

@@ -58,6 +58,9 @@ Moving cameras
   moved. Movements in a stream take the place of this.
 
 Parameters
+  --preset steady is for cameras that stand and detectors that seldom miss anybody,
+  flickering for detectors that lose people for some frames and for cameras that
+  move. What --params and --param say goes on top.
   nivra params --tracker NAME lists those of a tracker, in the form that --params
   takes: lines "section.name = value", which may end in " # comment". Of several
   values the last one holds, those of --param after those of all files.
@@ -69,6 +72,8 @@ Examples
       nivra track det.txt --picture 1920x1080 --fps 30 -o tracks.txt
   Track the cameras of a stream as they come:
       detector | nivra track --labels human,car --tracker hybrid | consumer
+  Track with parameters for a detector that flickers:
+      nivra track det.txt --picture 1920x1080 --fps 30 --preset flickering
   Keep the parameters of a site in a file:
       nivra params --tracker reid > site.params
       nivra track examples/data/plaza --tracker reid --params site.params
