@@ -96,6 +96,8 @@ class Stream {
     hostkit::TrackOptions options;
     options.inputs = {{"/dev/fd/" + std::to_string(fileno(file.get())), &hostkit::kJsonLines}};
     options.labels = {"human", "person", "car", "truck"};
+    options.report = {hostkit::ReportedTracks::all, hostkit::ReportPolicy::kAlways, 0, hostkit::ReportedBoxes::smoothed,
+                      std::nullopt};  // as of a stream
     hostkit::track(options, recipe, {std::cout, "/dev/null"}, std::cerr);
   }
 

@@ -12,7 +12,8 @@ _nivra() {
   case $command in
     '') options='--version' values='track convert eval simulate params' ;;
     track)
-      options="$input --to --tracker --preset --params --param --associate --labels --stabilise --idle-timeout --max-detections --confident-only --debug --strict"
+      options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
+      options+=' --report --hold --fill --boxes --delay --idle-timeout --max-detections --debug --strict'
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     eval)
@@ -38,12 +39,15 @@ _nivra() {
     --scores) options='' values='fraction percent auto' files='' ;;
     --stabilise) options='' values='auto off' files='' ;;
     --preset) options='' values='steady flickering' files='' ;;
+    --report) options='' values='all confident settled' files='' ;;
+    --boxes) options='' values='smoothed detected' files='' ;;
     --preprocess) options='' values='auto none mot17 mot20' files='' ;;
     --tracker)
       [[ $command != eval ]] || return
       options='' values='vanilla reid hybrid lowfps' files='' ;;
     --class | --sequences | --jobs) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
+    --hold | --fill | --delay) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac
 

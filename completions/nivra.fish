@@ -28,5 +28,7 @@ complete -c nivra -n '__nivra_follows --to; and contains track (commandline -opc
 complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
 complete -c nivra -n '__nivra_follows --stabilise' -fa 'auto off'
 complete -c nivra -n '__nivra_follows --preset' -fa 'steady flickering'
+complete -c nivra -n '__nivra_follows --report' -fa 'all confident settled'
+complete -c nivra -n '__nivra_follows --boxes' -fa 'smoothed detected'
 complete -c nivra -n '__nivra_follows --preprocess' -fa 'auto none mot17 mot20'
 complete -c nivra -n '__nivra_follows --tracker; and not contains -- eval (commandline -opc)' -fa 'vanilla reid hybrid lowfps'

@@ -56,7 +56,7 @@ class Choices {
     if (isChosen(2)) options.read.picture = hostkit::PictureSize{640, 480};
     if (isChosen(3)) options.read.frameRate = 1e6;
     if (isChosen(4)) options.labels = {"human", "car"};
-    options.confidentOnly = isChosen(5);
+    if (isChosen(5)) options.report.tracks = hostkit::ReportedTracks::all;
     options.debug = isChosen(6);
     packs = isChosen(7);
     options.inputs = {{streamFile().string(), &hostkit::kJsonLines}};

@@ -21,13 +21,13 @@ step "Building" cmake --build "$build" --target nivra_cli
 tool=$build/tools/nivra/nivra
 sample=examples/data/plaza
 tracks=$build/plaza.txt
-step "Tracking $sample" "$tool" track "$sample" --tracker reid --confident-only --verbose --force -o "$tracks"
+step "Tracking $sample" "$tool" track "$sample" --tracker reid --verbose --force -o "$tracks"
 
 echo
-awk -F, '
+awk -F, -v half_a_second=12 '
   function centre() { return sprintf("%.0f, %.0f", $3 + $5 / 2, $4 + $6 / 2) }
   !($2 in first) { order[++count] = $2; first[$2] = $1; from[$2] = centre() }
-  $2 in last && $1 - last[$2] > away[$2] + 1 { away[$2] = $1 - last[$2] - 1; back[$2] = $1 }
+  $2 in last && $1 - last[$2] > away[$2] + 1 && $1 - last[$2] > half_a_second { away[$2] = $1 - last[$2] - 1; back[$2] = $1 }
   { last[$2] = $1; to[$2] = centre(); frames[$2]++; height[$2] += $6 }
   END {
     line = "%8s  %5s  %5s  %6s  %12s  %12s  %11s  %s\n"
@@ -43,13 +43,6 @@ echo
 cat "$log"
 distinct() { cut -d, -f2 "$1" | sort -u | wc -l; }
 echo "People in the ground truth: $(distinct "$sample/gt/gt.txt"), identities reported: $(distinct "$tracks")"
-# Merges stand in the answers alone, one a frame, where identities count from 0.
-answers=$build/plaza.jsonl
-step "Asking which identities were merged" "$tool" track "$sample" --tracker reid --to jsonl --force -o "$answers"
-merges() { awk 'match($0, /"merged":\[\[[0-9,[\]]*/) {
-    n = split(substr($0, RSTART + 9, RLENGTH - 9), ids, /[^0-9]+/)
-    for (i = 2; i < n; i += 2) print "merge," ids[i] + 1 "," ids[i + 1] + 1 "," NR
-  }' "$answers"; }
 # An identity is the person whose true box it overlaps by half in most of its frames.
 awk -F, '
   function least(a, b) { return a < b ? a : b }
@@ -64,7 +57,6 @@ awk -F, '
     return sprintf("begun anew in frame %d, after %d frames, more than half hidden in %d of them",
       first[id], first[id] - last[older] - 1, hidden)
   }
-  $1 == "merge" { into[$2] = $3; when[$2] = $4; next }
   FILENAME ~ /gt\.txt$/ { people[$1] = people[$1] " " $2; box[$1, $2] = $3 " " $4 " " $5 " " $6; visible[$1, $2] = $9; next }
   {
     if (!($2 in votes)) { order[++count] = $2; votes[$2] = "" }
@@ -82,21 +74,18 @@ awk -F, '
     for (i = 1; i <= count; i++) {
       id = order[i]
       if (!(person[id] in known)) firsts++
-      else if (id in into) taken = taken sprintf("  %d is who %d was, not known yet: recognised in frame %d, after which %d goes on\n",
-        id, into[id], when[id], into[id])
       else lost = lost sprintf("  %d is who %d was: %s\n", id, known[person[id]], reason(id, known[person[id]]))
-      if (!(id in into)) known[person[id]] = id
+      known[person[id]] = id
     }
     printf "%d of them are the first of a person.\n", firsts
-    if (taken) printf "Merged again, which a host counts by the answer that says so:\n%s", taken
     if (lost) printf "Not recognised again:\n%s", lost
-  }' "$sample/gt/gt.txt" <(merges) "$tracks"
+  }' "$sample/gt/gt.txt" "$tracks"
 echo
 
 crossing=$build/crossing
 step "Simulating a crossing: a camera that pans and drops frames" "$tool" simulate --to jsonl --force -o "$crossing" \
   --people 8 --vehicles 3 --reentries 0.6 --pan 0.05 --drop 0.05
-follow() { "$tool" track --tracker hybrid --labels human,car,truck --confident-only --verbose \
+follow() { "$tool" track --tracker hybrid --labels human,car,truck --report confident --verbose \
   <"$crossing/detections.jsonl" >"$crossing/tracks.jsonl"; }
 step "Tracking it as a stream, line by line" follow
 cat "$log"

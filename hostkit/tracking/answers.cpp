@@ -18,9 +18,15 @@ constexpr double kUsualFrameRate = 25.0;
 
 std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64_t>(std::llround(1e9 / frameRate)); }
 
-void dropUnsure(FrameTracks& result) {
-  const auto isUnsure = [](const TrackReport& report) { return !report.track.confident; };
-  result.tracks.erase(std::remove_if(result.tracks.begin(), result.tracks.end(), isUnsure), result.tracks.end());
+CameraSettings settingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile) {
+  CameraSettings settings;
+  settings.associations = std::move(associations);
+  if (!isFile) settings.mostIdle = options.mostIdle;  // nobody waits for lines of a file
+  settings.frameDuration = frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate));
+  settings.mostDetections = options.mostDetections;
+  settings.debug = options.debug;
+  settings.stabilise = options.stabilise;
+  return settings;
 }
 
 }  // namespace
@@ -39,19 +45,41 @@ LabelAssociations associationsOf(const AnswerOptions& options, const std::option
   return associations;
 }
 
-Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& recipe, LabelAssociations associations,
-                 const Format& format)
+Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& trackerRecipe, LabelAssociations associations,
+                 const Format& format, bool isFile)
     : options(answerOptions),
-      cameras(recipe, std::move(associations), options.mostIdle, options.debug, options.stabilise),
+      recipe(trackerRecipe),
+      policy(policyOf(options.report, isFile)),
+      settings(settingsOf(options, std::move(associations), isFile)),
+      cameras(recipe, settings),
       writer(format.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
-      frameDuration(frameDurationAt(options.read.frameRate.value_or(kUsualFrameRate))) {}
+      reporting(policy, options.report.delay, *writer) {}
+
+void Answers::foresee(Record& record) {
+  now = Cameras::Clock::now();
+  if (!camerasAhead) camerasAhead.emplace(recipe, settings);
+  try {
+    if (auto* const frame = std::get_if<Frame>(&record)) {
+      if (!camerasAhead->take(*frame, now, result)) reporting.foresee(*frame, result);
+    } else if (const auto* const motion = std::get_if<CameraMotion>(&record)) {
+      camerasAhead->take(*motion, now);
+    } else if (const auto* const end = std::get_if<CameraEnd>(&record)) {
+      camerasAhead->take(*end);
+      reporting.foreseeEnd(*end);
+    }
+  } catch (const std::bad_alloc&) {
+    record = BadLine();  // lets go of what the frame took
+    result = {};
+  }
+}
 
 const Answers::Notice& Answers::take(Record& record, std::uint64_t line) {
+  camerasAhead.reset();
   now = Cameras::Clock::now();
   currentLine = line;
   notice = {};
   words.clear();
-  if (options.mostIdle) writer->dropped(cameras.dropIdle(now));
+  if (settings.mostIdle) reporting.dropped(cameras.dropIdle(now), words);
   try {
     std::visit([this](auto& each) { takeEach(each); }, record);
   } catch (const std::bad_alloc&) {
@@ -64,27 +92,28 @@ const Answers::Notice& Answers::take(Record& record, std::uint64_t line) {
   return notice;
 }
 
+void Answers::finish() {
+  words.clear();
+  reporting.finish(words);
+}
+
 void Answers::takeEach(Frame& frame) {
-  if (frame.detections.size() > options.mostDetections) {
-    return refuse("detections", fmt::format("{} detections, but --max-detections allows {}", frame.detections.size(),
-                                            options.mostDetections));
-  }
   const auto start = Cameras::Clock::now();
-  if (const auto refusal = cameras.update(frame, frameDuration, now, result)) {
-    return refuse(refusal->field, refusal->message);
-  }
+  if (const auto refusal = cameras.take(frame, now, result)) return refuse(refusal->field, refusal->message);
   notice.updateTime = Cameras::Clock::now() - start;
-  if (options.confidentOnly) dropUnsure(result);
-  writer->frame(frame, result, words);
+  reporting.frame(frame, result, words);
   notice.tracked = &frame;
 }
 
 void Answers::takeEach(const CameraMotion& motion) {
-  cameras.at(motion.camera, motion.picture, now).move(motion);
-  writer->motion(motion, words);
+  cameras.take(motion, now);
+  reporting.motion(motion, words);
 }
 
-void Answers::takeEach(const CameraEnd& end) { writer->end(end, cameras.end(end.camera), words); }
+void Answers::takeEach(const CameraEnd& end) {
+  const std::set<int> removedIds = cameras.take(end);
+  reporting.end(end, removedIds, words);
+}
 
 void Answers::takeEach(const BadLine& fault) {
   notice.fault = fault;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "hostkit/formats/format.h"
 #include "hostkit/tracking/cameras.h"
+#include "hostkit/tracking/reporting.h"
 
 namespace nivra::hostkit {
 
@@ -21,7 +23,7 @@ struct AnswerOptions {
   std::optional<Cameras::Clock::duration> mostIdle;
   std::size_t mostDetections = 10'000;  // of a frame
   bool stabilise = true;                // estimate the movements of cameras that don't tell them
-  bool confidentOnly = false;
+  ReportOptions report;
   bool debug = false;
 };
 
@@ -43,17 +45,31 @@ class Answers {
   };
 
   /// @param options Outlives this object, as does the recipe.
+  /// @param isFile Whether all records are known before any is answered.
+  /// @throws UsageError when such a stream can't be answered as the options want it.
   Answers(const AnswerOptions& options, const TrackerRecipe& recipe, LabelAssociations associations,
-          const Format& format);
+          const Format& format, bool isFile = false);
+
+  /// Whether all records are to be foreseen before any is taken.
+  bool looksAhead() const { return policy.looksAhead() && !options.report.delay; }
+
+  /// Tracks a record without a word, since the answers depend on those behind them. What the trackers report comes
+  /// about again in the same way, so that none of it has to be kept.
+  void foresee(Record& record);
 
   /// @param line Of the record, from 1; 0 if it isn't one.
   /// @return What is to be told; valid until the next call.
   const Notice& take(Record& record, std::uint64_t line);
 
-  /// The answer to the last record.
+  /// Told when no more records come.
+  void finish();
+
+  /// The answer to the last record, and to those before it that were told late; or what was left to answer at the end.
   std::string_view text() const { return words.view(); }
   /// What came of the last record, if it is answered by tracks.
   const FrameTracks& tracks() const { return result; }
+  /// How many tracks were told.
+  std::uint64_t tracksTold() const { return reporting.tracksTold(); }
   /// How many tracks the format had no place for.
   std::uint64_t leftOut() const { return writer->leftOut(); }
 
@@ -65,9 +81,13 @@ class Answers {
   void refuse(const std::string& field, const std::string& what);
 
   const AnswerOptions& options;
+  const TrackerRecipe& recipe;
+  const ReportPolicy policy;
+  const CameraSettings settings;
+  std::optional<Cameras> camerasAhead;  // while records are foreseen
   Cameras cameras;
-  std::unique_ptr<TrackWriter> writer;
-  std::uint64_t frameDuration;  // ns, for frames that come without a time
+  const std::unique_ptr<TrackWriter> writer;
+  Reporting reporting;
   Cameras::Clock::time_point now;
   std::uint64_t currentLine = 0;
   FrameTracks result;

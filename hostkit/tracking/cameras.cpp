@@ -105,14 +105,6 @@ void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabel
   detections.erase(std::remove_if(detections.begin(), detections.end(), isUnassociated), detections.end());
 }
 
-Cameras::Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations,
-                 std::optional<Clock::duration> mostIdle, bool withDebug, bool stabilise)
-    : trackerRecipe(recipe),
-      associations(std::move(labelAssociations)),
-      longestIdle(mostIdle),
-      debug(withDebug),
-      stabilises(stabilise) {}
-
 Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
   const auto found = entryOf.find(name);
   if (found != entryOf.end()) {
@@ -120,7 +112,7 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   } else {
     const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
     std::list<Entry> begun;  // a list of its own until nothing can fail any more
-    begun.emplace_back(name, trackerRecipe, associations, ratio, stabilises);
+    begun.emplace_back(name, trackerRecipe, settings.associations, ratio, settings.stabilise);
     entryOf.emplace(name, begun.begin());
     entries.splice(entries.end(), begun);
     most = std::max(most, entries.size());
@@ -129,12 +121,16 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   return entries.back().camera;
 }
 
-std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now,
-                                       FrameTracks& result) {
+std::optional<Refusal> Cameras::take(Frame& frame, Clock::time_point now, FrameTracks& result) {
+  if (frame.detections.size() > settings.mostDetections) {
+    return Refusal{"detections", fmt::format("{} detections, but --max-detections allows {}", frame.detections.size(),
+                                             settings.mostDetections)};
+  }
   const bool isNew = entryOf.count(frame.camera) == 0;
   try {
-    auto refusal = at(frame.camera, frame.picture, now).update(frame, frameDuration, debug, result);
-    if (refusal && isNew) end(frame.camera);
+    Camera& camera = at(frame.camera, frame.picture, now);
+    auto refusal = camera.update(frame, settings.frameDuration, settings.debug, result);
+    if (refusal && isNew) forget(frame.camera);
     return refusal;
   } catch (const std::bad_alloc&) {
     if (isNew) forget(frame.camera);
@@ -142,11 +138,15 @@ std::optional<Refusal> Cameras::update(Frame& frame, std::uint64_t frameDuration
   }
 }
 
-std::set<int> Cameras::end(const std::string& name) {
-  const auto found = entryOf.find(name);
+void Cameras::take(const CameraMotion& motion, Clock::time_point now) {
+  at(motion.camera, motion.picture, now).move(motion);
+}
+
+std::set<int> Cameras::take(const CameraEnd& end) {
+  const auto found = entryOf.find(end.camera);
   if (found == entryOf.end()) return {};
   std::set<int> ids = found->second->camera.identities();
-  forget(name);
+  forget(end.camera);
   return ids;
 }
 
@@ -170,9 +170,9 @@ void Cameras::giveMemoryBack() {
 
 std::vector<std::string> Cameras::dropIdle(Clock::time_point now) {
   std::vector<std::string> dropped;
-  while (longestIdle && !entries.empty() && now - entries.front().lastUse > *longestIdle) {
+  while (settings.mostIdle && !entries.empty() && now - entries.front().lastUse > *settings.mostIdle) {
     dropped.push_back(entries.front().name);
-    end(dropped.back());
+    forget(dropped.back());
   }
   return dropped;
 }

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "hostkit/formats/format.h"
@@ -61,27 +62,30 @@ class Camera {
   SuppressionWatch suppression;
 };
 
+struct CameraSettings {
+  LabelAssociations associations;
+  std::optional<std::chrono::steady_clock::duration> mostIdle;  // without a record; nothing for ever
+  std::uint64_t frameDuration = 0;                              // ns, for frames that come without a time
+  std::size_t mostDetections = 0;                               // of a frame
+  bool debug = false;                                           // the tracks' inner state is asked for
+  bool stabilise = true;                                        // as `Camera` has it
+};
+
 /// The cameras of an input, each from its first record to its end.
 class Cameras {
  public:
   using Clock = std::chrono::steady_clock;
 
-  /// @param mostIdle How long a camera stays without a record; nothing for ever.
-  /// @param withDebug Whether the tracks' inner state is asked for.
-  /// @param stabilise As `Camera` has it.
-  Cameras(const TrackerRecipe& recipe, LabelAssociations labelAssociations, std::optional<Clock::duration> mostIdle,
-          bool withDebug, bool stabilise);
-
-  /// The camera of that name; a new one if there is none.
-  Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
+  Cameras(const TrackerRecipe& recipe, CameraSettings cameraSettings)
+      : trackerRecipe(recipe), settings(std::move(cameraSettings)) {}
 
   /// Hands a frame to its camera, as `Camera::update` has it; what is refused begins no camera, nor does a frame that
   /// memory doesn't suffice for.
-  std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, Clock::time_point now, FrameTracks& result);
-
+  std::optional<Refusal> take(Frame& frame, Clock::time_point now, FrameTracks& result);
+  void take(const CameraMotion& motion, Clock::time_point now);
   /// Lets a camera go.
   /// @return The identities that ended with it.
-  std::set<int> end(const std::string& name);
+  std::set<int> take(const CameraEnd& end);
 
   /// Lets go of those which have been idle for too long.
   /// @return Their names, the longest idle one first.
@@ -98,14 +102,13 @@ class Cameras {
     Clock::time_point lastUse;
   };
 
+  /// The camera of that name; a new one if there is none.
+  Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
   void forget(const std::string& name);
   void giveMemoryBack();
 
   const TrackerRecipe& trackerRecipe;
-  LabelAssociations associations;
-  std::optional<Clock::duration> longestIdle;
-  bool debug;
-  bool stabilises;
+  CameraSettings settings;
   std::list<Entry> entries;  // the longest idle one first
   std::size_t most = 0;      // cameras at once, since memory was given back
   std::unordered_map<std::string, std::list<Entry>::iterator> entryOf;

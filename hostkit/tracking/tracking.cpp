@@ -73,18 +73,19 @@ class Run {
       : options(trackOptions),
         input(trackInput),
         settings(trackOptions.read),
-        answers(options, recipe, associationsOf(options, knownLabels(options, input)), outputFormat),
+        answers(options, recipe, associationsOf(options, knownLabels(options, input)), outputFormat,
+                canBeReadTwice(input.path)),
         output(trackOutput),
         summary(totals),
-        err(messages) {
+        err(messages),
+        progress(input.path == kStandardInput ? nullptr : options.progress, Clock::now()) {
     settings.warn = [this](const std::string& what) { warning += fmt::format("warning: {}\n", what); };
   }
 
   /// @return What is wrong with a file that has bad lines; empty if all is well.
   std::string follow() {
+    if (answers.looksAhead()) lookAhead();
     const auto reader = input.format->read(input.path, settings);
-    const bool isStream = input.path == kStandardInput;
-    ProgressLine progress(isStream ? nullptr : options.progress, Clock::now());
     for (Record record; reader->read(record);) {
       ++recordsTaken;
       line = reader->line();
@@ -93,10 +94,13 @@ class Run {
       output.flush();
       if (notice.tracked != nullptr) count(*notice.tracked, notice);
       if (notice.fault) count(*notice.fault, notice);
-      warn(progress);
-      if (reader->progress()) progress.show(summary.frames, reader->progress(), Clock::now());
+      warn();
+      showProgress(*reader, answers.looksAhead() ? 1 : 0);
     }
-    warn(progress);
+    answers.finish();
+    output.write(answers.text());
+    warn();
+    summary.tracks += answers.tracksTold();
     summary.leftOut += answers.leftOut();
     if (badLines == 0 || !canBeReadTwice(input.path)) return "";
     return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
@@ -104,7 +108,23 @@ class Run {
   }
 
  private:
-  void warn(ProgressLine& progress) {
+  void lookAhead() {
+    const auto reader = input.format->read(input.path, options.read);
+    for (Record record; reader->read(record);) {
+      answers.foresee(record);
+      if (std::holds_alternative<Frame>(record)) ++framesPassed;
+      showProgress(*reader, 0);
+    }
+  }
+
+  /// @param pass Through the input, from 0; a frame counts for one in all passes together.
+  void showProgress(const Reader& reader, unsigned pass) {
+    const unsigned passes = answers.looksAhead() ? 2 : 1;
+    const auto share = reader.progress();
+    if (share) progress.show((framesPassed + passes - 1) / passes, (pass + *share) / passes, Clock::now());
+  }
+
+  void warn() {
     if (warning.empty()) return;
     progress.hide();
     err << std::exchange(warning, {});
@@ -114,8 +134,8 @@ class Run {
     const FrameTracks& result = answers.tracks();
     summary.updateTime += notice.updateTime;
     ++summary.frames;
+    ++framesPassed;
     summary.detections += frame.detections.size();
-    summary.tracks += result.tracks.size();
     for (const std::string& label : result.unassociated) {
       if (summary.untracked.size() < kMostNamedLabels) summary.untracked.insert(label);
     }
@@ -150,6 +170,8 @@ class Run {
   Output& output;
   Summary& summary;
   std::ostream& err;
+  ProgressLine progress;
+  std::uint64_t framesPassed = 0;
   std::uint64_t recordsTaken = 0;
   std::uint64_t line = 0;  // of the record, from 1; 0 if it isn't one
   std::uint64_t badLines = 0;

@@ -168,7 +168,7 @@ TEST_F(Formats, HoldTracksThatAreReadAgain) {
        "1: 20,30,40.5,60 car 50; 3: 1,2,3,4 7 100; "},
   };
   for (const Case& each : cases) {
-    const Outcome tracked = nivra(Arguments{"track", write("in.jsonl", each.stream)} + each.options);
+    const Outcome tracked = nivra(Arguments{"track", write("in.jsonl", each.stream)} + kAsStreams + each.options);
     EXPECT_EQ(tracked.out, each.written) << tracked.err;
     const Outcome read = nivra(Arguments{"convert", write("tracks", tracked.out), "--picture", "200x100"} +
                                (each.options[1] == "csv" ? Arguments() : kFps));
@@ -183,12 +183,13 @@ TEST_F(Formats, GoWhereTracksAreTold) {
   const std::string header = "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n";
   const std::string gate = "gate,1,1000000007,0,x,1,0,1,2,2,2\n";
   const std::string yard = "yard,1,1000000007,0,y,1,0,1,2,2,2\n";
-  EXPECT_EQ(nivra({"track", a, b, "-o", path("both.csv")}).err, "");
+  const Arguments both = Arguments{"track", a, b} + kAsStreams;
+  EXPECT_EQ(nivra(both + Arguments{"-o", path("both.csv")}).err, "");
   EXPECT_EQ(contentOf(path("both.csv")), header + gate + yard);
-  EXPECT_EQ(nivra({"track", a, b, "--to", "csv", "-o", path("each/")}).err, "");
+  EXPECT_EQ(nivra(both + Arguments{"--to", "csv", "-o", path("each/")}).err, "");
   EXPECT_EQ(contentOf(path("each/a.csv")), header + gate);
   EXPECT_EQ(contentOf(path("each/b.csv")), header + yard);
-  EXPECT_EQ(nivra({"track", a, b, "--to", "kitti", "-o", path("each/")}).err, "");
+  EXPECT_EQ(nivra(both + Arguments{"--to", "kitti", "-o", path("each/")}).err, "");
   EXPECT_EQ(contentOf(path("each/b.txt")), "0 0 y -1 -1 -10 1 2 3 4 -1 -1 -1 -1000 -1000 -1000 -10 1\n");
   EXPECT_EQ(nivra({"track", path("each/a.csv"), "--picture", "200x100"}).out.front(), '{');
 
@@ -201,7 +202,7 @@ TEST_F(Formats, GoWhereTracksAreTold) {
       {{write("g.jsonl", frameLine(1, R"(1,2,3,4],"label":"DontCare")")), "--to", "kitti"}, "is none of"},
   };
   for (const auto& [arguments, message] : refused) {
-    const Outcome outcome = nivra(Arguments{"track"} + arguments);
+    const Outcome outcome = nivra(Arguments{"track"} + kAsStreams + arguments);
     EXPECT_NE(outcome.code, 0);
     EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
   }

@@ -331,7 +331,7 @@ TEST_F(Stream, StabilisesACameraThatDoesNotTellHowItMoves) {
     if (std::holds_alternative<Frame>(record)) silent.push_back(record);
   }
   const auto follow = [](const std::vector<Record>& records, const Arguments& more) {
-    return nivraReading(textOf(records), Arguments{"track", "--labels", "human", "--confident-only"} + more).out;
+    return nivraReading(textOf(records), Arguments{"track", "--labels", "human", "--report", "confident"} + more).out;
   };
   const auto confirmed = [&](const std::vector<Record>& records, const Arguments& more) {
     return splitAt('{', follow(records, more)).size();
@@ -619,14 +619,16 @@ TEST_F(Stream, NamesAThousandLabelsWithoutAssociationsAndNoMore) {
 TEST(CamerasTest, LetsGoOfIdleOnes) {
   using namespace std::chrono_literals;
   const TrackerRecipe recipe(parseTrackerChoice("vanilla"), {});
-  Cameras cameras(recipe, {}, 10s, false, true);
+  CameraSettings settings;
+  settings.mostIdle = 10s;
+  Cameras cameras(recipe, settings);
   const Cameras::Clock::time_point start;
   const auto see = [&](const char* name, std::uint64_t timestamp, std::chrono::seconds now) {
     Frame frame;
     frame.camera = name;
     frame.timestamp = timestamp;
     FrameTracks result;
-    return !cameras.update(frame, 1, start + now, result).has_value();
+    return !cameras.take(frame, start + now, result).has_value();
   };
   EXPECT_TRUE(see("a", 5, 0s));
   EXPECT_TRUE(see("b", 5, 1s));

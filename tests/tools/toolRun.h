@@ -64,6 +64,9 @@ inline Outcome nivraReading(const std::string& text, const Arguments& arguments)
   return nivra(arguments);
 }
 
+/// For files that are to be told as the tracker reports them, frame by frame, as streams are.
+const inline Arguments kAsStreams = {"--report", "all", "--hold", "always", "--boxes", "smoothed"};
+
 inline std::vector<std::string> splitAt(char separator, const std::string& text) {
   std::vector<std::string> pieces;
   std::istringstream stream(text);

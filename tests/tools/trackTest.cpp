@@ -66,7 +66,8 @@ TEST_F(Track, NamesTheFieldOfAMalformedLineAndLeavesTheOutputAlone) {
 }
 
 TEST_F(Track, TakesEveryHarmlessWayToWriteALine) {
-  const std::string plain = nivra({"track", sequence("1,-1,10,20,0,0,0.5\n2,-1,10,20,30,40,1\n")}).out;
+  const std::string plain =
+      nivra(Arguments{"track", sequence("1,-1,10,20,0,0,0.5\n2,-1,10,20,30,40,1\n")} + kAsStreams).out;
   EXPECT_EQ(rowsOf(plain).size(), 1U) << "nothing is there to tell of a box without area";
   const char* const spellings[] = {
       "1,-1,10,20,0,0,0.5\r\n2,-1,10,20,30,40,1\r\n",
@@ -74,7 +75,7 @@ TEST_F(Track, TakesEveryHarmlessWayToWriteALine) {
       "1,7,10,20,0,0,0.5,1,2,3\n2,-1,10,20,30,40,1,-1\n",
   };
   for (const char* const spelling : spellings) {
-    EXPECT_EQ(nivra({"track", sequence(spelling)}).out, plain) << spelling;
+    EXPECT_EQ(nivra(Arguments{"track", sequence(spelling)} + kAsStreams).out, plain) << spelling;
   }
 }
 
@@ -158,7 +159,7 @@ TEST_F(Track, TakesConfidencesForFractionsOnlyWhenAllOfThemCanBe) {
   for (const Case& each : {Case{"1", 50.0F}, Case{"0", 50.0F}, Case{"1.01", 0.5F}, Case{"-0.01", 0.5F}}) {
     const std::string input = sequence(std::string("1,-1,9,9,9,9,0.5\n2,-1,500,500,9,9,") + each.otherConfidence);
     EXPECT_EQ(readMotChallenge(input, {}).detections[0].detection.score, each.score) << each.otherConfidence;
-    EXPECT_EQ(rowsOf(nivra({"track", input}).out)[0][6], 0.5) << each.otherConfidence;
+    EXPECT_EQ(rowsOf(nivra(Arguments{"track", input} + kAsStreams).out)[0][6], 0.5) << each.otherConfidence;
   }
 }
 
@@ -184,7 +185,8 @@ TEST_F(Track, FeedsEveryFrameAtItsTime) {
       expected.push_back({1.0 * frame, track.id + 1.0, left, top});
     }
   }
-  const auto rows = rowsOf(nivra({"track", input, "--param", "vanilla.expirationLikelihoodThreshold=-50"}).out);
+  const auto rows =
+      rowsOf(nivra(Arguments{"track", input, "--param", "vanilla.expirationLikelihoodThreshold=-50"} + kAsStreams).out);
   ASSERT_EQ(rows.size(), 5U);
   ASSERT_EQ(rows.size(), expected.size());
   for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -196,23 +198,27 @@ TEST_F(Track, FeedsEveryFrameAtItsTime) {
 TEST_F(Track, TakesOptionsOverTheSequenceFile) {
   const std::string input = sequence(kWalk);
   const std::string bareFile = input + "/det/det.txt";
-  const std::string likeFolder = nivra({"track", bareFile, "--picture", "1280x720", "--fps", "25"}).out;
-  const std::string whole = nivra({"track", input}).out;
+  const Arguments told = Arguments{"track"} + kAsStreams;
+  const std::string likeFolder = nivra(told + Arguments{bareFile, "--picture", "1280x720", "--fps", "25"}).out;
+  const std::string whole = nivra(told + Arguments{input}).out;
   EXPECT_EQ(rowsOf(likeFolder).size(), 3U);
   EXPECT_EQ(whole.substr(0, likeFolder.size()), likeFolder);
 
-  EXPECT_NE(nivra({"track", input, "--fps", "5"}).out, whole);
-  EXPECT_EQ(nivra({"track", input, "--to", "jsonl", "--fps", "30000/1001"}).out,
-            nivra({"track", input, "--to", "jsonl", "--fps", "29.97002997002997"}).out);
+  EXPECT_NE(nivra(told + Arguments{input, "--fps", "5"}).out, whole);
+  EXPECT_EQ(nivra(told + Arguments{input, "--to", "jsonl", "--fps", "30000/1001"}).out,
+            nivra(told + Arguments{input, "--to", "jsonl", "--fps", "29.97002997002997"}).out);
 
   fs::remove(input + "/seqinfo.ini");
   EXPECT_EQ(nivra({"track", input, "--picture", "1280x720"}).code, 2);
-  EXPECT_EQ(nivra({"track", input, "--picture", "1280x720", "--fps", "25"}).out, likeFolder);
+  EXPECT_EQ(nivra(told + Arguments{input, "--picture", "1280x720", "--fps", "25"}).out, likeFolder);
 }
 
 TEST_F(Track, ClipsAtTheBorderOfThePicture) {
   const std::string input = sequence("1,-1,-30,-40,1400,100,0.5\n");
-  EXPECT_EQ(nivra({"track", input}).out, "1,1,0.000,0.000,1280.000,60.000,0.500,-1,-1,-1\n");
+  for (const char* const boxes : {"smoothed", "detected"}) {
+    EXPECT_EQ(nivra({"track", input, "--report", "all", "--boxes", boxes}).out,
+              "1,1,0.000,0.000,1280.000,60.000,0.500,-1,-1,-1\n");
+  }
 }
 
 TEST_F(Track, ReplacesOutputFilesAsAWhole) {
@@ -249,7 +255,7 @@ TEST_F(Track, ReportsAnOutputThatCannotBeWritten) {
                                                        {"/dev/fd/" + std::to_string(descriptor), "File too large"}};
   for (const auto& [output, reason] : cases) {
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
-    const Outcome outcome = nivra({"track", input, "--force", "-o", output});
+    const Outcome outcome = nivra({"track", input, "--report", "all", "--force", "-o", output});
     setrlimit(RLIMIT_FSIZE, &usual);
     EXPECT_EQ(outcome.code, 1);
     EXPECT_EQ(outcome.err, "error: cannot write " + output + ": " + reason + "\n");
@@ -280,8 +286,8 @@ TEST_F(Track, EndsQuietlyWhenItsReaderHasGoneAndLoudlyOtherwise) {
     buffer.reason = each.reason;
     std::ostream out(&buffer);
     std::ostringstream err;
-    const char* const argv[] = {"nivra", "track", input.c_str()};
-    EXPECT_EQ(run(kNivra, 3, argv, {out, err}), each.code);
+    const char* const argv[] = {"nivra", "track", input.c_str(), "--report", "all"};
+    EXPECT_EQ(run(kNivra, 5, argv, {out, err}), each.code);
     EXPECT_EQ(err.str(), each.err);
   }
 }
@@ -289,16 +295,9 @@ TEST_F(Track, EndsQuietlyWhenItsReaderHasGoneAndLoudlyOtherwise) {
 TEST_F(Track, FollowsThePlaza) {
   for (const char* const tracker : {"vanilla", "reid", "hybrid", "lowfps"}) {
     SCOPED_TRACE(tracker);
-    const Outcome outcome = nivra({"track", kPlaza, "--tracker", tracker, "--verbose"});
+    const Arguments arguments = Arguments{"track", kPlaza, "--tracker", tracker} + kAsStreams;
+    const Outcome outcome = nivra(arguments + Arguments{"--verbose"});
     ASSERT_EQ(outcome.code, 0) << outcome.err;
-    const Outcome confident = nivra({"track", kPlaza, "--tracker", tracker, "--confident-only"});
-    EXPECT_EQ(confident.err, "");
-    const auto lines = splitAt('\n', outcome.out);
-    const std::set<std::string> known(lines.begin(), lines.end());
-    for (const std::string& line : splitAt('\n', confident.out)) EXPECT_EQ(known.count(line), 1U) << line;
-    EXPECT_LT(confident.out.size(), outcome.out.size());
-    EXPECT_NE(rowsOf(confident.out).at(0)[0], 1.0) << "confirmed by its first detection";
-
     std::set<double> identities;
     std::set<std::pair<double, double>> seen;
     const auto rows = rowsOf(outcome.out);
@@ -312,7 +311,7 @@ TEST_F(Track, FollowsThePlaza) {
     }
     EXPECT_GE(*identities.begin(), 1.0);
     const auto detections = splitAt('\n', contentOf(kPlaza + "/det/det.txt")).size();
-    const auto told = splitAt('"', nivra({"track", kPlaza, "--tracker", tracker, "--to", "jsonl"}).out);
+    const auto told = splitAt('"', nivra(arguments + Arguments{"--to", "jsonl"}).out);
     const auto all = static_cast<std::size_t>(std::count(told.begin(), told.end(), "velocity"));
     const std::string outside =
         all == rows.size() ? "" : fmt::format(", {} left out as they are outside the picture", all - rows.size());
@@ -339,7 +338,7 @@ TEST_F(Track, RecognisesPeopleWhoComeOutFromBehindTheKiosk) {
   for (const char* const tracker : {"reid", "hybrid"}) {
     std::map<double, std::vector<double>> latest;
     int recognised = 0;
-    for (const auto& row : rowsOf(nivra({"track", kPlaza, "--tracker", tracker, "--confident-only"}).out)) {
+    for (const auto& row : rowsOf(nivra({"track", kPlaza, "--tracker", tracker}).out)) {
       const auto& before = latest[row[1]];
       if (!before.empty() && row[0] - before[0] > 25) {
         ++recognised;

@@ -3,9 +3,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <string_view>
 
 #include "hostkit/files/byteSource.h"
 #include "hostkit/formats/categoryNames.h"
@@ -26,6 +29,19 @@ std::optional<ScoreUnit> parseScoreUnit(const std::string& text) {
   if (text == "fraction") return ScoreUnit::fraction;
   if (text == "percent") return ScoreUnit::percent;
   throw UsageError(fmt::format("--scores {}: expected fraction, percent or auto", text));
+}
+
+ReportedTracks parseReport(const std::string& text) {
+  if (text == "all") return ReportedTracks::all;
+  if (text == "confident") return ReportedTracks::confident;
+  if (text == "settled") return ReportedTracks::settled;
+  throw UsageError("--report " + text + ": expected all, confident or settled");
+}
+
+ReportedBoxes parseBoxes(const std::string& text) {
+  if (text == "smoothed") return ReportedBoxes::smoothed;
+  if (text == "detected") return ReportedBoxes::detected;
+  throw UsageError("--boxes " + text + ": expected smoothed or detected");
 }
 
 bool parseStabilise(const std::string& text) {
@@ -76,6 +92,22 @@ double parseFrameRate(const std::string& text) {
     throw UsageError(fmt::format("--fps {}: {}, or a quotient such as 30000/1001", text, expectation(kFrameRates)));
   }
   return rate;
+}
+
+std::uint64_t parseTime(const std::string& option, const std::string& text) {
+  constexpr std::pair<std::string_view, double> kUnits[] = {{"ms", 1e6}, {"min", 60e9}, {"s", 1e9}, {"h", 3600e9}};
+  constexpr Range<double> kTimes = {0.0, 1e18};
+  const auto unit = std::find_if(std::begin(kUnits), std::end(kUnits), [&](const auto& each) {
+    return text.size() > each.first.size() && text.substr(text.size() - each.first.size()) == each.first;
+  });
+  const bool hasUnit = unit != std::end(kUnits);
+  const auto number = parseNumber(text.substr(0, text.size() - (hasUnit ? unit->first.size() : 0)), kTimes);
+  const double nanoseconds = number.value_or(-1.0) * (hasUnit ? unit->second : 1e9);
+  if (!number || nanoseconds > kTimes.most) {
+    throw UsageError(
+        fmt::format("{} {}: expected a time in seconds, or with a unit such as 100ms or 2min", option, text));
+  }
+  return static_cast<std::uint64_t>(std::llround(nanoseconds));
 }
 
 Command::Command(CLI::App& app, const char* name, const char* about, const char* help)
@@ -192,7 +224,15 @@ void addAnswerOptions(Command& command, AnswerOptions& options) {
                     [&options](const std::string& text) { options.stabilise = parseStabilise(text); });
   command.addNumber("--max-detections", options.mostDetections, kDetectionCounts, "N",
                     "Refuse frames with more detections");
-  command.addFlag("--confident-only", options.confidentOnly, "Report confirmed tracks only");
+  ReportOptions& report = options.report;
+  command.addParsed("--report", "TRACKS", "all, confident or settled; in files settled, in streams all if not given",
+                    [&report](const std::string& text) { report.tracks = parseReport(text); });
+  command.addParsed("--hold", "TIME", "How long after its last detection a track is told, or always; in files 0.1",
+                    [&report](const std::string& text) {
+                      report.hold = text == "always" ? ReportPolicy::kAlways : parseTime("--hold", text);
+                    });
+  command.addParsed("--boxes", "KIND", "smoothed or detected; in files detected, in streams smoothed if not given",
+                    [&report](const std::string& text) { report.boxes = parseBoxes(text); });
   command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
 }
 

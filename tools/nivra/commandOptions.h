@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -40,6 +41,11 @@ PictureSize parsePicture(const std::string& text);
 /// A number of frames per second, which may be given as a quotient such as 30000/1001.
 /// @throws UsageError unless `text` is the argument of --fps.
 double parseFrameRate(const std::string& text);
+
+/// A length of time, in seconds or with a unit such as in 100ms or 2min.
+/// @return It in ns.
+/// @throws UsageError unless `text` is that.
+std::uint64_t parseTime(const std::string& option, const std::string& text);
 
 /// One of the tool's commands while it is declared. Its options keep what they say in variables of the caller, which
 /// live until the command has run. `kind` is how help calls an option's argument.
@@ -111,9 +117,8 @@ struct TrackerOptions {
   std::vector<std::string> params;
 };
 
-/// What else decides the answers to a stream: --associate, --labels, --stabilise, --max-detections, --confident-only
-/// and
-/// --debug.
+/// What else decides the answers to a stream: --associate, --labels, --stabilise, --max-detections, --report, --hold,
+/// --boxes and --debug.
 void addAnswerOptions(Command& command, AnswerOptions& options);
 
 /// The path that stands for the standard output.

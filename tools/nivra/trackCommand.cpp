@@ -40,10 +40,28 @@ What comes out
   csv           Likewise a row, below a line of names: camera, frame, timestamp_ns,
                 id, label, score, confident, left, top, width, height.
   kitti         Likewise a line of KITTI's tracking, labels being words.
-  A track is reported from its first detection on; --confident-only waits until
-  it is confirmed. FILE appears when the whole output is written, packed if its
-  name ends in .gz; a FOLDER, which exists or ends in a slash,
-  gets a file for each input, named after it.
+  FILE appears when the whole output is written, packed if its name ends in .gz;
+  a FOLDER, which exists or ends in a slash, gets a file for each input, named
+  after it.
+
+What is told
+  Files are known to their end: told are the tracks that are confirmed at some
+  time, from their first detection until 0.1 s after their last one, with the
+  boxes that were detected. That scores best where the truth is known. Streams are
+  answered at once: told are all tracks from their first detection on, with a flag
+  for those that are confirmed. Each of this may be chosen otherwise:
+    --report all        Every track from its first detection on.
+    --report confident  Those that are confirmed, from then on.
+    --report settled    Those that are confirmed at some time, all of them. In a
+                        stream, --delay says how late the answers come; what is
+                        confirmed by then is told.
+    --hold TIME         Until so long after the last detection: 0 for tracks with a
+                        detection only, always for as long as there are tracks.
+    --fill TIME         Gaps of up to that between the detections of a track are
+                        filled by a straight way. In files only.
+    --boxes KIND        detected or smoothed, where there is a detection.
+  Who comes back and is recognised has one identity in settled tracks; else the
+  identity until then is another, and "merged" tells which one it becomes.
 
 Labels
   Tracks take detections by the associations of labels alone. In files, labels
@@ -66,8 +84,8 @@ Parameters
   values the last one holds, those of --param after those of all files.
 
 Examples
-  Track a sequence folder, confirmed tracks only:
-      nivra track examples/data/plaza --confident-only -o plaza.txt
+  Track a sequence folder:
+      nivra track examples/data/plaza -o plaza.txt
   Track a bare detection file:
       nivra track det.txt --picture 1920x1080 --fps 30 -o tracks.txt
   Track the cameras of a stream as they come:
@@ -120,7 +138,11 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
   command.addText("--to", options.to, "FORMAT", "Format of the output: jsonl, motchallenge, kitti or csv");
   given->tracker.addTo(command);
   addAnswerOptions(command, options);
-  command.addParsed("--idle-timeout", "SECONDS", "Let go of cameras of which nothing came for so long",
+  command.addParsed("--fill", "TIME", "Longest gap of a track that is filled, in files; 0 if not given",
+                    [&options](const std::string& text) { options.report.fill = parseTime("--fill", text); });
+  command.addParsed("--delay", "TIME", "By how much settled tracks of a stream are told late",
+                    [&options](const std::string& text) { options.report.delay = parseTime("--delay", text); });
+  command.addParsed("--idle-timeout", "SECONDS", "Let go of a stream's cameras of which nothing came for so long",
                     [&options](const std::string& text) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
                       options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
