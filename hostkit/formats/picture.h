@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "nivra/nivra.h"
 
 namespace nivra::hostkit {
@@ -34,9 +36,10 @@ Box boxBetween(Position topLeft, Position bottomRight);
 Box toNormalised(const PixelBox& box, PictureSize picture);
 PixelBox toPixels(const Box& box, PictureSize picture);
 
-/// Width divided by height.
-inline float aspectRatio(PictureSize picture) {
-  return static_cast<float>(picture.width) / static_cast<float>(picture.height);
+/// Width divided by height; the usual one if nobody knows the picture.
+inline float aspectRatio(const std::optional<PictureSize>& picture) {
+  constexpr float kUsual = 16.0F / 9.0F;
+  return picture ? static_cast<float>(picture->width) / static_cast<float>(picture->height) : kUsual;
 }
 
 }  // namespace nivra::hostkit

@@ -11,15 +11,9 @@ namespace nivra::hostkit {
 
 namespace {
 
-constexpr float kUsualAspectRatio = 16.0F / 9.0F;
-
-/// Feature vectors of different lengths cannot be compared.
-std::optional<std::size_t> firstOtherLength(const Frame& frame, std::optional<std::size_t>& length) {
-  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
-    const auto& feature = frame.detections[i].feature;
-    if (!feature) continue;
-    if (!length) length = feature->size();
-    if (feature->size() != *length) return i;
+std::optional<std::size_t> lengthOfFeatures(const Frame& frame) {
+  for (const ObjectDetection& each : frame.detections) {
+    if (each.feature) return each.feature->size();
   }
   return std::nullopt;
 }
@@ -44,18 +38,10 @@ Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssoci
 }
 
 std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result) {
-  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
-    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
-  }
-  auto length = featureLength;
-  if (const auto other = firstOtherLength(frame, length)) {
-    return Refusal{fmt::format("detections[{}].feature", *other),
-                   fmt::format("{} numbers, but the features of this camera have {}",
-                               frame.detections[*other].feature->size(), *length)};
-  }
+  if (auto refusal = refusalOf(frame)) return refusal;
   if (!frame.timestamp) frame.timestamp = lastTimestamp ? *lastTimestamp + frameDuration : 0;
   lastTimestamp = frame.timestamp;
-  featureLength = length;
+  if (!featureLength) featureLength = lengthOfFeatures(frame);
   removeUnassociated(frame, result.unassociated);
   result.duplicates = suppression.duplicatesAt(frame.detections);
   moveAsEstimated(frame);
@@ -63,6 +49,21 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   tracker->getTracks(result.tracks);
   if (debug) tracker->getDebugTracks(result.debugTracks);
   if (motionEstimator) motionEstimator->follow(result.tracks);
+  return std::nullopt;
+}
+
+std::optional<Refusal> Camera::refusalOf(const Frame& frame) const {
+  if (frame.timestamp && lastTimestamp && *frame.timestamp <= *lastTimestamp) {
+    return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
+  }
+  // Feature vectors of different lengths cannot be compared.
+  const auto length = featureLength ? featureLength : lengthOfFeatures(frame);
+  for (std::size_t i = 0; i < frame.detections.size(); ++i) {
+    const auto& feature = frame.detections[i].feature;
+    if (!feature || feature->size() == *length) continue;
+    return Refusal{fmt::format("detections[{}].feature", i),
+                   fmt::format("{} numbers, but the features of this camera have {}", feature->size(), *length)};
+  }
   return std::nullopt;
 }
 
@@ -110,9 +111,8 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   if (found != entryOf.end()) {
     entries.splice(entries.end(), entries, found->second);
   } else {
-    const float ratio = picture ? aspectRatio(*picture) : kUsualAspectRatio;
     std::list<Entry> begun;  // a list of its own until nothing can fail any more
-    begun.emplace_back(name, trackerRecipe, settings.associations, ratio, settings.stabilise);
+    begun.emplace_back(name, trackerRecipe, settings.associations, aspectRatio(picture), settings.stabilise);
     entryOf.emplace(name, begun.begin());
     entries.splice(entries.end(), begun);
     most = std::max(most, entries.size());

@@ -42,6 +42,9 @@ class Camera {
   /// @return Why the frame can't follow those before it, which leaves all as it was; nothing if it can.
   std::optional<Refusal> update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result);
 
+  /// Why the frame can't follow those before it, as `update` has it; changes nothing.
+  std::optional<Refusal> refusalOf(const Frame& frame) const;
+
   void move(const CameraMotion& motion);
 
   /// The identities of the tracks that there are.

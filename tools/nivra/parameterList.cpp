@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "hostkit/text/jsonText.h"
+#include "hostkit/tracking/parameterNames.h"
 #include "hostkit/tracking/trackerRecipe.h"
 #include "nivra/presets.h"
 
@@ -60,24 +61,6 @@ std::string escaped(std::string_view text) {
 bool hasRanges(const ParameterDescription& parameter) { return parameter.kind != ParameterKind::classList; }
 
 std::string text(const ParameterRange& range) { return fmt::format("from {:g} to {:g}", range.least, range.most); }
-
-const char* text(ParameterScale scale) { return scale == ParameterScale::linear ? "linear" : "logarithmic"; }
-
-const char* text(ParameterKind kind) {
-  switch (kind) {
-    case ParameterKind::number:
-      return "number";
-    case ParameterKind::count:
-      return "count";
-    case ParameterKind::flag:
-      return "flag";
-    case ParameterKind::numberPair:
-      return "number pair";
-    case ParameterKind::classList:
-      return "class list";
-  }
-  return "";
-}
 
 bool readsSection(const TrackerChoice& tracker, const ParameterSection& section) {
   const std::vector<ParameterSection> sections = sectionsOf(tracker.selector);
@@ -184,7 +167,7 @@ std::string listAsJson(const ParameterChoice& choice) {
     appendField(json, "\n{\"section\":", section.name, appendQuoted);
     appendField(json, ",\"name\":", each.name, appendQuoted);
     appendField(json, ",\"key\":", keyOf(section, each), appendQuoted);
-    appendField(json, ",\"kind\":", text(each.kind), appendQuoted);
+    appendField(json, ",\"kind\":", nameOf(each.kind), appendQuoted);
     appendField(json, ",\"default\":", each.defaultValue, appendQuoted);
     if (choice.preset) appendField(json, ",\"value\":", value, appendQuoted);
     appendField(json, ",\"unit\":", each.unit, appendQuoted);
@@ -193,7 +176,7 @@ std::string listAsJson(const ParameterChoice& choice) {
     if (hasRanges(each)) {
       json += fmt::format(R"(,"least":{},"most":{},"usualLeast":{},"usualMost":{})", each.range.least, each.range.most,
                           each.usual.least, each.usual.most);
-      appendField(json, ",\"scale\":", text(each.scale), appendQuoted);
+      appendField(json, ",\"scale\":", nameOf(each.scale), appendQuoted);
     }
     json += '}';
   });
