@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs, `arm`, `bench`, `coverage` and `fuzz` for the scripts named after them. Does nothing, and
-# needs no network, when all of it is there.
+# that scripts/test.sh runs, `python` for the Python package, `arm`, `bench`, `coverage` and `fuzz` for the scripts
+# named after them. Does nothing, and needs no network, when all of it is there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
 architectures=()
+python=(python3-dev pybind11-dev python3-pybind11 python3-numpy)
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3 python3-jsonschema jq mandoc zsh fish) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3 python3-jsonschema jq mandoc zsh fish
+    "${python[@]}" python3-pytest python3-mypy python3-pandas) ;;
+  python) packages+=("${python[@]}" python3-pip python3-setuptools python3-wheel) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
   bench) packages+=(git libbenchmark-dev libeigen3-dev python3) ;;
   coverage) packages+=(libeigen3-dev libgtest-dev gcovr python3) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
-  *) echo "usage: $0 build|test|arm|bench|coverage|fuzz" >&2; exit 2 ;;
+  *) echo "usage: $0 build|test|python|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac
 
 scratch=$(mktemp -d)

@@ -9,8 +9,6 @@
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
-#include "reid/lifeRules.h"
-#include "reid/pairRules.h"
 
 namespace nivra::reid {
 
@@ -64,8 +62,12 @@ void ObjectTrack::update(const ObjectDetection& newDetection, unsigned long long
   boxFilter.update(newDetection.box);
   if (storeFeature && newDetection.feature) addFeature(*newDetection.feature);
 
-  if (state == TrackState::Inactive) reviveAttempts = 0;
-  state = stateWithDetection(getLife(), timestamp, *params, Unheard());
+  if (state == TrackState::Tentative && timestamp - creationTimestamp >= params->minTimeBeforeConfident) {
+    state = TrackState::Confident;
+  } else if (state == TrackState::Inactive) {
+    state = TrackState::ConfidentId;
+    reviveAttempts = 0;
+  }
   updateTimestamp = timestamp;
   detection = &newDetection;
   lastDetectionId = newDetection.id;
@@ -76,11 +78,31 @@ void ObjectTrack::emptyUpdate(unsigned long long timestamp) {
   score *= decay;
   attributeFilter.emptyUpdate(decay);
   boxFilter.emptyUpdate();
-  state = stateWithoutDetection(getLife(), timestamp, *params, Unheard());
-}
 
-ObjectTrack::Life ObjectTrack::getLife() const {
-  return {state, creationTimestamp, predictionTimestamp, updateTimestamp, reviveAttempts, features.size()};
+  const std::uint64_t age = timestamp - updateTimestamp;
+  if (state == TrackState::Inactive) {
+    const bool isTriedOut = reviveAttempts >= params->maxReviveAttempts && age > params->maxDynamicReviveAge;
+    if (isTriedOut || age > params->maxReviveAge) state = TrackState::Expired;
+    return;
+  }
+  if (age > params->expiryAge) {
+    state = TrackState::Expired;
+    return;
+  }
+  switch (state) {
+    case TrackState::Tentative:
+      if (age > params->maxTentativeAge) state = TrackState::Expired;
+      break;
+    case TrackState::Confident:
+      if (age > getConfidentTrackExpiryAge()) state = TrackState::Expired;
+      break;
+    case TrackState::ConfidentId:
+      if (age > params->inactiveAge) state = TrackState::Inactive;
+      break;
+    case TrackState::Inactive:
+    case TrackState::Expired:
+      break;
+  }
 }
 
 bool ObjectTrack::hasAdmissibleLabel(const ObjectDetection& candidate,
@@ -93,19 +115,22 @@ bool ObjectTrack::canAssociateKalman(const ObjectDetection& candidate) const {
 }
 
 bool ObjectTrack::canAssociateCosts(const ObjectDetection& candidate, float iouDistance, float featureDistance) const {
-  return isSimilar(candidate.feature && hasFeatures(), iouDistance, featureDistance, *params, Unheard());
+  const bool hasAppearance = candidate.feature && !features.empty();
+  return hasAppearance ? params->maxFeatureDistance >= featureDistance : params->maxIouDistance >= iouDistance;
 }
 
-bool ObjectTrack::canReviveCost(float cost) const { return isRevivable(cost, *params, Unheard()); }
+bool ObjectTrack::canReviveCost(float cost) const { return params->maxReviveFeatureDistance >= cost; }
 
 unsigned long long ObjectTrack::getConfidentTrackExpiryAge() const {
-  return isYoung(getLife(), *params, Unheard()) ? params->maxConfidentAge : params->expiryAge;
+  const bool isYoung = updateTimestamp - creationTimestamp < params->minTimeBeforeConfidentId;
+  return isYoung ? params->maxConfidentAge : params->expiryAge;
 }
 
 void ObjectTrack::registerReviveAttempt() { ++reviveAttempts; }
 
 bool ObjectTrack::canGetConfidentId(unsigned long long timestamp) const {
-  return isOldEnough(getLife(), timestamp, *params, Unheard());
+  return updateTimestamp == timestamp && features.size() >= params->minConfidentFeatureVectors &&
+         timestamp - creationTimestamp >= params->minTimeBeforeConfidentId && state == TrackState::Confident;
 }
 
 void ObjectTrack::makeConfidentId(unsigned long long timestamp) {

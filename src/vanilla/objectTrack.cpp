@@ -9,9 +9,7 @@
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
-#include "filters/filterGates.h"
 #include "vanilla/boxGate.h"
-#include "vanilla/lifeRules.h"
 
 namespace nivra::vanilla {
 
@@ -93,10 +91,10 @@ void ObjectTrack::emptyUpdate() {
   boxFilter.emptyUpdate();
 }
 
-bool ObjectTrack::isExpired() const { return !survives(smoothedObservationLogLikelihood, *params, Unheard()); }
+bool ObjectTrack::isExpired() const { return smoothedObservationLogLikelihood < params->expirationLikelihoodThreshold; }
 
 bool ObjectTrack::isConfident() const {
-  return vanilla::isConfident(smoothedObservationLogLikelihood, *params, Unheard());
+  return !(smoothedObservationLogLikelihood < params->confidentLikelihoodThreshold);
 }
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
@@ -122,8 +120,7 @@ bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAsso
   if (!isAdmissible(labelAssociations, label, detection.label)) return false;
 
   const auto measurement = KalmanBoxFilter::measure(detection.box);
-  return BoxGate(boxFilter, *params).accepts(measurement, {widthFactorLimit}, Unheard()) &&
-         isNearPrediction(boxFilter, measurement, Unheard());
+  return BoxGate(boxFilter, *params).accepts(measurement, widthFactorLimit) && boxFilter.accepts(measurement);
 }
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
@@ -136,7 +133,7 @@ void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
 void ObjectTrack::update(const ObjectDetection& detection, unsigned long long timestamp) {
   if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return;
   updateSmoothedObservationLogLikelihood(boxFilter.observationLogLikelihood(detection.box));
-  if (isConfirmed(smoothedObservationLogLikelihood, *params, Unheard())) tentative = false;
+  if (smoothedObservationLogLikelihood > params->confidentLikelihoodThreshold) tentative = false;
   lastDetectionId = detection.id;
   attributeFilter.update(detection.attributes, params->scoreAbsorption);
   updateClassInfo(detection);

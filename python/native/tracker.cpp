@@ -1,0 +1,152 @@
+#include "tracker.h"
+
+#include <fmt/format.h>
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "hostkit/formats/frameTimes.h"
+#include "hostkit/tracking/cameras.h"
+#include "reports.h"
+
+namespace nivra::python {
+
+namespace {
+
+using hostkit::Frame;
+
+/// A tracker with the parameters of a preset and then the caller's own.
+hostkit::TrackerRecipe recipeOf(const std::string& tracker, const std::optional<std::string>& preset,
+                                const ParameterMap& params) {
+  const hostkit::TrackerChoice choice = hostkit::parseTrackerChoice(tracker);
+  std::vector<hostkit::Setting> settings;
+  const auto add = [&](const ParameterMap& more) {
+    for (const auto& [key, value] : more) settings.push_back({key, value});
+  };
+  if (preset) add(presetParameters(hostkit::parsePreset(*preset), choice.selector));
+  add(params);
+  return {choice, settings};
+}
+
+/// A camera's tracker, and what of a frame is used again for the next one.
+class Tracker {
+ public:
+  Tracker(const std::string& tracker, const std::optional<std::string>& preset, const ParameterMap& params,
+          LabelAssociations labelAssociations, std::shared_ptr<const Terms> ownTerms,
+          std::optional<double> framesPerSecond, bool stabilise)
+      : terms(std::move(ownTerms)),
+        associations(std::move(labelAssociations)),
+        recipe(recipeOf(tracker, preset, params)),
+        camera(recipe, associations, hostkit::aspectRatio(terms->picture), stabilise),
+        frameRate(framesPerSecond) {}
+
+  std::string warnings() const { return recipe.warnings(); }
+
+  /// @return What came of the frame: its time, how many boxes it had, and the reports.
+  py::tuple update(py::object boxes, const py::object& timestamp, py::object scores, py::object classIds,
+                   py::object labels, py::object features, py::object attributes, py::object objectness,
+                   const py::object& motion) {
+    const Use use(*this);
+    const auto count = fillDetections({std::move(boxes), std::move(scores), std::move(classIds), std::move(labels),
+                                       std::move(features), std::move(attributes), std::move(objectness)},
+                                      *terms, frame.detections);
+    return take(frame, count, timeOf(timestamp), motion);
+  }
+
+  /// The same for a frame that was read from a file.
+  py::tuple updateFrame(const Frame& read) {
+    const Use use(*this);
+    Frame copy = read;  // a tracker may reorder detections
+    const auto isLeftOut = [&](const ObjectDetection& each) {
+      return !terms->classOfLabel(each.label, static_cast<std::size_t>(each.id));
+    };
+    auto& detections = copy.detections;
+    detections.erase(std::remove_if(detections.begin(), detections.end(), isLeftOut), detections.end());
+    const auto time = read.timestamp ? *read.timestamp : timeOf(py::none());
+    return take(copy, read.detections.size(), time, py::none());
+  }
+
+  void move(const py::object& motion) {
+    const Use use(*this);
+    moveBy(parseCameraMotion(motion));
+  }
+
+ private:
+  /// Marks the tracker as in use, since others may run while a frame is worked on.
+  class Use {
+   public:
+    explicit Use(Tracker& used) : tracker(used) {
+      if (tracker.isInUse) throw std::runtime_error("another thread is using this tracker: each needs its own");
+      tracker.isInUse = true;
+    }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+    ~Use() { tracker.isInUse = false; }
+
+   private:
+    Tracker& tracker;
+  };
+
+  std::uint64_t timeOf(const py::object& given) const {
+    if (!given.is_none()) return parseTimestamp(given);
+    if (!frameRate) failType("timestamp", "expected the frame's time in nanoseconds, since the tracker has no fps");
+    return hostkit::timestampOf(framesTaken + 1, *frameRate);
+  }
+
+  py::tuple take(Frame& taken, std::size_t count, std::uint64_t time, const py::object& motion) {
+    taken.timestamp = time;
+    if (const auto refusal = camera.refusalOf(taken)) {
+      const bool isTime = refusal->field == "timestamp";
+      failValue(isTime ? refusal->field : "features",
+                isTime ? fmt::format("{} is {}", time, refusal->message) : refusal->message);
+    }
+    if (!motion.is_none()) moveBy(parseCameraMotion(motion));
+    {
+      const py::gil_scoped_release others;
+      camera.update(taken, 0, false, result);
+    }
+    ++framesTaken;
+    return py::make_tuple(time, count, reportsOf(result, *terms));
+  }
+
+  void moveBy(const std::array<double, 6>& matrix) {
+    const py::gil_scoped_release others;
+    camera.move({"", terms->picture, matrix});
+  }
+
+  const std::shared_ptr<const Terms> terms;
+  const LabelAssociations associations;
+  const hostkit::TrackerRecipe recipe;
+  hostkit::Camera camera;
+  const std::optional<double> frameRate;
+  int framesTaken = 0;
+  bool isInUse = false;
+  Frame frame;
+  hostkit::FrameTracks result;
+};
+
+}  // namespace
+
+void declareTracker(py::module_& module) {
+  py::class_<Terms, std::shared_ptr<Terms>>(module, "Terms")
+      .def(py::init([](const PictureSides& picture, const std::string& boxFormat, std::vector<std::int64_t> ids,
+                       std::vector<std::string> names, bool leavesOutOthers) {
+             return std::make_shared<Terms>(pictureOf(picture), parseBoxFormat(boxFormat), std::move(ids),
+                                            std::move(names), leavesOutOthers);
+           }),
+           py::arg("picture"), py::arg("box_format"), py::arg("ids"), py::arg("names"), py::arg("leaves_out_others"));
+
+  py::class_<Tracker>(module, "Tracker")
+      .def(py::init<const std::string&, const std::optional<std::string>&, const ParameterMap&, LabelAssociations,
+                    std::shared_ptr<Terms>, std::optional<double>, bool>(),
+           py::arg("tracker"), py::arg("preset"), py::arg("params"), py::arg("associations"), py::arg("terms"),
+           py::arg("fps"), py::arg("stabilise"))
+      .def_property_readonly("warnings", &Tracker::warnings)
+      .def("update", &Tracker::update)
+      .def("update_frame", &Tracker::updateFrame)
+      .def("move", &Tracker::move);
+}
+
+}  // namespace nivra::python
