@@ -117,13 +117,14 @@ std::string outcome(const ObjectTracker& tracker, const TrackUpdateResult& resul
 }
 
 /// Runs a case and returns how many tracks were revived.
-std::size_t compare(int selector, const Case& each, std::uint32_t seed) {
+std::size_t compare(int selector, const Case& each, std::uint32_t seed, Explainer* explainer = nullptr) {
   Settings settings = defaultSettings({{"human", {"human"}}, {"car", {"car", "bus"}}, {"bus", {}}}, 1.5F);
   each.tweak(settings);
   Camera camera{};
   MotionTrackerServer server;
   server.setCameraMotionTracker(&camera, 0, Camera::move);
   const auto [tracker, plain] = makeBoth(selector, settings);
+  tracker->explainTo(explainer);
   Crowd crowd(each.size, seed);
   Dice dice(seed);
   std::mt19937 random(seed);
@@ -280,6 +281,17 @@ TEST_P(PlainTrackers, EqualTheLibrarysWherePairsAreTooManyToBeListed) {
     const ListedPairs listed(perElement);
     for (const Case& each : kCases) compare(GetParam(), each, 20261123);
   }
+}
+
+TEST_P(PlainTrackers, EqualTheLibrarysWhichExplainThemselves) {
+  struct : Explainer {
+    void explainPair(const PairExplanation& explanation) override { pairs += explanation.verdicts.size(); }
+    std::size_t pairs = 0;
+  } explainer;
+  for (const Case& each : kCases) {
+    if (each.size <= 20) compare(GetParam(), each, 20261123, &explainer);
+  }
+  EXPECT_GT(explainer.pairs, 10'000U);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, PlainTrackers, testing::Range(0, 4));

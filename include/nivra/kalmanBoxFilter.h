@@ -94,8 +94,8 @@ class NIVRA_EXPORT KalmanBoxFilter {
   NIVRA_HIDDEN KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams);
   NIVRA_HIDDEN void predict(const TimeStep& step,
                             const std::array<float, 4>& processNoiseScales = {1.0F, 1.0F, 1.0F, 1.0F});
-  /// `canAssociate` for a box that is measured.
-  NIVRA_HIDDEN bool accepts(const Measurement& measurement) const;
+  /// Squared distance of a measured box from the prediction, all four axes together, in variances.
+  NIVRA_HIDDEN float squaredDistance(const Measurement& measurement) const;
   /// `observationLikelihood` of a box that is measured.
   NIVRA_HIDDEN float likelihoodOf(const Measurement& measurement) const;
   /// What both are made of.

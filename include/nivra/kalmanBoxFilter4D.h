@@ -78,6 +78,7 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   /// Offsets of the left (x) and the bottom (y) edge that no box accepted by `canAssociate` exceeds; infinite where the
   /// innovation covariance is too near to a singular one to tell.
   NIVRA_HIDDEN Point getMaxEdgeOffset() const;
+  float getMahalanobisLimit() const { return params.mahalanobisLimit; }
   /// @}
 
  private:

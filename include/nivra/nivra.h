@@ -6,6 +6,7 @@
 #include "nivra/associationCandidate.h"
 #include "nivra/attributeFilter.h"
 #include "nivra/cameraMotionEstimator.h"
+#include "nivra/explanation.h"
 #include "nivra/export.h"
 #include "nivra/faultHandler.h"
 #include "nivra/geometry.h"

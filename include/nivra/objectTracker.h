@@ -15,6 +15,8 @@
 
 namespace nivra {
 
+class Explainer;
+
 /// For each track label, the detection labels that a track of that label may take.
 ///
 /// `{{"car", {"car", "truck"}}}` lets car tracks take car and truck detections. A label without an entry matches
@@ -69,6 +71,11 @@ class NIVRA_EXPORT ObjectTracker {
 
   /// The same as `getDebugTracks` into a vector of the caller, likewise.
   virtual void getDebugTracks(std::vector<internal::DebugTrack>& reports) const;
+
+  /// Has every later frame explained, at the cost of trying each track with each detection; what the tracker does stays
+  /// the same. A tracker that can't explain itself does nothing here.
+  /// @param explainer Must outlive the frames that it is told of; null to end it.
+  virtual void explainTo(Explainer* explainer);
 
  protected:
   ObjectTracker() = default;

@@ -16,4 +16,6 @@ void ObjectTracker::getTracks(std::vector<TrackReport>& reports) const {
 
 void ObjectTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const { reports = getDebugTracks(); }
 
+void ObjectTracker::explainTo(Explainer* /*explainer*/) {}
+
 }  // namespace nivra

@@ -7,14 +7,13 @@
 
 #include "core/boxGeometry.h"
 #include "filters/axisFilter.h"
+#include "filters/filterGates.h"
 
 namespace nivra {
 
 namespace {
 
-// 0.9995 quantiles of the chi-square distribution.
-constexpr float kChiSquareQuantile4Axes = 19.997355F;
-constexpr float kChiSquareQuantile1Axis = 12.115665F;
+constexpr float kChiSquareQuantile1Axis = 12.115665F;  // 0.9995
 
 // The axes in their order.
 enum Axis : std::size_t { kX, kY, kWidth, kHeight, kAxes };
@@ -49,12 +48,12 @@ void KalmanBoxFilter::predict(const TimeStep& step, const std::array<float, 4>& 
   internal::predictAxes(state, step, processNoiseScales);
 }
 
-bool KalmanBoxFilter::accepts(const Measurement& measurement) const {
+float KalmanBoxFilter::squaredDistance(const Measurement& measurement) const {
   const auto distances = internal::squaredDistances(state, measurement);
-  return distances[kX] + distances[kY] + distances[kWidth] + distances[kHeight] <= kChiSquareQuantile4Axes;
+  return distances[kX] + distances[kY] + distances[kWidth] + distances[kHeight];
 }
 
-bool KalmanBoxFilter::canAssociate(const Box& box) const { return accepts(measure(box)); }
+bool KalmanBoxFilter::canAssociate(const Box& box) const { return isNearPrediction(*this, measure(box), Unheard()); }
 
 bool KalmanBoxFilter::canAssociateScaledDistance(const Box& box, float scale) const {
   const Measurement measurement = measure(box);

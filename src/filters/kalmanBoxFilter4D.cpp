@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "core/boxGeometry.h"
+#include "filters/filterGates.h"
 
 namespace nivra {
 
@@ -125,9 +126,7 @@ float KalmanBoxFilter4D::mahalanobisDistance(const Box& box) const {
   return std::sqrt(squaredMahalanobisDistance(box));
 }
 
-bool KalmanBoxFilter4D::canAssociate(const Box& box) const {
-  return params.mahalanobisLimit >= mahalanobisDistance(box);
-}
+bool KalmanBoxFilter4D::canAssociate(const Box& box) const { return isNearPrediction(*this, box, Unheard()); }
 
 Point KalmanBoxFilter4D::getMaxEdgeOffset() const {
   // Of all residuals with a given lower edge, one whose higher edge makes up for it best has the least distance. With

@@ -5,6 +5,7 @@
 
 #include "core/labels.h"
 #include "core/trackReport.h"
+#include "nivra/explanation.h"
 #include "nivra/reid/reidTracker.h"
 #include "nivra/vanilla/vanillaTracker.h"
 
@@ -41,6 +42,47 @@ void visitMerged(const std::vector<VanillaTrack>& vanillaTracks, const std::vect
   for (; vanilla != vanillaTracks.end(); ++vanilla) visitVanilla(*vanilla);
 }
 
+/// Hands on what one of the two trackers explains, in the terms of the hybrid one.
+class Relay final : public Explainer {
+ public:
+  explicit Relay(int (*idOfInner)(int)) : idOf(idOfInner) {}
+
+  void tell(Explainer* newTarget) { target = newTarget; }
+  /// @param first Position of the tracker's first detection among those of the frame.
+  void beginFrame(std::size_t first) { firstDetection = first; }
+
+  void explainInBetween(const InBetweenExplanation& explanation) override {
+    InBetweenExplanation own = explanation;
+    own.middle += firstDetection;
+    for (std::size_t& each : own.neighbours) each += firstDetection;
+    target->explainInBetween(own);
+  }
+  void explainPair(const PairExplanation& explanation) override {
+    PairExplanation own = explanation;
+    for (PairExplanation::Members* each : {&own.pair, &own.rival}) {
+      *each = {idOf(each->track), each->detection + firstDetection};
+    }
+    target->explainPair(own);
+  }
+  void explainRevival(const RevivalExplanation& explanation) override {
+    RevivalExplanation own = explanation;
+    for (RevivalExplanation::Members* each : {&own.pair, &own.rival}) *each = {idOf(each->lost), idOf(each->young)};
+    target->explainRevival(own);
+  }
+  void explainTrack(const TrackExplanation& explanation) override {
+    TrackExplanation own = explanation;
+    own.track = idOf(own.track);
+    if (own.other) own.other = idOf(*own.other);
+    if (own.detection) *own.detection += firstDetection;
+    target->explainTrack(own);
+  }
+
+ private:
+  int (*idOf)(int);
+  Explainer* target = nullptr;
+  std::size_t firstDetection = 0;
+};
+
 bool isReported(const reid::ObjectTrack& track) { return track.isReported(); }
 bool isAnything(const reid::ObjectTrack&) { return true; }
 
@@ -64,6 +106,8 @@ struct NIVRA_HIDDEN HybridTracker::Body {
     writer.finish();
   }
 
+  Relay vanillaRelay{vanillaId};  // before the trackers, which tell them
+  Relay reidRelay{reidId};
   vanilla::VanillaTracker vanillaTracker;
   reid::ReidTracker reidTracker;
 };
@@ -84,6 +128,7 @@ TrackUpdateResult HybridTracker::update(std::vector<ObjectDetection>& detections
   const auto humanCount = static_cast<std::size_t>(firstOther - detections.begin());
   const ObjectDetection* humans = detections.data();
   const ObjectDetection* others = humans + humanCount;
+  body->vanillaRelay.beginFrame(humanCount);
   const auto vanillaResult = body->vanillaTracker.update(others, detections.size() - humanCount, timestamp);
   const auto reidResult = body->reidTracker.update(humans, humanCount, timestamp);
 
@@ -110,6 +155,15 @@ void HybridTracker::getTracks(std::vector<TrackReport>& reports) const { body->r
 
 void HybridTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
   body->report(reports, isAnything);
+}
+
+void HybridTracker::explainTo(Explainer* explainer) {
+  const auto relayFor = [explainer](Relay& relay) {
+    relay.tell(explainer);
+    return explainer == nullptr ? nullptr : &relay;
+  };
+  body->vanillaTracker.explainTo(relayFor(body->vanillaRelay));
+  body->reidTracker.explainTo(relayFor(body->reidRelay));
 }
 
 int getId(const TrackedObjectDetection& track) { return innerId(track); }

@@ -99,8 +99,9 @@ class GreedyMatching {
   const std::vector<Pair>& getPairs() const { return pairs; }
 
   std::uint32_t partnerOf(std::uint32_t first) const { return ofFirst[first].partner; }
+  std::uint32_t firstOf(std::uint32_t second) const { return ofSecond[second].partner; }
   bool isFirstFree(std::uint32_t first) const { return partnerOf(first) == kNone; }
-  bool isFree(std::uint32_t second) const { return ofSecond[second].partner == kNone; }
+  bool isFree(std::uint32_t second) const { return firstOf(second) == kNone; }
   bool isAccepted(const Pair& pair) const { return partnerOf(pair.first) == pair.second; }
 
  private:

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
-#include "matching/detectionIndex.h"
 #include "core/detectionRange.h"
+#include "matching/detectionIndex.h"
 #include "matching/greedyMatching.h"
 #include "matching/trackIndex.h"
 #include "nivra/objectTracker.h"
@@ -40,6 +40,8 @@ class DetectionMatching {
   std::uint32_t detectionOf(std::uint32_t track) const { return matching.partnerOf(track); }
   bool isLeft(std::uint32_t detection) const { return matching.isFree(detection); }
   bool isAccepted(const GreedyMatching::Pair& pair) const { return matching.isAccepted(pair); }
+  const GreedyMatching& getMatching() const { return matching; }
+  const LabelTable& getLabels() const { return index.getLabels(); }
 
  private:
   void prepare(DetectionRange detections);

@@ -5,11 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "core/boxGeometry.h"
 #include "core/detectionRange.h"
+#include "core/hearing.h"
 #include "matching/overlapSearch.h"
 #include "matching/pairLimit.h"
 #include "nivra/reid/inBetween.h"
@@ -43,6 +45,32 @@ class InbetweenSearch {
   void mark(DetectionRange detections, const InBetweenParams& params, float aspect, Mark mark) {
     visitNeighbourhoods(detections, params, [&](Neighbours::const_iterator first, Neighbours::const_iterator last) {
       if (isMiddle(detections, params, aspect, first, last)) mark(first->first);
+    });
+  }
+
+  /// Tells of every detection with neighbours that exceed its objectness what decides about it: the two of them that
+  /// lie the farthest apart, as seen from it. tell(middle, neighbour, other neighbour, verdicts)
+  template <class Tell>
+  void explain(DetectionRange detections, const InBetweenParams& params, float aspect, Tell tell) {
+    visitNeighbourhoods(detections, params, [&](Neighbours::const_iterator first, Neighbours::const_iterator last) {
+      std::optional<float> widest;
+      Neighbours::value_type pair;
+      std::vector<Verdict> verdicts;
+      visitObjectnessPairs(detections, params, first, last, [&](std::uint32_t one, std::uint32_t other) {
+        const ObjectDetection& middle = detections[first->first];
+        const ObjectDetection& b = detections[one];
+        const ObjectDetection& c = detections[other];
+        const float cosine = angleBetweenDetections(middle, b, c, aspect);
+        if (widest && !(cosine < *widest)) return true;
+        widest = cosine;
+        pair = {one, other};
+        Hearing hear;
+        isObjectnessBelow(middle, b, c, params, hear);
+        isAngleWide(cosine, params, hear);
+        verdicts = hear.take();
+        return true;
+      });
+      if (widest) tell(first->first, pair.first, pair.second, std::move(verdicts));
     });
   }
 
@@ -134,21 +162,43 @@ class InbetweenSearch {
     return isFound;
   }
 
+  template <class Hear>
+  static bool isObjectnessBelow(const ObjectDetection& middle, const ObjectDetection& b, const ObjectDetection& c,
+                                const InBetweenParams& params, Hear&& hear) {
+    const float least = std::min(b.objectness, c.objectness);
+    const float margin = params.iouScoreMargin;
+    return hear(Rule::objectnessMargin, least - middle.objectness, margin, !(least - margin < middle.objectness));
+  }
+
+  template <class Hear>
+  static bool isAngleWide(float cosine, const InBetweenParams& params, Hear&& hear) {
+    return hear(Rule::neighbourAngle, cosine, params.maxAngle, cosine <= params.maxAngle);
+  }
+
+  /// Calls visit(neighbour, other neighbour) with the pairs that both exceed the detection's objectness, until it
+  /// returns false.
+  template <class Visit>
+  static void visitObjectnessPairs(DetectionRange detections, const InBetweenParams& params,
+                                   Neighbours::const_iterator first, Neighbours::const_iterator last, Visit visit) {
+    for (auto one = first; one != last; ++one) {
+      for (auto other = one + 1; other != last; ++other) {
+        const ObjectDetection& b = detections[one->second];
+        const ObjectDetection& c = detections[other->second];
+        if (!isObjectnessBelow(detections[one->first], b, c, params, Unheard())) continue;
+        if (!visit(one->second, other->second)) return;
+      }
+    }
+  }
+
   /// Calls visit(neighbour, other neighbour, cosine) with the pairs that a detection lies between, until it returns
   /// false.
   template <class Visit>
   static void visitPairs(DetectionRange detections, const InBetweenParams& params, float aspect,
                          Neighbours::const_iterator first, Neighbours::const_iterator last, Visit visit) {
-    for (auto one = first; one != last; ++one) {
-      for (auto other = one + 1; other != last; ++other) {
-        const ObjectDetection& middle = detections[one->first];
-        const ObjectDetection& b = detections[one->second];
-        const ObjectDetection& c = detections[other->second];
-        if (std::min(b.objectness, c.objectness) - params.iouScoreMargin < middle.objectness) continue;
-        const float cosine = angleBetweenDetections(middle, b, c, aspect);
-        if (cosine <= params.maxAngle && !visit(one->second, other->second, cosine)) return;
-      }
-    }
+    visitObjectnessPairs(detections, params, first, last, [&](std::uint32_t one, std::uint32_t other) {
+      const float cosine = angleBetweenDetections(detections[first->first], detections[one], detections[other], aspect);
+      return !isAngleWide(cosine, params, Unheard()) || visit(one, other, cosine);
+    });
   }
 
   OverlapSearch overlaps;

@@ -7,43 +7,11 @@
 
 #include "core/faultReport.h"
 #include "reid/frameMatching.h"
+#include "reid/pairRules.h"
 
 namespace nivra::reid {
 
 namespace {
-
-/// Position of a track's state in the order of matching.
-unsigned rankOf(const ObjectTrack& track) {
-  switch (track.getState()) {
-    case TrackState::ConfidentId:
-      return 0;
-    case TrackState::Confident:
-      return 1;
-    default:
-      return 2;
-  }
-}
-
-constexpr unsigned kRanks = 3;
-
-std::pair<float, float> distances(const ObjectTrack& track, const ObjectDetection& detection,
-                                  const std::optional<Feature>& feature, const TrackerParams& params) {
-  return {track.computeIouDistance(detection.box),
-          feature ? track.minDistanceOf(*feature) : params.defaultCosineDistance};
-}
-
-std::optional<Feature> featureOf(const ObjectDetection& detection) {
-  return detection.feature ? std::optional<Feature>(*detection.feature) : std::nullopt;
-}
-
-/// The cost of a pair of admissible labels, if it passes the gates of box filter and distances.
-std::optional<float> gatedCost(const ObjectTrack& track, const ObjectDetection& detection,
-                               const std::optional<Feature>& feature, const TrackerParams& params) {
-  if (!track.canAssociateKalman(detection)) return std::nullopt;
-  const auto [iouDistance, featureDistance] = distances(track, detection, feature, params);
-  if (!track.canAssociateCosts(detection, iouDistance, featureDistance)) return std::nullopt;
-  return iouDistance * params.lambda + (1.0F - params.lambda) * featureDistance;
-}
 
 // ---- Between sets of pointers, which the public functions take, and positions ----
 
@@ -81,7 +49,7 @@ void DetectionMatching::visitDetectionsOf(const ObjectTrack& track, DetectionRan
                                           Visit visit) {
   index.visitAdmissible(index.getLabels().numberOf(track.getLabel()), reachOf(track), [&](std::uint32_t i) {
     if (!isWanted(i)) return;
-    const std::optional<float> cost = gatedCost(track, detections[i], features[i], params);
+    const std::optional<float> cost = gatedCost(track, detections[i], features[i], params, Unheard());
     if (cost) visit(i, *cost);
   });
 }
@@ -100,7 +68,8 @@ void DetectionMatching::visitTracksOf(const std::vector<ObjectTrack*>& tracks, D
   trackIndex.visit(placeOf(detections[detection].box), [&](std::uint32_t i) {
     if (!isWanted(i)) return;
     if (!index.getLabels().admissibleTo(trackLabels[i]).contains(index.labelNumberOf(detection))) return;
-    const std::optional<float> cost = gatedCost(*tracks[i], detections[detection], features[detection], params);
+    const std::optional<float> cost =
+        gatedCost(*tracks[i], detections[detection], features[detection], params, Unheard());
     if (cost) visit(i, *cost);
   });
 }
@@ -127,8 +96,7 @@ void DetectionMatching::match(const std::vector<ObjectTrack*>& tracks, Detection
         visitTracksOf(tracks, detections, detection, isWanted, visit);
       },
       [&](const GreedyMatching::Pair& pair) {
-        const unsigned rank = rankOf(*tracks[pair.first]);
-        return matchingOrder(isInbetween[pair.second] != 0 ? rank + kRanks : rank, pair.cost);
+        return matchingOrder(rankOf(*tracks[pair.first], isInbetween[pair.second] != 0), pair.cost);
       });
 }
 
@@ -140,7 +108,7 @@ std::pair<float, float> detAssociationCost(const ObjectTrack& track, const Objec
 std::optional<DetMatch> tryAssociateDetection(ObjectTrack& track, const ObjectDetection& detection,
                                               const MatchParams& params) {
   if (!track.hasAdmissibleLabel(detection, params.labelAssociations)) return std::nullopt;
-  const std::optional<float> cost = gatedCost(track, detection, featureOf(detection), params.params);
+  const std::optional<float> cost = gatedCost(track, detection, featureOf(detection), params.params, Unheard());
   return cost ? std::optional(DetMatch{&track, &detection, *cost}) : std::nullopt;
 }
 
@@ -160,7 +128,7 @@ std::vector<DetMatch> getDetectionMatchCandidates(const std::set<ObjectTrack*>& 
 
 void sortInner(std::vector<DetMatch>::iterator first, std::vector<DetMatch>::iterator last) {
   const auto placeOf = [](const DetMatch& match) {
-    return std::tuple(matchingOrder(rankOf(*match.track), match.cost), match.track, match.detection);
+    return std::tuple(matchingOrder(rankOf(*match.track, false), match.cost), match.track, match.detection);
   };
   std::sort(first, last, [&](const DetMatch& a, const DetMatch& b) { return placeOf(a) < placeOf(b); });
 }
@@ -199,27 +167,19 @@ TrackPartition partitionTracks(std::vector<ObjectTrack>& tracks) {
 
 // ---- Revivals ----
 
-/// Whether the two are worth a comparison of their galleries.
+/// @throws std::runtime_error naming both tracks if the young one took no detection in this frame.
 static bool isComparable(const ObjectTrack& inactive, const ObjectTrack& pending) {
   if (pending.getDetection() == nullptr) {
     throw std::runtime_error("Tried to associate track " + std::to_string(inactive.getId()) +
                              " with track without associated detection " + std::to_string(pending.getId()));
   }
-  if (inactive.getLabel() != pending.getLabel()) return false;
-  if (!inactive.canAssociateKalman(*pending.getDetection())) return false;
-  return inactive.getUpdateTimestamp() < pending.getCreationTimestamp();
-}
-
-/// The cost of a pair of comparable tracks, if it passes the gate of their distance.
-static std::optional<float> revivalCost(const ObjectTrack& inactive, const ObjectTrack& pending) {
-  const float distance = inactive.computeTrackTrackDistance(pending);
-  return inactive.canReviveCost(distance) ? std::optional(distance) : std::nullopt;
+  return areComparable(inactive, pending, Unheard());
 }
 
 std::optional<TrackMatch> tryAssociateTrack(ObjectTrack& inactive, ObjectTrack& pending,
                                             const MatchParams& /*params*/) {
   if (!isComparable(inactive, pending)) return std::nullopt;
-  const std::optional<float> cost = revivalCost(inactive, pending);
+  const std::optional<float> cost = revivalCost(inactive, pending, Unheard());
   inactive.registerReviveAttempt();
   return cost ? std::optional(TrackMatch{&inactive, &pending, *cost}) : std::nullopt;
 }
@@ -232,9 +192,9 @@ void matchRevivals(const std::vector<ObjectTrack*>& inactive, const std::vector<
       if (isComparable(*lost, *found)) lost->registerReviveAttempt();
     }
   }
-  const auto costOf = [&](std::uint32_t lost, std::uint32_t found) {
-    const bool areComparable = isComparable(*inactive[lost], *pending[found]);
-    return areComparable ? revivalCost(*inactive[lost], *pending[found]) : std::nullopt;
+  const auto costOf = [&](std::uint32_t lost, std::uint32_t found) -> std::optional<float> {
+    if (!isComparable(*inactive[lost], *pending[found])) return std::nullopt;
+    return revivalCost(*inactive[lost], *pending[found], Unheard());
   };
   matching.match(
       inactive.size(), pending.size(),

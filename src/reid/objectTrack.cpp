@@ -9,6 +9,8 @@
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
+#include "reid/lifeRules.h"
+#include "reid/pairRules.h"
 
 namespace nivra::reid {
 
@@ -62,12 +64,8 @@ void ObjectTrack::update(const ObjectDetection& newDetection, unsigned long long
   boxFilter.update(newDetection.box);
   if (storeFeature && newDetection.feature) addFeature(*newDetection.feature);
 
-  if (state == TrackState::Tentative && timestamp - creationTimestamp >= params->minTimeBeforeConfident) {
-    state = TrackState::Confident;
-  } else if (state == TrackState::Inactive) {
-    state = TrackState::ConfidentId;
-    reviveAttempts = 0;
-  }
+  if (state == TrackState::Inactive) reviveAttempts = 0;
+  state = stateWithDetection(getLife(), timestamp, *params, Unheard());
   updateTimestamp = timestamp;
   detection = &newDetection;
   lastDetectionId = newDetection.id;
@@ -78,31 +76,11 @@ void ObjectTrack::emptyUpdate(unsigned long long timestamp) {
   score *= decay;
   attributeFilter.emptyUpdate(decay);
   boxFilter.emptyUpdate();
+  state = stateWithoutDetection(getLife(), timestamp, *params, Unheard());
+}
 
-  const std::uint64_t age = timestamp - updateTimestamp;
-  if (state == TrackState::Inactive) {
-    const bool isTriedOut = reviveAttempts >= params->maxReviveAttempts && age > params->maxDynamicReviveAge;
-    if (isTriedOut || age > params->maxReviveAge) state = TrackState::Expired;
-    return;
-  }
-  if (age > params->expiryAge) {
-    state = TrackState::Expired;
-    return;
-  }
-  switch (state) {
-    case TrackState::Tentative:
-      if (age > params->maxTentativeAge) state = TrackState::Expired;
-      break;
-    case TrackState::Confident:
-      if (age > getConfidentTrackExpiryAge()) state = TrackState::Expired;
-      break;
-    case TrackState::ConfidentId:
-      if (age > params->inactiveAge) state = TrackState::Inactive;
-      break;
-    case TrackState::Inactive:
-    case TrackState::Expired:
-      break;
-  }
+ObjectTrack::Life ObjectTrack::getLife() const {
+  return {state, creationTimestamp, predictionTimestamp, updateTimestamp, reviveAttempts, features.size()};
 }
 
 bool ObjectTrack::hasAdmissibleLabel(const ObjectDetection& candidate,
@@ -115,22 +93,19 @@ bool ObjectTrack::canAssociateKalman(const ObjectDetection& candidate) const {
 }
 
 bool ObjectTrack::canAssociateCosts(const ObjectDetection& candidate, float iouDistance, float featureDistance) const {
-  const bool hasAppearance = candidate.feature && !features.empty();
-  return hasAppearance ? params->maxFeatureDistance >= featureDistance : params->maxIouDistance >= iouDistance;
+  return isSimilar(candidate.feature && hasFeatures(), iouDistance, featureDistance, *params, Unheard());
 }
 
-bool ObjectTrack::canReviveCost(float cost) const { return params->maxReviveFeatureDistance >= cost; }
+bool ObjectTrack::canReviveCost(float cost) const { return isRevivable(cost, *params, Unheard()); }
 
 unsigned long long ObjectTrack::getConfidentTrackExpiryAge() const {
-  const bool isYoung = updateTimestamp - creationTimestamp < params->minTimeBeforeConfidentId;
-  return isYoung ? params->maxConfidentAge : params->expiryAge;
+  return isYoung(getLife(), *params, Unheard()) ? params->maxConfidentAge : params->expiryAge;
 }
 
 void ObjectTrack::registerReviveAttempt() { ++reviveAttempts; }
 
 bool ObjectTrack::canGetConfidentId(unsigned long long timestamp) const {
-  return updateTimestamp == timestamp && features.size() >= params->minConfidentFeatureVectors &&
-         timestamp - creationTimestamp >= params->minTimeBeforeConfidentId && state == TrackState::Confident;
+  return isOldEnough(getLife(), timestamp, *params, Unheard());
 }
 
 void ObjectTrack::makeConfidentId(unsigned long long timestamp) {

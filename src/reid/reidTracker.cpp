@@ -8,6 +8,7 @@
 #include "nivra/trackerLogger.h"
 #include "reid/frameMatching.h"
 #include "reid/inbetweenSearch.h"
+#include "reid/reidExplaining.h"
 
 namespace nivra::reid {
 
@@ -68,7 +69,10 @@ struct FrameMemory {
 struct NIVRA_HIDDEN ReidTracker::Body {
   Body(const TrackerParams& trackerParams, const LabelAssociations& associations, ReidTracker* tracker,
        MotionTrackerServer* motionServer)
-      : params(trackerParams), memory(params, associations), cameraMotion(cameraMovedCallback, tracker, motionServer) {}
+      : params(trackerParams),
+        memory(params, associations),
+        explaining(params),
+        cameraMotion(cameraMovedCallback, tracker, motionServer) {}
 
   TrackUpdateResult updateTracks(DetectionRange detections, unsigned long long timestamp);
   void showInbetween(std::vector<ObjectDetection>& detections) const;
@@ -84,6 +88,7 @@ struct NIVRA_HIDDEN ReidTracker::Body {
   TimeStep step;                    // of the frame before, which most cameras' next frames have as well
   std::int32_t nextId = 0;
   FrameMemory memory;
+  ReidExplaining explaining;
   CameraMotionSubscription cameraMotion;
 };
 
@@ -131,7 +136,10 @@ TrackUpdateResult ReidTracker::Body::updateTracks(DetectionRange detections, uns
   markOverlapping(timestamp);
   partitionByLoss();
   markInbetween(detections);
+  explaining.explainInbetween(detections, memory.inbetweenSearch, kInbetweenAspect);
   memory.matching.match(memory.active, detections, memory.isInbetween);
+  explaining.explainMatching(memory.active, detections, memory.isInbetween, memory.matching);
+  explaining.explainActive(memory.active, memory.matching, timestamp);
   updateActive(detections, timestamp);
 
   TrackUpdateResult result;
@@ -139,7 +147,9 @@ TrackUpdateResult ReidTracker::Body::updateTracks(DetectionRange detections, uns
   // From here on tracks move within their vector, and no pointer to one is used any more.
   result.removedIds = eraseExpired(tracks);
   for (std::uint32_t i = 0; i < detections.size(); ++i) {
-    if (memory.matching.isLeft(i) && memory.isInbetween[i] == 0) startTrack(detections[i], timestamp);
+    if (!memory.matching.isLeft(i) || memory.isInbetween[i] != 0) continue;
+    startTrack(detections[i], timestamp);
+    explaining.explainStart(tracks.back(), i);
   }
   return result;
 }
@@ -186,6 +196,7 @@ std::set<std::pair<int, int>> ReidTracker::Body::reviveInactive(unsigned long lo
   }
 
   matchRevivals(memory.inactive, memory.pending, memory.revivals);
+  explaining.explainRevivals(tracks, memory.inactive, memory.pending, memory.revivals, timestamp);
   std::set<std::pair<int, int>> mergedIds;
   for (std::uint32_t i = 0; i < memory.inactive.size(); ++i) {
     ObjectTrack& lost = *memory.inactive[i];
@@ -243,6 +254,8 @@ void ReidTracker::getTracks(std::vector<TrackReport>& reports) const {
 void ReidTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
   reportTracks(body->tracks, reports);
 }
+
+void ReidTracker::explainTo(Explainer* explainer) { body->explaining.tell(explainer); }
 
 const std::vector<ObjectTrack>& ReidTracker::followed() const { return body->tracks; }
 

@@ -4,11 +4,18 @@
 #include <cmath>
 
 #include "core/boxGeometry.h"
+#include "core/hearing.h"
 #include "matching/pointGrid.h"
 #include "nivra/kalmanBoxFilter.h"
 #include "nivra/trackerParams.h"
 
 namespace nivra::vanilla {
+
+/// How far the centre of a detection may lie to the side, in the smaller width of the two.
+struct OffsetLimit {
+  float widths;
+  Rule rule = Rule::horizontalOffset;  // whose limit it is
+};
 
 /// The gates by which a track compares its box, clamped to the picture, with detections: how far their centres lie
 /// apart, in sizes of the smaller one, and how much their sizes differ.
@@ -20,14 +27,17 @@ class BoxGate {
   BoxGate(const KalmanBoxFilter& filter, const TrackerParams& trackerParams)
       : box(KalmanBoxFilter::measure(clampedToPicture(filter.getBox()))), params(trackerParams) {}
 
-  /// @param widthFactorLimit Limit on the horizontal offset of the centres.
-  bool accepts(const KalmanBoxFilter::Measurement& detection, float widthFactorLimit) const {
+  template <class Hear>
+  bool accepts(const KalmanBoxFilter::Measurement& detection, const OffsetLimit& offsetLimit, Hear&& hear) const {
+    const auto isWithin = [&hear](Rule rule, float limit, float figure) {
+      return hear(rule, figure, limit, !(limit < figure));
+    };
     const auto [x, y, w, h] = detection;
     const auto [trackX, trackY, trackWidth, trackHeight] = box;
-    if (widthFactorLimit < std::abs(x - trackX) / std::min(trackWidth, w)) return false;
-    if (params.heightFactorGating < std::abs(y - trackY) / std::min(trackHeight, h)) return false;
-    if (params.widthRelativeDiffGating < std::abs(w / trackWidth - 1.0F)) return false;
-    return !(params.heightRelativeDiffGating < std::abs(h / trackHeight - 1.0F));
+    return isWithin(offsetLimit.rule, offsetLimit.widths, std::abs(x - trackX) / std::min(trackWidth, w)) &&
+           isWithin(Rule::verticalOffset, params.heightFactorGating, std::abs(y - trackY) / std::min(trackHeight, h)) &&
+           isWithin(Rule::widthChange, params.widthRelativeDiffGating, std::abs(w / trackWidth - 1.0F)) &&
+           isWithin(Rule::heightChange, params.heightRelativeDiffGating, std::abs(h / trackHeight - 1.0F));
   }
 
   /// Whether `reach` holds for a detection of this size. A size of 0 or less, which no offset exceeds, has no reach.

@@ -12,6 +12,7 @@
 #include "nivra/objectTracker.h"
 #include "nivra/timeStep.h"
 #include "nivra/trackerParams.h"
+#include "vanilla/likelihoodExplaining.h"
 #include "vanilla/likelihoodMatching.h"
 
 namespace nivra {
@@ -23,10 +24,11 @@ class LikelihoodBody {
   /// @param widthFactorLimitOf Gives the limit on the horizontal offset of a detection by its label.
   template <class WidthFactorLimitOf>
   LikelihoodBody(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
-                 WidthFactorLimitOf widthFactorLimitOf, MotionTrackerServer::Callback cameraMoved, void* tracker,
-                 MotionTrackerServer* motionServer)
+                 RuleSection section, WidthFactorLimitOf widthFactorLimitOf, MotionTrackerServer::Callback cameraMoved,
+                 void* tracker, MotionTrackerServer* motionServer)
       : params(trackerParams),
         matching(params, associations, widthFactorLimitOf),
+        explaining(params, section),
         cameraMotion(cameraMoved, tracker, motionServer) {}
   // The tracks point at the parameters, and so does the matching.
   LikelihoodBody(const LikelihoodBody&) = delete;
@@ -41,6 +43,7 @@ class LikelihoodBody {
   /// Tracks that are matched take their detections in, the others age, and detections left over start tracks.
   void updateTracks(DetectionRange detections, unsigned long long timestamp) {
     matching.match(tracks, detections);
+    explaining.explainMatching(tracks, detections, matching);
     for (std::uint32_t i = 0; i < tracks.size(); ++i) {
       const std::uint32_t detection = matching.detectionOf(i);
       if (detection == GreedyMatching::kNone) {
@@ -52,6 +55,7 @@ class LikelihoodBody {
     for (std::uint32_t i = 0; i < detections.size(); ++i) {
       if (matching.isLeft(i)) startTrack(detections[i], timestamp);
     }
+    explaining.explainLives(tracks, matching, timestamp);
   }
 
   void startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
@@ -73,6 +77,8 @@ class LikelihoodBody {
     return candidates;
   }
 
+  void explainTo(Explainer* explainer) { explaining.tell(explainer); }
+
   void followCamera(MotionTrackerServer& server) { shiftByCameraMotion(tracks, server, cameraMotion.watch()); }
 
  private:
@@ -81,6 +87,7 @@ class LikelihoodBody {
   TimeStep step;
   std::int32_t nextId = 0;
   LikelihoodMatching<Track> matching;
+  LikelihoodExplaining<Track> explaining;
   CameraMotionSubscription cameraMotion;
 };
 

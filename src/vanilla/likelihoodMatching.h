@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/detectionRange.h"
+#include "filters/filterGates.h"
+#include "matching/contest.h"
 #include "matching/detectionIndex.h"
 #include "matching/greedyMatching.h"
 #include "matching/trackIndex.h"
@@ -32,7 +35,8 @@ class LikelihoodMatching {
                      WidthFactorLimitOf widthFactorLimitOf)
       : params(trackerParams), index(associations) {
     for (const std::string& label : index.getLabels().getLabels()) limits.push_back(widthFactorLimitOf(label));
-    widestLimit = *std::max_element(limits.begin(), limits.end());
+    const auto isNarrower = [](const auto& a, const auto& b) { return a.widths < b.widths; };
+    widestLimit = std::max_element(limits.begin(), limits.end(), isNarrower)->widths;
   }
 
   /// Lists all pairs that pass the track's gates, track by track.
@@ -62,18 +66,45 @@ class LikelihoodMatching {
         tracks.size(), detections.size(),
         [&](std::uint32_t track, auto isWanted, auto visit) { visitDetectionsOf(tracks[track], isWanted, visit); },
         [&](std::uint32_t detection, auto isWanted, auto visit) { visitTracksOf(tracks, detection, isWanted, visit); },
-        [&](const GreedyMatching::Pair& pair) {
-          return matchingOrder(tracks[pair.first].isTentative() ? 1 : 0, costOf(tracks, pair));
-        },
+        [&](const GreedyMatching::Pair& pair) { return turnOf(tracks, pair).order(); },
         [&](const GreedyMatching::Pair& pair) {
           if (places.empty()) estimatePlaces(tracks);
           return places[pair.first].rangeOf(measurements[pair.second]);
         });
   }
 
+  Turn turnOf(const std::vector<Track>& tracks, const GreedyMatching::Pair& pair) const {
+    return {tracks[pair.first].isTentative() ? 1U : 0U, costOf(tracks, pair)};
+  }
+
   /// The detection that a track takes, or `GreedyMatching::kNone`.
   std::uint32_t detectionOf(std::uint32_t track) const { return matching.partnerOf(track); }
   bool isLeft(std::uint32_t detection) const { return matching.isFree(detection); }
+
+  /// Tells of every pair near enough to matter what became of it: tell(pair, decision, the pair that won).
+  template <class Tell>
+  void explain(const std::vector<Track>& tracks, DetectionRange detections, RuleSection section, Tell tell) const {
+    for (std::uint32_t i = 0; i < tracks.size(); ++i) {
+      const vanilla::BoxGate gate(tracks[i].getBoxFilter(), params);
+      const Box box = tracks[i].getClampedBox();
+      const LabelTable::Admissible admissible = getLabels().admissibleTo(getLabels().numberOf(tracks[i].getLabel()));
+      for (std::uint32_t k = 0; k < detections.size(); ++k) {
+        PairHearing hear(section, areNear(box, detections[k].box));
+        const bool isAdmissible = admissible.contains(index.labelNumberOf(k));
+        if (hear(Rule::label, isAdmissible ? 0 : 1, 0, isAdmissible)) accepts(tracks[i], gate, k, hear);
+        if (!hear.isWorthTelling()) continue;
+        const GreedyMatching::Pair pair = {i, k, 0.0F};
+        GreedyMatching::Pair winner = pair;
+        Decision decision;
+        if (hear.isAdmitted()) {
+          const auto turn = [&](const GreedyMatching::Pair& each) { return turnOf(tracks, each); };
+          winner = settle(matching, pair, turn, hear.rest(), decision);
+        }
+        decision.verdicts = hear.rest().take();
+        tell(pair, std::move(decision), winner);
+      }
+    }
+  }
 
  private:
   void prepare(DetectionRange detections) {
@@ -92,9 +123,11 @@ class LikelihoodMatching {
     return vanilla::BoxGate::isInReach(w, h) ? std::optional(Point{x, y}) : std::nullopt;
   }
 
-  bool accepts(const Track& track, const vanilla::BoxGate& gate, std::uint32_t detection) const {
-    const float limit = limits[index.labelNumberOf(detection)];
-    return gate.accepts(measurements[detection], limit) && track.getBoxFilter().accepts(measurements[detection]);
+  template <class Hear = Unheard>
+  bool accepts(const Track& track, const vanilla::BoxGate& gate, std::uint32_t detection, Hear&& hear = {}) const {
+    const KalmanBoxFilter::Measurement& measurement = measurements[detection];
+    return gate.accepts(measurement, limits[index.labelNumberOf(detection)], hear) &&
+           isNearPrediction(track.getBoxFilter(), measurement, hear);
   }
 
   /// Calls visit(detection, cost) for the wanted ones that pass the track's gates. The cost is left to `costOf`, since
@@ -141,7 +174,7 @@ class LikelihoodMatching {
   const vanilla::TrackerParams& params;
   DetectionIndex index;                                    // by the centre of the box
   std::vector<KalmanBoxFilter::Measurement> measurements;  // by detection
-  std::vector<float> limits;                               // on the horizontal offset, by label number
+  std::vector<vanilla::OffsetLimit> limits;                // by label number
   float widestLimit = 0.0F;
   TrackIndex trackIndex;                // where a detection is to find its tracks
   std::vector<vanilla::BoxGate> gates;  // likewise, by track

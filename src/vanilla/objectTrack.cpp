@@ -9,7 +9,9 @@
 #include "core/labels.h"
 #include "core/scoreOrder.h"
 #include "core/trackReport.h"
+#include "filters/filterGates.h"
 #include "vanilla/boxGate.h"
+#include "vanilla/lifeRules.h"
 
 namespace nivra::vanilla {
 
@@ -91,10 +93,10 @@ void ObjectTrack::emptyUpdate() {
   boxFilter.emptyUpdate();
 }
 
-bool ObjectTrack::isExpired() const { return smoothedObservationLogLikelihood < params->expirationLikelihoodThreshold; }
+bool ObjectTrack::isExpired() const { return !survives(smoothedObservationLogLikelihood, *params, Unheard()); }
 
 bool ObjectTrack::isConfident() const {
-  return !(smoothedObservationLogLikelihood < params->confidentLikelihoodThreshold);
+  return vanilla::isConfident(smoothedObservationLogLikelihood, *params, Unheard());
 }
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {
@@ -120,7 +122,8 @@ bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAsso
   if (!isAdmissible(labelAssociations, label, detection.label)) return false;
 
   const auto measurement = KalmanBoxFilter::measure(detection.box);
-  return BoxGate(boxFilter, *params).accepts(measurement, widthFactorLimit) && boxFilter.accepts(measurement);
+  return BoxGate(boxFilter, *params).accepts(measurement, {widthFactorLimit}, Unheard()) &&
+         isNearPrediction(boxFilter, measurement, Unheard());
 }
 
 void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
@@ -133,7 +136,7 @@ void ObjectTrack::updateObjectnessScaling(const ObjectDetection& detection) {
 void ObjectTrack::update(const ObjectDetection& detection, unsigned long long timestamp) {
   if (!isOfLatestPrediction(timestamp, predictionTimestamp)) return;
   updateSmoothedObservationLogLikelihood(boxFilter.observationLogLikelihood(detection.box));
-  if (smoothedObservationLogLikelihood > params->confidentLikelihoodThreshold) tentative = false;
+  if (isConfirmed(smoothedObservationLogLikelihood, *params, Unheard())) tentative = false;
   lastDetectionId = detection.id;
   attributeFilter.update(detection.attributes, params->scoreAbsorption);
   updateClassInfo(detection);

@@ -10,8 +10,9 @@ struct NIVRA_HIDDEN VanillaTracker::Body : LikelihoodBody<ObjectTrack> {
   Body(const TrackerParams& trackerParams, const LabelAssociations& associations, VanillaTracker* tracker,
        MotionTrackerServer* motionServer)
       : LikelihoodBody(
-            trackerParams, associations, [&](const std::string&) { return trackerParams.widthFactorGating; },
-            cameraMovedCallback, tracker, motionServer) {}
+            trackerParams, associations, RuleSection::usual,
+            [&](const std::string&) { return OffsetLimit{trackerParams.widthFactorGating}; }, cameraMovedCallback,
+            tracker, motionServer) {}
 };
 
 VanillaTracker::VanillaTracker(const TrackerParams& params, const LabelAssociations& associations)
@@ -70,6 +71,8 @@ void VanillaTracker::getTracks(std::vector<TrackReport>& reports) const { report
 void VanillaTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
   reportTracks(body->getTracks(), reports);
 }
+
+void VanillaTracker::explainTo(Explainer* explainer) { body->explainTo(explainer); }
 
 const std::vector<ObjectTrack>& VanillaTracker::followed() const { return body->getTracks(); }
 

@@ -67,7 +67,7 @@ bool ObjectTrack::isFast() const {
 }
 
 bool ObjectTrack::canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const {
-  return track.canAssociate(detection, labelAssociations, widthFactorLimit(track.getParams(), detection.label));
+  return track.canAssociate(detection, labelAssociations, widthFactorLimit(track.getParams(), detection.label).widths);
 }
 
 void ObjectTrack::updateClassInfo(const ObjectDetection& detection) {

@@ -67,7 +67,7 @@ struct NIVRA_HIDDEN VanillaLowFpsTracker::Body : LikelihoodBody<ObjectTrack> {
   Body(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
        VanillaLowFpsTracker* tracker, MotionTrackerServer* motionServer)
       : LikelihoodBody(
-            trackerParams, associations,
+            trackerParams, associations, RuleSection::lowFps,
             [&](const std::string& label) { return widthFactorLimit(trackerParams, label); }, cameraMovedCallback,
             tracker, motionServer) {}
 
@@ -146,6 +146,8 @@ void VanillaLowFpsTracker::getTracks(std::vector<TrackReport>& reports) const {
 void VanillaLowFpsTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const {
   reportTracks(body->getTracks(), reports);
 }
+
+void VanillaLowFpsTracker::explainTo(Explainer* explainer) { body->explainTo(explainer); }
 
 void VanillaLowFpsTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;

@@ -4,13 +4,15 @@
 
 #include "core/labels.h"
 #include "nivra/trackerParams.h"
+#include "vanilla/boxGate.h"
 
 namespace nivra::vanillaLowFps {
 
 /// Limit on the horizontal offset of a detection, in smaller widths: people may lie farther to the side.
-inline float widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel) {
+inline vanilla::OffsetLimit widthFactorLimit(const vanilla::TrackerParams& params, const std::string& detectionLabel) {
   constexpr float kPersonLimit = 1.7F;
-  return detectionLabel == kPersonLabel ? kPersonLimit : params.widthFactorGating;
+  if (detectionLabel == kPersonLabel) return {kPersonLimit, Rule::personOffset};
+  return {params.widthFactorGating};
 }
 
 }  // namespace nivra::vanillaLowFps

@@ -140,6 +140,11 @@ class NIVRA_EXPORT ObjectTrack {
   NIVRA_HIDDEN void report(internal::DebugTrack& target) const;
   /// `computeMinDistance` for a vector whose norm is known.
   NIVRA_HIDDEN float minDistanceOf(const Feature& feature) const;
+  bool hasFeatures() const { return !features.empty(); }
+  const TrackerParams& getParams() const { return *params; }
+  /// What decides when the state changes.
+  struct Life;
+  NIVRA_HIDDEN Life getLife() const;
   /// @}
 
  private:

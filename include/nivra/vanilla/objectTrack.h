@@ -114,6 +114,7 @@ class NIVRA_EXPORT ObjectTrack {
   /// Replaces the score (percent) until the next update chooses a label.
   void setScore(float newScore) { score = newScore; }
   const TrackerParams& getParams() const { return *params; }
+  float getSmoothedObservationLogLikelihood() const { return smoothedObservationLogLikelihood; }
   /// @}
 
  private:

@@ -41,6 +41,7 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
   std::vector<internal::DebugTrack> getDebugTracks() const override;
   void getTracks(std::vector<TrackReport>& reports) const override;
   void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
+  void explainTo(Explainer* explainer) override;
 
   /// @name The steps of one frame, in their order
   /// @{

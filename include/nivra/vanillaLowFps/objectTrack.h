@@ -74,6 +74,7 @@ class NIVRA_EXPORT ObjectTrack {
   void report(Report& target) const {
     track.report(target);
   }
+  float getSmoothedObservationLogLikelihood() const { return track.getSmoothedObservationLogLikelihood(); }
   /// Whether any of the process noise factors would not be 1.
   NIVRA_HIDDEN bool isFast() const;
   /// @}

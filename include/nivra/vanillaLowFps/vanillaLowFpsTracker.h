@@ -41,6 +41,7 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   std::vector<internal::DebugTrack> getDebugTracks() const override;
   void getTracks(std::vector<TrackReport>& reports) const override;
   void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
+  void explainTo(Explainer* explainer) override;
 
   void predict(unsigned long long timestamp);
   std::vector<AssociationCandidate> associate(const std::vector<ObjectDetection>& detections);
