@@ -44,6 +44,9 @@ class NIVRA_EXPORT AttributeFilter {
   const std::vector<AttributeClassification>& getAttributes() const { return attributes; }
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, AttributeFilter& filter);
+
   struct Score {
     std::int32_t attributeType;
     std::int32_t attributeValue;

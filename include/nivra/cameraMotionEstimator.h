@@ -6,12 +6,15 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "nivra/export.h"
 #include "nivra/geometry.h"
 #include "nivra/motionTrackerServer.h"
 #include "nivra/objectDetection.h"
+#include "nivra/stateArchive.h"
 #include "nivra/trackedObjectDetection.h"
 
 namespace nivra {
@@ -73,6 +76,9 @@ struct CameraMotionEstimate {
 class NIVRA_EXPORT CameraMotionEstimator {
  public:
   CameraMotionEstimator();
+  /// Goes on from what `saveState` wrote.
+  /// @throws StateError when the bytes are no state of an estimator, damaged, cut or of a later release.
+  explicit CameraMotionEstimator(std::string_view state);
   ~CameraMotionEstimator();
   CameraMotionEstimator(CameraMotionEstimator&& other) noexcept;
   CameraMotionEstimator& operator=(CameraMotionEstimator&& other) noexcept;
@@ -92,6 +98,10 @@ class NIVRA_EXPORT CameraMotionEstimator {
   /// Takes in the tracker's reports after the same frame, which the next frame is compared with. Without them, the
   /// verdict on that one is `unknown`.
   void follow(const std::vector<TrackReport>& tracks);
+
+  /// Writes everything that later estimates depend on, as `ObjectTracker::saveState` does, after `follow`.
+  /// @param bytes What it holds is overwritten and its memory used again.
+  void saveState(std::string& bytes) const;
 
  private:
   class Body;

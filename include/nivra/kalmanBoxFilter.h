@@ -103,6 +103,9 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// @}
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, KalmanBoxFilter& filter);
+
   internal::AxisStates<4> state;
   std::shared_ptr<const KalmanBoxParams> params;
 };

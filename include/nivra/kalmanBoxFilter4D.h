@@ -82,6 +82,9 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
   /// @}
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, KalmanBoxFilter4D& filter);
+
   /// A quantity of the horizontal and of the vertical direction of the box, computed side by side. Neither the motion
   /// nor the edges couple the two directions, so the filter over eight coordinates falls apart into two over four:
   /// those entries of its matrices that would join the two are 0 and stay 0.

@@ -27,6 +27,7 @@
 #include "nivra/reid/matching.h"
 #include "nivra/reid/objectTrack.h"
 #include "nivra/reid/reidTracker.h"
+#include "nivra/stateArchive.h"
 #include "nivra/timeStep.h"
 #include "nivra/trackedObjectDetection.h"
 #include "nivra/trackerFactory.h"

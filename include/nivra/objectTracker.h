@@ -3,6 +3,7 @@
 /// @file
 /// The interface behind which all trackers stand.
 
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -76,6 +77,23 @@ class NIVRA_EXPORT ObjectTracker {
   /// the same. A tracker that can't explain itself does nothing here.
   /// @param explainer Must outlive the frames that it is told of; null to end it.
   virtual void explainTo(Explainer* explainer);
+
+  /// Writes everything that later frames depend on, for `restoreTracker`: a tracker made of it answers them as this one
+  /// would, to the last bit, on any machine. Between frames; changes nothing.
+  ///
+  /// The bytes hold parameters, label associations and tracks, have a version and a checksum, and can be read by every
+  /// later release. How the camera tells its movements is not among them.
+  ///
+  /// @param bytes What it holds is overwritten and its memory used again.
+  /// @throws std::bad_alloc when memory runs out, std::length_error for a text or a list of 2^32 elements,
+  ///   std::logic_error if a host's own tracker has no state to store.
+  virtual void saveState(std::string& bytes) const;
+
+  /// A number that differs, but for a chance of 2^-64, between trackers of different kinds, parameters or label
+  /// associations: the states of one fit the other only where it is the same.
+  ///
+  /// @throws std::logic_error if a host's own tracker has no state to store.
+  virtual std::uint64_t configurationDigest() const;
 
  protected:
   ObjectTracker() = default;

@@ -4,11 +4,13 @@
 /// The usual way to obtain a tracker.
 
 #include <memory>
+#include <string_view>
 
 #include "nivra/export.h"
 #include "nivra/motionTrackerServer.h"
 #include "nivra/objectTracker.h"
 #include "nivra/parameterMap.h"
+#include "nivra/stateArchive.h"
 
 namespace nivra {
 
@@ -36,5 +38,23 @@ NIVRA_EXPORT std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterM
 NIVRA_EXPORT std::unique_ptr<ObjectTracker> makeTracker(int selector, ParameterMap params,
                                                         const LabelAssociations& labelAssociations, float aspectRatio,
                                                         MotionTrackerServer* motionServer);
+
+/// Makes a tracker of what `ObjectTracker::saveState` wrote, which goes on from there. It has the parameters and label
+/// associations of the tracker that wrote it.
+///
+/// @param motionServer As above: the state doesn't say where the camera's movements come from. It has room for one
+///   tracker of a kind, so one that goes on from itself ends before.
+/// @throws StateError when the bytes are no state of a tracker, damaged, cut or of a later release. Bytes that somebody
+///   else made up on purpose may pass, and make a tracker that tracks nonsense, but does nothing else.
+NIVRA_EXPORT std::unique_ptr<ObjectTracker> restoreTracker(std::string_view state, MotionTrackerServer* motionServer);
+
+/// The same, for a state of the tracker that the last five arguments would make.
+///
+/// @return The tracker, or null for a selector that there isn't.
+/// @throws StateError as above, and when the state is of another tracker, other parameters or other label associations;
+///   what `makeTracker` throws.
+NIVRA_EXPORT std::unique_ptr<ObjectTracker> restoreTracker(std::string_view state, int selector, ParameterMap params,
+                                                           const LabelAssociations& labelAssociations,
+                                                           float aspectRatio, MotionTrackerServer* motionServer);
 
 }  // namespace nivra

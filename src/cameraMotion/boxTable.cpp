@@ -15,14 +15,20 @@ std::size_t padded(std::size_t rows) {
 
 }  // namespace
 
-void BoxTable::fill(const std::vector<ObjectDetection>& detections) {
+/// Makes room for so many rows.
+void BoxTable::begin(std::size_t count) {
   rows = 0;
-  if (detections.size() > ids.size()) {
-    const std::size_t most = padded(detections.size());
-    for (std::vector<float>* column : {&x, &y, &width, &height}) column->resize(most);
+  const std::size_t most = padded(count);
+  if (most > width.size()) {
     ids.resize(most);
+    for (std::vector<float>* column : {&x, &y, &height, &width}) column->resize(most);
   }
-  rows = detections.size();
+  rows = count;
+  std::fill(x.data() + rows, x.data() + most, std::numeric_limits<float>::infinity());
+}
+
+void BoxTable::fill(const std::vector<ObjectDetection>& detections) {
+  begin(detections.size());
   for (std::size_t i = 0; i < rows; ++i) {
     const Box box = clampedToPicture(detections[i].box);  // as the tracks are reported
     const Point middle = center(box);
@@ -32,7 +38,6 @@ void BoxTable::fill(const std::vector<ObjectDetection>& detections) {
     height[i] = nivra::height(box);
     ids[i] = detections[i].id;
   }
-  std::fill(x.data() + rows, x.data() + padded(rows), std::numeric_limits<float>::infinity());
 }
 
 std::size_t BoxTable::find(std::int32_t id) const {

@@ -27,7 +27,19 @@ class BoxTable {
   std::vector<float> width;
   std::vector<float> height;
 
+  /// What a stored state holds: where the boxes of a frame before were, and which detections had them.
+  template <class Archive>
+  friend void fields(Archive& archive, BoxTable& table) {
+    archive.numbers(table.ids, table.rows);
+    archive.numbers(table.x, table.rows);
+    archive.numbers(table.y, table.rows);
+    archive.require(table.ids.size() == table.x.size() && table.x.size() == table.y.size(), "boxes that aren't whole");
+    if constexpr (Archive::kReads) table.begin(table.ids.size());
+  }
+
  private:
+  void begin(std::size_t count);
+
   std::vector<std::int32_t> ids;
   std::size_t rows = 0;
 };

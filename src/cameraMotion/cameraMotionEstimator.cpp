@@ -8,10 +8,13 @@
 #include "cameraMotion/movementJudge.h"
 #include "cameraMotion/movementVotes.h"
 #include "core/frameTime.h"
+#include "states/fields.h"
 
 namespace nivra {
 
 namespace {
+
+constexpr StateKind kEstimatorState = {0x4D43564EU, 1, "camera motion estimator"};  // "NVCM"
 
 constexpr double kLongestStep = 1.0;  // seconds; velocities don't tell where people are after more
 constexpr std::size_t kFewestSupporters = 3;
@@ -45,6 +48,12 @@ class CameraMotionEstimator::Body {
   NIVRA_HIDDEN CameraMotionEstimate estimate(const std::vector<ObjectDetection>& detections,
                                              unsigned long long timestamp);
   NIVRA_HIDDEN void follow(const std::vector<TrackReport>& tracks) { votes.remember(tracks); }
+
+  /// What a stored state holds: the boxes before those of the latest frame are not needed any more.
+  template <class Archive>
+  NIVRA_HIDDEN void fields(Archive& archive) {
+    archive(now, votes, judgement, lastTimestamp);
+  }
 
  private:
   NIVRA_HIDDEN double secondsSinceLast(unsigned long long timestamp);
@@ -139,6 +148,11 @@ void CameraMotionEstimator::Body::measure(double elapsed, CameraMotionEstimate& 
 }
 
 CameraMotionEstimator::CameraMotionEstimator() : body(std::make_unique<Body>()) {}
+CameraMotionEstimator::CameraMotionEstimator(std::string_view state) : CameraMotionEstimator() {
+  StateReader reader(state, kEstimatorState);
+  body->fields(reader);
+  reader.finish();
+}
 CameraMotionEstimator::~CameraMotionEstimator() = default;
 CameraMotionEstimator::CameraMotionEstimator(CameraMotionEstimator&& other) noexcept = default;
 CameraMotionEstimator& CameraMotionEstimator::operator=(CameraMotionEstimator&& other) noexcept = default;
@@ -146,6 +160,12 @@ CameraMotionEstimator& CameraMotionEstimator::operator=(CameraMotionEstimator&& 
 CameraMotionEstimate CameraMotionEstimator::estimate(const std::vector<ObjectDetection>& detections,
                                                      unsigned long long timestamp) {
   return body->estimate(detections, timestamp);
+}
+
+void CameraMotionEstimator::saveState(std::string& bytes) const {
+  StateWriter writer(bytes, kEstimatorState);
+  body->fields(writer);
+  writer.seal();
 }
 
 void CameraMotionEstimator::follow(const std::vector<TrackReport>& tracks) { body->follow(tracks); }

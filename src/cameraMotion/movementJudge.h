@@ -31,6 +31,13 @@ class MovementJudge {
   }
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, MovementJudge& judge) {
+    archive(judge.moves);
+    for (Speed* speed : {&judge.speedX, &judge.speedY, &judge.speedZoom}) archive(speed->value, speed->variance);
+    archive(judge.observations, judge.squaresX, judge.squaresY);
+  }
+
   static constexpr double kUsuallyMoves = 0.1;  // of ten cameras, one
   static constexpr double kUsualSpeed = 0.2;    // per second: a tenth of the picture, or a fifth of all sizes
   static constexpr double kUsualScatter = 0.03;

@@ -73,7 +73,7 @@ void MovementVotes::collect(const BoxTable& before, const BoxTable& now, const M
   asked = 0;
   voterTotal = 0;
   voteTotal = 0;
-  for (std::size_t i = 0; i < rememberedCount; ++i) ask(remembered[i], before, now, expected, elapsed);
+  for (std::uint32_t i = 0; i < rememberedCount; ++i) ask(remembered[i], before, now, expected, elapsed);
   forget();
 }
 

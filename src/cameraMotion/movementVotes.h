@@ -43,6 +43,11 @@ class TrackAges {
   bool isSettled(std::int32_t id) const { return id < beyondThoseSeen.back(); }
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, TrackAges& ages) {
+    archive(ages.beyondThoseSeenNow, ages.beyondThoseSeen, ages.sinceNewest);
+  }
+
   static constexpr double kInterval = 0.1;  // seconds
 
   std::int64_t beyondThoseSeenNow = 0;
@@ -77,6 +82,17 @@ class MovementVotes {
   std::size_t size() const { return agreedCount; }
 
  private:
+  /// What is asked and answered matters within a frame alone.
+  template <class Archive>
+  friend void fields(Archive& archive, MovementVotes& object) {
+    archive(object.ages, object.rememberedCount);
+    archive.require(object.rememberedCount <= kMostVoters, "more tracks than are asked");
+    for (std::uint32_t i = 0; i < object.rememberedCount; ++i) {
+      RememberedTrack& track = object.remembered[i];
+      archive(track.box, track.velocityX, track.velocityY, track.id, track.detectionId);
+    }
+  }
+
   static constexpr std::size_t kMostVoters = 20;
   static constexpr std::size_t kMostVotesOfOne = 8;
 
@@ -98,7 +114,7 @@ class MovementVotes {
 
   TrackAges ages;
   std::array<RememberedTrack, kMostVoters> remembered;
-  std::size_t rememberedCount = 0;
+  std::uint32_t rememberedCount = 0;
   std::array<MovementVoter, kMostVoters> voters;
   std::array<MovementVote, kMostVoters * kMostVotesOfOne> votes;  // voter by voter
   std::array<MovementVote, kMostVoters> agreed;

@@ -1,6 +1,10 @@
 #include "nivra/objectTracker.h"
 
+#include <stdexcept>
+
 namespace nivra {
+
+static std::logic_error noState() { return std::logic_error("This tracker has no state to store"); }
 
 ObjectTracker::~ObjectTracker() = default;
 
@@ -17,5 +21,9 @@ void ObjectTracker::getTracks(std::vector<TrackReport>& reports) const {
 void ObjectTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) const { reports = getDebugTracks(); }
 
 void ObjectTracker::explainTo(Explainer* /*explainer*/) {}
+
+void ObjectTracker::saveState(std::string& /*bytes*/) const { throw noState(); }
+
+std::uint64_t ObjectTracker::configurationDigest() const { throw noState(); }
 
 }  // namespace nivra

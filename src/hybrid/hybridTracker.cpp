@@ -8,6 +8,7 @@
 #include "nivra/explanation.h"
 #include "nivra/reid/reidTracker.h"
 #include "nivra/vanilla/vanillaTracker.h"
+#include "states/trackerState.h"
 
 namespace nivra::hybrid {
 
@@ -90,7 +91,8 @@ bool isAnything(const reid::ObjectTrack&) { return true; }
 
 struct NIVRA_HIDDEN HybridTracker::Body {
   Body(const TrackerParams& params, const LabelAssociations& labelAssociations, MotionTrackerServer* motionServer)
-      : vanillaTracker(params.vanillaParams, labelAssociations, motionServer),
+      : configuration{params, labelAssociations},
+        vanillaTracker(params.vanillaParams, labelAssociations, motionServer),
         reidTracker(params.reidParams, labelAssociations, motionServer) {}
 
   /// The tracks of both, reported in the order of `mergeTracks`.
@@ -106,6 +108,13 @@ struct NIVRA_HIDDEN HybridTracker::Body {
     writer.finish();
   }
 
+  template <class Archive>
+  void fields(Archive& archive) {
+    vanillaTracker.fields(archive);
+    reidTracker.fields(archive);
+  }
+
+  const Configuration<TrackerParams> configuration;
   Relay vanillaRelay{vanillaId};  // before the trackers, which tell them
   Relay reidRelay{reidId};
   vanilla::VanillaTracker vanillaTracker;
@@ -165,6 +174,20 @@ void HybridTracker::explainTo(Explainer* explainer) {
   body->vanillaTracker.explainTo(relayFor(body->vanillaRelay));
   body->reidTracker.explainTo(relayFor(body->reidRelay));
 }
+
+void HybridTracker::saveState(std::string& bytes) const {
+  writeTracker(bytes, TrackerKind::hybrid, body->configuration, *body);
+}
+
+std::uint64_t HybridTracker::configurationDigest() const { return digestOf(TrackerKind::hybrid, body->configuration); }
+
+template <class Archive>
+void HybridTracker::fields(Archive& archive) {
+  body->fields(archive);
+}
+
+template NIVRA_HIDDEN void HybridTracker::fields(StateWriter& archive);
+template NIVRA_HIDDEN void HybridTracker::fields(StateReader& archive);
 
 int getId(const TrackedObjectDetection& track) { return innerId(track); }
 int getId(const internal::DebugTrack& track) { return innerId(track); }

@@ -9,6 +9,7 @@
 #include "reid/frameMatching.h"
 #include "reid/inbetweenSearch.h"
 #include "reid/reidExplaining.h"
+#include "states/trackerState.h"
 
 namespace nivra::reid {
 
@@ -69,7 +70,7 @@ struct FrameMemory {
 struct NIVRA_HIDDEN ReidTracker::Body {
   Body(const TrackerParams& trackerParams, const LabelAssociations& associations, ReidTracker* tracker,
        MotionTrackerServer* motionServer)
-      : params(trackerParams),
+      : configuration{trackerParams, associations},
         memory(params, associations),
         explaining(params),
         cameraMotion(cameraMovedCallback, tracker, motionServer) {}
@@ -83,9 +84,23 @@ struct NIVRA_HIDDEN ReidTracker::Body {
   std::set<std::pair<int, int>> reviveInactive(unsigned long long timestamp);
   void startTrack(const ObjectDetection& detection, unsigned long long timestamp);
 
-  const TrackerParams params;       // every track points at these
-  std::vector<ObjectTrack> tracks;  // oldest first
-  TimeStep step;                    // of the frame before, which most cameras' next frames have as well
+  /// What a stored state holds beside the configuration.
+  template <class Archive>
+  void fields(Archive& archive) {
+    archive.list(
+        tracks, [this] { startTrack(ObjectDetection(), 0); },
+        [&](ObjectTrack& track) {
+          track.releaseDetection();
+          archive(track);
+        });
+    archive(nextId);
+    archive.require(nextId >= 0, "a negative identity");
+  }
+
+  const Configuration<TrackerParams> configuration;
+  const TrackerParams& params = configuration.params;  // every track points at these
+  std::vector<ObjectTrack> tracks;                     // oldest first
+  TimeStep step;  // of the frame before, which most cameras' next frames have as well
   std::int32_t nextId = 0;
   FrameMemory memory;
   ReidExplaining explaining;
@@ -256,6 +271,20 @@ void ReidTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) con
 }
 
 void ReidTracker::explainTo(Explainer* explainer) { body->explaining.tell(explainer); }
+
+void ReidTracker::saveState(std::string& bytes) const {
+  writeTracker(bytes, TrackerKind::reid, body->configuration, *body);
+}
+
+std::uint64_t ReidTracker::configurationDigest() const { return digestOf(TrackerKind::reid, body->configuration); }
+
+template <class Archive>
+void ReidTracker::fields(Archive& archive) {
+  body->fields(archive);
+}
+
+template NIVRA_HIDDEN void ReidTracker::fields(StateWriter& archive);
+template NIVRA_HIDDEN void ReidTracker::fields(StateReader& archive);
 
 const std::vector<ObjectTrack>& ReidTracker::followed() const { return body->tracks; }
 

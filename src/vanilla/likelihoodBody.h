@@ -12,6 +12,7 @@
 #include "nivra/objectTracker.h"
 #include "nivra/timeStep.h"
 #include "nivra/trackerParams.h"
+#include "states/trackerState.h"
 #include "vanilla/likelihoodExplaining.h"
 #include "vanilla/likelihoodMatching.h"
 
@@ -26,9 +27,9 @@ class LikelihoodBody {
   LikelihoodBody(const vanilla::TrackerParams& trackerParams, const LabelAssociations& associations,
                  RuleSection section, WidthFactorLimitOf widthFactorLimitOf, MotionTrackerServer::Callback cameraMoved,
                  void* tracker, MotionTrackerServer* motionServer)
-      : params(trackerParams),
-        matching(params, associations, widthFactorLimitOf),
-        explaining(params, section),
+      : configuration{trackerParams, associations},
+        matching(configuration.params, associations, widthFactorLimitOf),
+        explaining(configuration.params, section),
         cameraMotion(cameraMoved, tracker, motionServer) {}
   // The tracks point at the parameters, and so does the matching.
   LikelihoodBody(const LikelihoodBody&) = delete;
@@ -59,6 +60,7 @@ class LikelihoodBody {
   }
 
   void startTrack(const ObjectDetection& detection, unsigned long long timestamp) {
+    const vanilla::TrackerParams& params = configuration.params;
     // Lent, not copied: no track outlives this body.
     const std::shared_ptr<const KalmanBoxParams> filterParams(std::shared_ptr<void>(), &params.kalmanParams);
     tracks.emplace_back(detection, takeNextId(nextId), timestamp, params, filterParams);
@@ -79,10 +81,21 @@ class LikelihoodBody {
 
   void explainTo(Explainer* explainer) { explaining.tell(explainer); }
 
+  const Configuration<vanilla::TrackerParams>& getConfiguration() const { return configuration; }
+
+  /// What a stored state holds beside the configuration.
+  template <class Archive>
+  void fields(Archive& archive) {
+    archive.list(
+        tracks, [this] { startTrack(ObjectDetection(), 0); }, [&](Track& track) { archive(track); });
+    archive(nextId);
+    archive.require(nextId >= 0, "a negative identity");
+  }
+
   void followCamera(MotionTrackerServer& server) { shiftByCameraMotion(tracks, server, cameraMotion.watch()); }
 
  private:
-  const vanilla::TrackerParams params;
+  const Configuration<vanilla::TrackerParams> configuration;
   std::vector<Track> tracks;  // oldest first
   TimeStep step;
   std::int32_t nextId = 0;

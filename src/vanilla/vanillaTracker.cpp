@@ -74,6 +74,22 @@ void VanillaTracker::getDebugTracks(std::vector<internal::DebugTrack>& reports) 
 
 void VanillaTracker::explainTo(Explainer* explainer) { body->explainTo(explainer); }
 
+void VanillaTracker::saveState(std::string& bytes) const {
+  writeTracker(bytes, TrackerKind::vanilla, body->getConfiguration(), *body);
+}
+
+std::uint64_t VanillaTracker::configurationDigest() const {
+  return digestOf(TrackerKind::vanilla, body->getConfiguration());
+}
+
+template <class Archive>
+void VanillaTracker::fields(Archive& archive) {
+  body->fields(archive);
+}
+
+template NIVRA_HIDDEN void VanillaTracker::fields(StateWriter& archive);
+template NIVRA_HIDDEN void VanillaTracker::fields(StateReader& archive);
+
 const std::vector<ObjectTrack>& VanillaTracker::followed() const { return body->getTracks(); }
 
 void VanillaTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "core/faultReport.h"
@@ -24,6 +25,7 @@ class OverlapNotes {
  public:
   /// Notes where the tracks are. A label without associations is reported as a fault, once for every later track.
   void note(const std::vector<ObjectTrack>& tracks, const LabelTable& labels) {
+    areFound = false;
     overlaps.clear();
     notedTracks.clear();
     std::size_t later = tracks.size();
@@ -36,8 +38,29 @@ class OverlapNotes {
     }
   }
 
-  /// Lists the identities of the tracks, as noted, whose box overlapped that of a track whose label they may take.
-  void findOverlapping(const LabelTable& labels, std::vector<int>& ids) {
+  /// The identities, ascending, of the tracks, as noted, whose box overlapped that of a track whose label they may
+  /// take.
+  const std::vector<int>& overlapping(const LabelTable& labels) {
+    if (!areFound) findOverlapping(labels);
+    areFound = true;
+    return ids;
+  }
+
+  /// A stored state holds what they lead to.
+  template <class Archive>
+  void fields(Archive& archive, const LabelTable& labels) {
+    overlapping(labels);
+    archive(ids);
+    archive.require(isAscending(ids, std::less<>()), "identities that don't ascend");
+  }
+
+ private:
+  struct NotedTrack {
+    int id;
+    std::uint32_t label;
+  };
+
+  void findOverlapping(const LabelTable& labels) {
     ids.assign(notedTracks.size(), 0);  // at first a mark for each track
     overlaps.visitOverlapping(kOverlapThreshold, [&](std::uint32_t a, std::uint32_t b) {
       const LabelTable::Admissible admissible = labels.admissibleTo(notedTracks[a].label);
@@ -51,14 +74,10 @@ class OverlapNotes {
     std::sort(ids.begin(), ids.end());
   }
 
- private:
-  struct NotedTrack {
-    int id;
-    std::uint32_t label;
-  };
-
   OverlapSearch overlaps;
   std::vector<NotedTrack> notedTracks;
+  std::vector<int> ids;
+  bool areFound = false;
 };
 
 }  // namespace
@@ -71,8 +90,18 @@ struct NIVRA_HIDDEN VanillaLowFpsTracker::Body : LikelihoodBody<ObjectTrack> {
             [&](const std::string& label) { return widthFactorLimit(trackerParams, label); }, cameraMovedCallback,
             tracker, motionServer) {}
 
+  bool wasOverlapping(int id) {
+    const std::vector<int>& ids = overlapNotes.overlapping(getLabels());
+    return std::binary_search(ids.begin(), ids.end(), id);
+  }
+
+  template <class Archive>
+  void fields(Archive& archive) {
+    LikelihoodBody::fields(archive);
+    overlapNotes.fields(archive, getLabels());
+  }
+
   OverlapNotes overlapNotes;
-  std::vector<int> overlappingTrackIds;  // keeps its memory from frame to frame
 };
 
 VanillaLowFpsTracker::VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations)
@@ -93,22 +122,15 @@ TrackUpdateResult VanillaLowFpsTracker::update(std::vector<ObjectDetection>& det
 }
 
 void VanillaLowFpsTracker::predict(unsigned long long timestamp) {
-  bool areOverlapsKnown = false;
-  const auto wasOverlapping = [&](int id) {
-    std::vector<int>& ids = body->overlappingTrackIds;
-    if (!areOverlapsKnown) body->overlapNotes.findOverlapping(body->getLabels(), ids);
-    areOverlapsKnown = true;
-    return std::binary_search(ids.begin(), ids.end(), id);
-  };
   predictTracks(body->getTracks(), [&](ObjectTrack& track) {
-    const bool useVelocityNoise = track.isFast() && track.getLabel() != kPersonLabel && !wasOverlapping(track.getId());
+    const bool useVelocityNoise =
+        track.isFast() && track.getLabel() != kPersonLabel && !body->wasOverlapping(track.getId());
     track.predict(timestamp, useVelocityNoise, body->getStep());
   });
 }
 
 std::set<int> VanillaLowFpsTracker::getOverlappingTrackIds() const {
-  std::vector<int> ids;
-  body->overlapNotes.findOverlapping(body->getLabels(), ids);
+  const std::vector<int>& ids = body->overlapNotes.overlapping(body->getLabels());
   return {ids.begin(), ids.end()};
 }
 
@@ -148,6 +170,22 @@ void VanillaLowFpsTracker::getDebugTracks(std::vector<internal::DebugTrack>& rep
 }
 
 void VanillaLowFpsTracker::explainTo(Explainer* explainer) { body->explainTo(explainer); }
+
+void VanillaLowFpsTracker::saveState(std::string& bytes) const {
+  writeTracker(bytes, TrackerKind::lowFps, body->getConfiguration(), *body);
+}
+
+std::uint64_t VanillaLowFpsTracker::configurationDigest() const {
+  return digestOf(TrackerKind::lowFps, body->getConfiguration());
+}
+
+template <class Archive>
+void VanillaLowFpsTracker::fields(Archive& archive) {
+  body->fields(archive);
+}
+
+template NIVRA_HIDDEN void VanillaLowFpsTracker::fields(StateWriter& archive);
+template NIVRA_HIDDEN void VanillaLowFpsTracker::fields(StateReader& archive);
 
 void VanillaLowFpsTracker::cameraMovedCallback(MotionTrackerServer* server, void* userData) {
   if (server == nullptr || userData == nullptr) return;

@@ -3,7 +3,9 @@
 /// @file
 /// People to a re-identification tracker, everything else to a vanilla tracker.
 
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "nivra/export.h"
@@ -36,6 +38,12 @@ class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
   void getTracks(std::vector<TrackReport>& reports) const override;
   void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
   void explainTo(Explainer* explainer) override;
+  void saveState(std::string& bytes) const override;
+  std::uint64_t configurationDigest() const override;
+
+  /// For the factory alone: what a stored state holds beside the configuration.
+  template <class Archive>
+  NIVRA_HIDDEN void fields(Archive& archive);
 
  private:
   struct Body;

@@ -49,6 +49,9 @@ class FeatureGallery {
   float computeMinDistance(const Feature& feature) const;
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, FeatureGallery& gallery);
+
   struct Row {
     std::size_t length;
     float squaredNorm;

@@ -148,6 +148,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// @}
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, ObjectTrack& track);
+
   /// The quantile of the pairwise distances that decides on a revival.
   NIVRA_HIDDEN float reviveDistance(std::vector<float>& distances) const;
 

@@ -118,6 +118,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// @}
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, ObjectTrack& track);
+
   std::int32_t id;
   std::int32_t lastDetectionId;
   KalmanBoxFilter boxFilter;

@@ -4,8 +4,10 @@
 /// The vanilla tracker: motion and box size only.
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "nivra/associationCandidate.h"
@@ -42,6 +44,8 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
   void getTracks(std::vector<TrackReport>& reports) const override;
   void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
   void explainTo(Explainer* explainer) override;
+  void saveState(std::string& bytes) const override;
+  std::uint64_t configurationDigest() const override;
 
   /// @name The steps of one frame, in their order
   /// @{
@@ -64,6 +68,10 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
 
   /// For the hybrid tracker alone: the tracks themselves.
   NIVRA_HIDDEN const std::vector<ObjectTrack>& followed() const;
+
+  /// For the factory alone: what a stored state holds beside the configuration.
+  template <class Archive>
+  NIVRA_HIDDEN void fields(Archive& archive);
 
  private:
   struct Body;

@@ -80,6 +80,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// @}
 
  private:
+  template <class Archive>
+  friend void fields(Archive& archive, ObjectTrack& track);
+
   NIVRA_HIDDEN std::array<float, 4> processNoiseFactors(bool useVelocityNoise) const;
   NIVRA_HIDDEN void addVehicleBonus();
 

@@ -3,8 +3,10 @@
 /// @file
 /// The vanilla tracker for cameras that deliver frames rarely.
 
+#include <cstdint>
 #include <memory>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "nivra/associationCandidate.h"
@@ -42,6 +44,8 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   void getTracks(std::vector<TrackReport>& reports) const override;
   void getDebugTracks(std::vector<internal::DebugTrack>& reports) const override;
   void explainTo(Explainer* explainer) override;
+  void saveState(std::string& bytes) const override;
+  std::uint64_t configurationDigest() const override;
 
   void predict(unsigned long long timestamp);
   std::vector<AssociationCandidate> associate(const std::vector<ObjectDetection>& detections);
@@ -53,6 +57,10 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
 
   /// Identities of the tracks found overlapping at the latest `update`.
   std::set<int> getOverlappingTrackIds() const;
+
+  /// For the factory alone: what a stored state holds beside the configuration.
+  template <class Archive>
+  NIVRA_HIDDEN void fields(Archive& archive);
 
  private:
   struct Body;
