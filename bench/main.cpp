@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   nivra::bench::registerFilters();
   nivra::bench::registerStreams();
   nivra::bench::registerCameraMotion();
+  nivra::bench::registerStates();
   if (!nivra::bench::registerSequences()) return 1;
   benchmark::RunSpecifiedBenchmarks();
   return 0;

@@ -94,6 +94,11 @@ def targets(results):
             0.15)
         add(f"camera motion, {size} objects: allocations per frame",
             results.value(f"cameraMotion/{size}", "allocations_per_frame"), 0)
+    for tracker in TRACKERS:
+        add(f"{tracker}: kB of a state of 100 tracks", results.value(f"saveState/{tracker}/0", "bytes") * 1e-3, 40)
+        add(f"{tracker}: µs to store it", results.value(f"saveState/{tracker}/0", "real_time") * 1e-3, 50)
+        add(f"{tracker}: µs to take it up", results.value(f"restoreTracker/{tracker}/0", "real_time") * 1e-3, 50)
+    add("reid, galleries of 50 x 128 numbers: state / galleries", results.value("saveState/reid/128", "ratio"), 1.05)
     add("stream of crowds, vanilla: ns per detection", results.value("stream/crowd/vanilla", "ns_per_detection"), 1000)
     for tracker in ("reid", "hybrid"):
         add(f"stream with features, {tracker}: time / (update + parsing)",
@@ -142,6 +147,12 @@ def details(results):
     rows = [[name.replace("/", ", ") + ", 100 objects", results.value(name, "real_time") * 1e-3]
             for name in sorted(reports)]
     parts.append("Reports:\n\n" + table(["", "µs"], rows))
+    names = [name.removeprefix("saveState/") for name in results.runs if name.startswith("saveState/")]
+    rows = [[name.replace("/0", "").replace("/", ", ") + (" numbers" if name.endswith("128") else ""),
+             results.value(f"saveState/{name}", "bytes") * 1e-3] +
+            [results.value(f"{what}/{name}", "real_time") * 1e-3 for what in ("saveState", "restoreTracker")]
+            for name in sorted(names)]
+    parts.append("Stored states of 100 tracks:\n\n" + table(["", "kB", "µs to store", "µs to take up"], rows))
     filters = [name for name in results.runs if re.match(r"(Kalman|Attribute)", name)]
     parts.append("Filters:\n\n" + table(["", "ns"], [[name.replace("/", ", "), results.value(name, "real_time")]
                                                      for name in sorted(filters)]))
