@@ -10,12 +10,12 @@
 #include <utility>
 
 #include "hostkit/errors.h"
+#include "hostkit/evaluation/inputs.h"
 #include "hostkit/evaluation/parallel.h"
+#include "hostkit/evaluation/sequenceMatching.h"
 #include "hostkit/files/byteSource.h"
 #include "hostkit/files/textFile.h"
-#include "hostkit/formats/formats.h"
 #include "hostkit/formats/identities.h"
-#include "hostkit/formats/motChallenge.h"
 
 namespace nivra::hostkit {
 
@@ -26,35 +26,6 @@ namespace fs = std::filesystem;
 bool isFolder(const fs::path& path) {
   std::error_code ignored;
   return fs::is_directory(path, ignored);
-}
-
-std::vector<IdentifiedSequence> readIdentities(const std::string& path, const Format* format,
-                                               const ReadSettings& settings) {
-  const Format& known = format != nullptr ? *format : recogniseFormat(path);
-  if (known.readIdentities == nullptr) {
-    throw FileError(fmt::format("{} is read as {}, which has no identities", shownName(path), known.name));
-  }
-  return known.readIdentities(path, settings);
-}
-
-/// The files of a folder by the names of their sequences; folders that are no sequences, and files of no format, are
-/// passed over.
-std::map<std::string, fs::path> sequencesIn(const fs::path& folder) {
-  std::map<std::string, fs::path> found;
-  std::error_code fault;
-  for (fs::directory_iterator entry(folder, fault), end; !fault && entry != end; entry.increment(fault)) {
-    const fs::path& path = entry->path();
-    const bool isFile = isRegularFile(path.string());
-    const bool isSequence = isFile ? formatOfFileName(path.string()) != nullptr : truthFileOf(path).has_value();
-    if (!isSequence || path.filename().string().front() == '.') continue;
-    const auto [other, isNew] = found.emplace(nameOf(path), path);
-    if (!isNew) {
-      const auto& [first, second] = std::minmax(other->second, path);
-      throw FileError(fmt::format("{} and {} are both called {}", first.string(), second.string(), other->first));
-    }
-  }
-  if (fault) throw FileError(fmt::format("{}: {}", folder.string(), fault.message()));
-  return found;
 }
 
 /// A list in a sentence.
@@ -109,62 +80,18 @@ class TrackSource {
 
 /// A sequence and what each tracker makes of it.
 struct Contest {
-  std::string name;
-  std::string path;  // of the truth; empty when it has been read
-  IdentifiedSequence truth = {};
+  explicit Contest(TruthSource truthSource) : source(std::move(truthSource)) {}
+
+  const std::string& name() const { return source.name; }
+  const IdentifiedSequence& truth() const { return source.sequence; }
+
+  TruthSource source;
   Preprocessing preprocessing = Preprocessing::none;
   std::vector<int> frames = {};                    // of the truth, in which there is anybody
   std::vector<Truth> truths = {};                  // one for each class
   std::vector<bool> takesPart = {};                // tracker by tracker
   std::vector<std::vector<Figures>> figures = {};  // of each tracker, class by class
 };
-
-/// Whether a row is of a class, of which an empty one stands for all.
-bool isOf(const std::string& category, const IdentifiedSequence& sequence, const IdentifiedRow& row) {
-  if (category.empty()) return true;
-  return row.label != IdentifiedRow::kNone && sequence.labels[static_cast<std::size_t>(row.label)] == category;
-}
-
-/// The frames in which there is anybody, ascending: others would cost memory and change nothing.
-std::vector<int> occupiedFrames(const IdentifiedSequence& sequence) {
-  std::vector<int> frames;
-  for (const IdentifiedRow& each : sequence.rows) {
-    if (frames.empty() || frames.back() != each.frame) frames.push_back(each.frame);
-  }
-  return frames;
-}
-
-Truth truthOf(const IdentifiedSequence& sequence, Preprocessing preprocessing, const std::string& category) {
-  TruthFrames frames;
-  int last = 0;
-  for (const IdentifiedRow& each : sequence.rows) {
-    if (std::exchange(last, each.frame) != each.frame) frames.emplace_back();
-    if (isOf(category, sequence, each)) frames.back().push_back({each.identified, roleOf(each, preprocessing)});
-  }
-  return Truth(frames);
-}
-
-/// The frames of the truth, and behind them those in which there are tracks alone: their boxes are false, whenever.
-/// Tracks without labels may be of any class.
-TrackFrames tracksOf(const IdentifiedSequence& sequence, const std::vector<int>& truthFrames,
-                     const std::string& category) {
-  const bool takesAll = sequence.labels.empty();
-  TrackFrames frames(truthFrames.size());
-  auto truthFrame = truthFrames.begin();
-  int last = 0;
-  for (const IdentifiedRow& each : sequence.rows) {
-    truthFrame = std::lower_bound(truthFrame, truthFrames.end(), each.frame);
-    const bool isOfTruth = truthFrame != truthFrames.end() && *truthFrame == each.frame;
-    if (std::exchange(last, each.frame) != each.frame && !isOfTruth) frames.emplace_back();
-    auto& frame = isOfTruth ? frames[static_cast<std::size_t>(truthFrame - truthFrames.begin())] : frames.back();
-    if (takesAll || isOf(category, sequence, each)) frame.push_back(each.identified);
-  }
-  return frames;
-}
-
-int lengthOf(const IdentifiedSequence& sequence) {
-  return std::max(sequence.frameCount, sequence.rows.empty() ? 0 : sequence.rows.back().frame);
-}
 
 class EvaluationRun {
  public:
@@ -203,27 +130,16 @@ class EvaluationRun {
   }
 
   void findTruths() {
-    if (isFolder(options.truth) && !truthFileOf(options.truth)) {
-      for (const auto& [name, path] : sequencesIn(options.truth)) contests.push_back({name, path.string()});
-      if (contests.empty())
-        throw FileError(
-            fmt::format("no truth in {}: neither sequence folders with gt/gt.txt nor files", options.truth));
-    } else {
-      for (IdentifiedSequence& each : readIdentities(options.truth, formatOfTruth(options.truth), options.read)) {
-        contests.push_back({each.name, "", std::move(each)});
-      }
+    for (TruthSource& each : hostkit::findTruths(options.truth, options.truthFormat, options.read)) {
+      contests.emplace_back(std::move(each));
     }
     isOnly = contests.size() == 1;
-  }
-
-  const Format* formatOfTruth(const std::string& path) const {
-    return truthFileOf(path) ? &kMotChallenge : options.truthFormat;
   }
 
   /// Leaves those that take part.
   void chooseSequences() {
     for (const std::string& each : options.sequences) {
-      const auto isIt = [&](const Contest& contest) { return contest.name == each; };
+      const auto isIt = [&](const Contest& contest) { return contest.name() == each; };
       if (std::none_of(contests.begin(), contests.end(), isIt)) {
         throw FileError(fmt::format("no truth of a sequence {} in {}", each, shownName(options.truth)));
       }
@@ -232,12 +148,12 @@ class EvaluationRun {
     std::vector<Contest> chosen;
     for (Contest& contest : contests) {
       const auto& wanted = options.sequences;
-      const bool isWanted = std::find(wanted.begin(), wanted.end(), contest.name) != wanted.end();
+      const bool isWanted = std::find(wanted.begin(), wanted.end(), contest.name()) != wanted.end();
       if (!wanted.empty() && !isWanted) continue;
-      for (const TrackSource& each : sources) contest.takesPart.push_back(each.has(contest.name, isOnly));
+      for (const TrackSource& each : sources) contest.takesPart.push_back(each.has(contest.name(), isOnly));
       const auto& takesPart = contest.takesPart;
       if (std::find(takesPart.begin(), takesPart.end(), true) == takesPart.end()) {
-        without.push_back(contest.name);
+        without.push_back(contest.name());
       } else {
         chosen.push_back(std::move(contest));
       }
@@ -255,7 +171,7 @@ class EvaluationRun {
   void warnOfMissing(std::size_t tracker) const {
     std::vector<std::string> missing;
     for (const Contest& each : contests) {
-      if (!each.takesPart[tracker]) missing.push_back(each.name);
+      if (!each.takesPart[tracker]) missing.push_back(each.name());
     }
     if (missing.size() == contests.size()) {
       throw FileError(fmt::format("{} has no tracks of {}", sources[tracker].name, listed(missing)));
@@ -277,23 +193,19 @@ class EvaluationRun {
   }
 
   void readTruth(Contest& contest, const ReadSettings& settings) const {
-    if (!contest.path.empty()) {
-      auto all = readIdentities(contest.path, formatOfTruth(contest.path), settings);
-      if (all.size() > 1) throw FileError(fmt::format("{} holds several cameras", contest.path));
-      if (!all.empty()) contest.truth = std::move(all.front());
-    }
+    contest.source.read(options.truthFormat, settings);
     const bool byClass = !options.classes.empty();
     contest.preprocessing =
-        options.preprocessing.value_or(byClass ? Preprocessing::none : usualPreprocessing(contest.truth));
+        options.preprocessing.value_or(byClass ? Preprocessing::none : usualPreprocessing(contest.truth()));
   }
 
   void leaveOutUnfit() {
     std::vector<std::string> unfit;
     const auto isUnfit = [&](const Contest& each) {
-      return each.preprocessing != Preprocessing::none && !hasPedestrianClasses(each.truth);
+      return each.preprocessing != Preprocessing::none && !hasPedestrianClasses(each.truth());
     };
     for (const Contest& each : contests) {
-      if (isUnfit(each)) unfit.push_back(each.name);
+      if (isUnfit(each)) unfit.push_back(each.name());
     }
     if (unfit.empty()) return;
     const auto what = fmt::format("the truth of {} has no classes to preprocess by", listed(unfit));
@@ -305,7 +217,7 @@ class EvaluationRun {
   void requireClasses() const {
     std::set<std::string> labels;
     for (const Contest& contest : contests) {
-      labels.insert(contest.truth.labels.begin(), contest.truth.labels.end());
+      labels.insert(contest.truth().labels.begin(), contest.truth().labels.end());
     }
     for (const std::string& each : options.classes) {
       if (labels.count(each) > 0) continue;
@@ -316,25 +228,18 @@ class EvaluationRun {
   }
 
   void prepare(Contest& contest) const {
-    contest.frames = occupiedFrames(contest.truth);
+    contest.frames = occupiedFrames(contest.truth());
     for (const std::string& each : classes)
-      contest.truths.push_back(truthOf(contest.truth, contest.preprocessing, each));
+      contest.truths.emplace_back(truthFramesOf(contest.truth(), contest.preprocessing, each));
     contest.figures.resize(sources.size());
   }
 
   void evaluate(Contest& contest, std::size_t tracker, const ReadSettings& settings) const {
     if (!contest.takesPart[tracker]) return;
-    const IdentifiedSequence tracks = sources[tracker].read(contest.name, isOnly, settings);
-    if (contest.truth.frameCount > 0) requireFramesWithin(tracks, contest.truth.frameCount);
-    if (tracks.inPixels != contest.truth.inPixels && !tracks.rows.empty() && !contest.truth.rows.empty()) {
-      throw FileError(fmt::format("of the truth and the tracks of {}, only {} in pixels: give --picture WxH",
-                                  contest.name, tracks.inPixels ? "those are" : "that is"));
-    }
-    const double length = std::max(lengthOf(contest.truth), lengthOf(tracks));
+    const IdentifiedSequence tracks = sources[tracker].read(contest.name(), isOnly, settings);
     for (std::size_t i = 0; i < classes.size(); ++i) {
-      Figures figures = hostkit::evaluate(contest.truths[i], tracksOf(tracks, contest.frames, classes[i]));
-      if (figures.clear.frames > 0.0) figures.clear.frames = length;
-      contest.figures[tracker].push_back(figures);
+      contest.figures[tracker].push_back(
+          hostkit::evaluate(contest.truth(), contest.truths[i], contest.frames, tracks, classes[i]));
     }
   }
 
@@ -350,7 +255,8 @@ class EvaluationRun {
           if (!contest.takesPart[tracker]) continue;
           const Figures& figures = contest.figures[tracker][category];
           all[tracker] += figures;
-          EvaluationRow row = {sources[tracker].name, classes[category], contest.name, contest.preprocessing, figures};
+          EvaluationRow row = {sources[tracker].name, classes[category], contest.name(), contest.preprocessing,
+                               figures};
           if (tracker > 0 && contest.takesPart[0]) row.reference = first;
           evaluation.rows.push_back(std::move(row));
         }

@@ -86,7 +86,7 @@ std::vector<FrameMatching> matchBoxes(const Truth& truth, const TrackFrames& tra
   const Clear ignored(truth.compare(tracks, &leftOut), &matchings);
   for (std::size_t frame = 0; frame < matchings.size(); ++frame) {
     FrameMatching& matching = matchings[frame];
-    const std::size_t truthCount = truth.boxCount(frame);
+    const std::size_t truthCount = frame < truth.frameCount() ? truth.boxCount(frame) : 0;
     const auto truths = positionsOf(truthCount, [&](std::size_t i) { return truth.isCounted(frame, i); });
     const std::size_t trackCount = leftOut[frame].size();
     const auto positions = positionsOf(trackCount, [&](std::size_t i) { return !leftOut[frame][i]; });

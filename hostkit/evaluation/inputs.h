@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "hostkit/formats/format.h"
+#include "hostkit/formats/identities.h"
+
+namespace nivra::hostkit {
+
+/// @param format Told from what the input holds if null.
+/// @throws FileError when the input cannot be read, or has no identities.
+std::vector<IdentifiedSequence> readIdentities(const std::string& path, const Format* format,
+                                               const ReadSettings& settings);
+
+/// The files of a folder by the names of their sequences; folders that are no sequences, and files of no format, are
+/// passed over.
+/// @throws FileError when the folder cannot be read, or two of them have one name.
+std::map<std::string, std::filesystem::path> sequencesIn(const std::filesystem::path& folder);
+
+/// The truth of one sequence, which may be still to be read.
+struct TruthSource {
+  std::string name;
+  std::string path;  // empty when it has been read
+  IdentifiedSequence sequence = {};
+
+  /// Reads it, unless that has been done.
+  /// @throws FileError when it cannot be read, or holds several cameras.
+  void read(const Format* format, const ReadSettings& settings);
+};
+
+/// The truths of a file, of a sequence folder, or of a folder of either.
+/// @param format Told from what the inputs hold if null.
+/// @throws FileError when there is none, or it cannot be read.
+std::vector<TruthSource> findTruths(const std::string& path, const Format* format, const ReadSettings& settings);
+
+}  // namespace nivra::hostkit
