@@ -384,17 +384,28 @@ std::vector<IdentifiedSequence> readIdentities(const std::string& path, const Re
   return {nobody};
 }
 
-/// Whether the first line has names, of which at least two are known.
-bool beginsWithNames(std::string_view beginning) {
+/// What the first line names; nothing if it is no line of names.
+std::optional<Layout> layoutOf(std::string_view beginning) {
   const std::string_view line = firstLineOf(beginning);
-  if (line.empty() || line.front() == '{' || line.front() == '[') return false;
+  if (line.empty() || line.front() == '{' || line.front() == '[') return std::nullopt;
   try {
     const std::filesystem::path unnamed;
-    const Layout layout(fieldsOf(Columns(unnamed, 0, line, separatorOf(line))));
-    return std::count_if(layout.at.begin(), layout.at.end(), [](const auto& each) { return each.has_value(); }) >= 2;
+    return Layout(fieldsOf(Columns(unnamed, 0, line, separatorOf(line))));
   } catch (const FileError&) {  // quotes that are none
-    return false;
+    return std::nullopt;
   }
+}
+
+/// Whether the first line has names, of which at least two are known.
+bool beginsWithNames(std::string_view beginning) {
+  const auto layout = layoutOf(beginning);
+  if (!layout) return false;
+  return std::count_if(layout->at.begin(), layout->at.end(), [](const auto& each) { return each.has_value(); }) >= 2;
+}
+
+bool holdsIdentities(std::string_view beginning) {
+  const auto layout = layoutOf(beginning);
+  return layout && layout->has(identity);
 }
 
 std::unique_ptr<Reader> openCsv(const std::string& path, const ReadSettings& settings) {
@@ -408,6 +419,7 @@ const Format kCsv = [] {
   format.extensions = {".csv"};
   format.outputExtension = ".csv";
   format.trackHeader = "camera,frame,timestamp_ns,id,label,score,confident,left,top,width,height\n";
+  format.holdsIdentities = holdsIdentities;
   format.readIdentities = readIdentities;
   return format;
 }();

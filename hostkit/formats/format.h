@@ -114,6 +114,9 @@ struct Format {
   bool holdsLabels = false;     // of detections
   bool holdsMotion = false;     // of the camera, among detections
 
+  /// Whether boxes have identities in a text of which this is the beginning. Null if they never have.
+  bool (*holdsIdentities)(std::string_view beginning) = nullptr;
+
   /// The sequences of an input whose boxes have identities: tracks or truth. Null if it isn't read so.
   std::vector<IdentifiedSequence> (*readIdentities)(const std::string& path, const ReadSettings& settings) = nullptr;
 };

@@ -84,6 +84,10 @@ const Format& recogniseFormat(const std::string& path) {
   throw FileError(fmt::format("{} is of no known format; --from says which one it is", path));
 }
 
+bool holdsTracks(const std::string& path, const Format& format) {
+  return format.holdsIdentities != nullptr && isRegularFile(path) && format.holdsIdentities(readFile(path, kBeginning));
+}
+
 const Format* formatOfFileName(const std::string& path) {
   std::filesystem::path name = path;
   if (name.extension() == ".gz") name = name.stem();

@@ -27,6 +27,10 @@ const Format* formatLooking(std::string_view beginning);
 /// @throws FileError when the input cannot be read or is of no known format.
 const Format& recogniseFormat(const std::string& path);
 
+/// Whether a file holds tracks, and not detections, as far as its beginning tells.
+/// @throws FileError when it cannot be read.
+bool holdsTracks(const std::string& path, const Format& format);
+
 /// The format whose files have names that end so; null if there is none. An ending ".gz" is passed over.
 const Format* formatOfFileName(const std::string& path);
 

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,17 +31,32 @@ struct IdentifiedRow {
   int label = kNone;     // in `IdentifiedSequence::labels`
   int category = kNone;  // the label's number, where labels have numbers
 
+  // Of a track, as far as the input tells.
+  std::optional<float> score = std::nullopt;  // percent
+  bool seen = true;                           // it took a detection
+  bool confident = true;
+
   static constexpr int kNone = -1;
+};
+
+/// An identity that an older one took the place of.
+struct IdentityMerge {
+  int frame = 0;  // from 1
+  std::int64_t absorbed = 0;
+  std::int64_t into = 0;
 };
 
 /// Tracks or truth of a camera.
 struct IdentifiedSequence {
   std::string name;
   std::filesystem::path file;
-  int frameCount = 0;    // 0 if nothing tells it
-  bool inPixels = true;  // of a picture; else the picture is 2 wide and 2 high
+  int frameCount = 0;                       // 0 if nothing tells it
+  bool inPixels = true;                     // of a picture; else the picture is 2 wide and 2 high
+  std::optional<PictureSize> picture;       // if the input tells it
+  std::map<int, std::uint64_t> timestamps;  // ns, of the frames whose time is told
   std::vector<std::string> labels;
   std::vector<IdentifiedRow> rows;
+  std::vector<IdentityMerge> merges;  // by frame
 
   /// The place of a label, which is added if it is new.
   int placeOf(const std::string& label);

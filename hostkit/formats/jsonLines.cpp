@@ -442,6 +442,9 @@ class JsonLinesReader final : public Reader {
 
 bool beginsWithObject(std::string_view beginning) { return beginsWith('{', beginning); }
 
+/// A quote inside of a text has a backslash before it, so that only a field can be called so.
+bool holdsIdentities(std::string_view beginning) { return beginning.find(R"("tracks":)") != std::string_view::npos; }
+
 std::unique_ptr<Reader> readJsonLines(const std::string& path, const ReadSettings& settings) {
   return std::make_unique<JsonLinesReader>(path, settings);
 }
@@ -461,6 +464,7 @@ const Format kJsonLines = [] {
   format.holdsNotices = true;
   format.holdsLabels = true;
   format.holdsMotion = true;
+  format.holdsIdentities = holdsIdentities;
   format.readIdentities = readJsonIdentities;
   return format;
 }();

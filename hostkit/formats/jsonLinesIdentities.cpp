@@ -24,28 +24,45 @@ namespace {
 struct LineFields : JsonLineHead {
   std::optional<dom::element> tracks;
   std::optional<dom::element> detections;
+  std::optional<dom::element> merged;
 };
 
-constexpr std::array<JsonField<LineFields>, 5> kLineFields = {{
+constexpr std::array<JsonField<LineFields>, 6> kLineFields = {{
     kCameraField<LineFields>,
     kTimestampField<LineFields>,
     kPictureField<LineFields>,
     {"tracks", [](dom::element value, const JsonPlace&, LineFields& line) { line.tracks = value; }},
     {"detections", [](dom::element value, const JsonPlace&, LineFields& line) { line.detections = value; }},
+    {"merged", [](dom::element value, const JsonPlace&, LineFields& line) { line.merged = value; }},
 }};
 
 struct TrackFields {
   std::optional<std::int64_t> id;
   std::optional<std::array<double, 4>> edges;
   std::optional<std::string_view> label;
+  std::optional<double> score;
+  bool seen = false;
+  bool confident = true;
 };
 
-constexpr std::array<JsonField<TrackFields>, 3> kTrackFields = {{
+/// What only shows of a track, and is passed over where it is anything else.
+template <auto member, class Value>
+void readIfFitting(dom::element value, TrackFields& track) {
+  Value read{};
+  if (value.get(read) == simdjson::SUCCESS) track.*member = read;
+}
+
+constexpr std::array<JsonField<TrackFields>, 6> kTrackFields = {{
     {"id", readNumber<&TrackFields::id, kIdentities>},
     {"box", [](dom::element value, const JsonPlace& place,
                TrackFields& track) { track.edges = numbersOf<double, 4>(value, kCoordinates, place); }},
     {"label",
      [](dom::element value, const JsonPlace& place, TrackFields& track) { track.label = stringOf(value, place); }},
+    {"score", [](dom::element value, const JsonPlace&,
+                 TrackFields& track) { readIfFitting<&TrackFields::score, double>(value, track); }},
+    {"confident", [](dom::element value, const JsonPlace&,
+                     TrackFields& track) { readIfFitting<&TrackFields::confident, bool>(value, track); }},
+    {"detection", [](dom::element, const JsonPlace&, TrackFields& track) { track.seen = true; }},
 }};
 
 /// @param edges Left, top, right, bottom; y grows upward unless they are in pixels.
@@ -73,6 +90,9 @@ class Cameras {
     IdentifiedSequence& sequence = camera.sequence;
     if (sequence.rows.empty()) sequence.inPixels = inPixels;
     const int frame = numberOf(fields, camera, whole);
+    if (fields.picture) sequence.picture = fields.picture;
+    if (fields.timestamp) sequence.timestamps[frame] = *fields.timestamp;
+    if (fields.merged) addMerges(*fields.merged, JsonPlace(whole, "merged"), frame, sequence.merges);
     const JsonPlace place(whole, name);
     std::size_t index = 0;
     for (const dom::element each : arrayOf(*list, place)) {
@@ -92,6 +112,7 @@ class Cameras {
     if (cameras.empty()) cameraOf(usualName());
     for (Camera& each : cameras) {
       each.sequence.frameCount = each.frames;
+      takeUntoldAsSeen(each.sequence.rows);
       finishIdentities(each.sequence);
       sequences.push_back(std::move(each.sequence));
     }
@@ -104,6 +125,12 @@ class Cameras {
     FrameNumbering numbering;
     int frames = 0;
   };
+
+  /// Of tracks that never name a detection, nobody knows when they took one.
+  static void takeUntoldAsSeen(std::vector<IdentifiedRow>& rows) {
+    const bool isTold = std::any_of(rows.begin(), rows.end(), [](const IdentifiedRow& row) { return row.seen; });
+    for (IdentifiedRow& each : rows) each.seen = each.seen || !isTold;
+  }
 
   std::string usualName() const { return nameOf(std::filesystem::path(file)); }
 
@@ -129,6 +156,14 @@ class Cameras {
     }
   }
 
+  static void addMerges(dom::element list, const JsonPlace& place, int frame, std::vector<IdentityMerge>& merges) {
+    std::size_t index = 0;
+    for (const dom::element each : arrayOf(list, place)) {
+      const auto [absorbed, into] = numbersOf<std::int64_t, 2>(each, kIdentities, JsonPlace(place, index++));
+      merges.push_back({frame, absorbed, into});
+    }
+  }
+
   static IdentifiedRow trackOf(dom::element element, const JsonPlace& place, IdentifiedSequence& sequence) {
     TrackFields fields;
     readFields(objectOf(element, place), place, kTrackFields, fields);
@@ -137,6 +172,9 @@ class Cameras {
     IdentifiedRow row;
     row.identified = {boxOf(*fields.edges, sequence.inPixels, JsonPlace(place, "box")), *fields.id};
     if (fields.label) row.label = sequence.placeOf(std::string(*fields.label));
+    if (fields.score) row.score = static_cast<float>(*fields.score);
+    row.seen = fields.seen;
+    row.confident = fields.confident;
     return row;
   }
 

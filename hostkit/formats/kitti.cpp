@@ -155,6 +155,7 @@ const Format kKitti = [] {
   Format format{"kitti", "KITTI", looksLikeKitti, openKitti, writeTracks};
   format.outputExtension = format.frameExtension = ".txt";
   format.holdsOneCamera = true;
+  format.holdsIdentities = [](std::string_view beginning) { return isOfTracking(firstLineOf(beginning)); };
   format.readIdentities = readIdentities;
   return format;
 }();

@@ -162,6 +162,15 @@ bool beginsWithColumns(std::string_view beginning) {
          line.find(',') != std::string_view::npos;
 }
 
+/// Detections have -1 in the place of an identity.
+bool holdsIdentities(std::string_view beginning) {
+  const std::filesystem::path unnamed;
+  Columns columns(unnamed, 0, firstLineOf(beginning), ',');
+  columns.nextText("frame");
+  const auto identity = columns.done() ? std::nullopt : parseNumber(columns.nextText("id"), kCoordinates);
+  return identity && *identity >= 0.0;
+}
+
 std::unique_ptr<Reader> openMotChallenge(const std::string& path, const ReadSettings& settings) {
   return std::make_unique<SequenceReader>(nameOf(path), readMotChallenge(path, settings));
 }
@@ -215,6 +224,7 @@ const Format kMotChallenge = [] {
   format.writesFolders = true;
   format.answersInKind = true;
   format.holdsOneCamera = true;
+  format.holdsIdentities = holdsIdentities;
   format.readIdentities = readIdentities;
   return format;
 }();

@@ -2,6 +2,11 @@
 
 namespace nivra::hostkit {
 
+bool hasArea(const PixelBox& box) {
+  constexpr double kLeast = 0.0005;  // that thousandths tell from 0
+  return box.width >= kLeast && box.height >= kLeast;
+}
+
 Position toNormalised(Position pixels, PictureSize picture) {
   return {2.0 * pixels.x / picture.width - 1.0, 1.0 - 2.0 * pixels.y / picture.height};
 }

@@ -27,6 +27,9 @@ struct PixelBox {
   double height = 0.0;
 };
 
+/// Whether there is anything of a box that ended at the border of the picture.
+bool hasArea(const PixelBox& box);
+
 Position toNormalised(Position pixels, PictureSize picture);
 Position toPixels(Position normalised, PictureSize picture);
 

@@ -9,16 +9,6 @@
 
 namespace nivra::hostkit {
 
-namespace {
-
-/// Boxes end at the border of the picture, so that nothing is left of those outside.
-bool hasArea(const PixelBox& box) {
-  constexpr double kLeast = 0.0005;  // that thousandths tell from 0
-  return box.width >= kLeast && box.height >= kLeast;
-}
-
-}  // namespace
-
 void TrackRowWriter::frame(const Frame& frame, const FrameTracks& result, TextBuffer& lines) {
   Camera& camera = cameraOf(frame);
   if (!frame.picture) throw UsageError(fmt::format("{} files are in pixels: give --picture WxH", format.title));
