@@ -43,6 +43,19 @@ std::size_t digitsIn(std::string_view text) {
 
 }  // namespace
 
+void appendBase64(TextBuffer& text, std::string_view bytes) {
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::string_view group = bytes.substr(at, 3);
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+      bits = bits << 8U | (i < group.size() ? static_cast<unsigned char>(group[i]) : 0U);
+    }
+    for (std::size_t i = 0; i < kGroup; ++i) {
+      text += i <= group.size() ? kDigits[bits >> (18 - 6 * i) & 0x3FU] : '=';
+    }
+  }
+}
+
 std::optional<std::size_t> sizeFromBase64(std::string_view text) {
   const std::size_t digits = digitsIn(text);
   const bool isPadded = digits < text.size();

@@ -4,7 +4,12 @@
 #include <optional>
 #include <string_view>
 
+#include "hostkit/text/textBuffer.h"
+
 namespace nivra::hostkit {
+
+/// Appends bytes in the base64 of RFC 4648, with padding.
+void appendBase64(TextBuffer& text, std::string_view bytes);
 
 /// How many bytes a text in the base64 of RFC 4648 stands for, with padding or without; nothing if it has not the
 /// length of any.

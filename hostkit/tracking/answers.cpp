@@ -46,14 +46,19 @@ LabelAssociations associationsOf(const AnswerOptions& options, const std::option
 }
 
 Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& trackerRecipe, LabelAssociations associations,
-                 const Format& format, bool isFile)
+                 std::unique_ptr<TrackWriter> trackWriter, bool isFile)
     : options(answerOptions),
       recipe(trackerRecipe),
       policy(policyOf(options.report, isFile)),
       settings(settingsOf(options, std::move(associations), isFile)),
       cameras(recipe, settings),
-      writer(format.writeTracks({options.read.frameRate, std::nullopt, options.debug})),
+      writer(std::move(trackWriter)),
       reporting(policy, options.report.delay, *writer) {}
+
+Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& trackerRecipe, LabelAssociations associations,
+                 const Format& format, bool isFile)
+    : Answers(answerOptions, trackerRecipe, std::move(associations),
+              format.writeTracks({answerOptions.read.frameRate, std::nullopt, answerOptions.debug}), isFile) {}
 
 void Answers::foresee(Record& record) {
   now = Cameras::Clock::now();

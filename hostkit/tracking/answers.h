@@ -45,8 +45,13 @@ class Answers {
   };
 
   /// @param options Outlives this object, as does the recipe.
+  /// @param writer Takes what comes of the records.
   /// @param isFile Whether all records are known before any is answered.
   /// @throws UsageError when such a stream can't be answered as the options want it.
+  Answers(const AnswerOptions& options, const TrackerRecipe& recipe, LabelAssociations associations,
+          std::unique_ptr<TrackWriter> writer, bool isFile);
+
+  /// Likewise in a format.
   Answers(const AnswerOptions& options, const TrackerRecipe& recipe, LabelAssociations associations,
           const Format& format, bool isFile = false);
 

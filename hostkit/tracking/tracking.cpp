@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <utility>
 
 #include "hostkit/errors.h"
@@ -69,11 +70,11 @@ std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, co
 class Run {
  public:
   Run(const TrackOptions& trackOptions, const TrackerRecipe& recipe, const TrackInput& trackInput,
-      const Format& outputFormat, Output& trackOutput, Summary& totals, std::ostream& messages)
+      std::unique_ptr<TrackWriter> writer, Output& trackOutput, Summary& totals, std::ostream& messages)
       : options(trackOptions),
         input(trackInput),
         settings(trackOptions.read),
-        answers(options, recipe, associationsOf(options, knownLabels(options, input)), outputFormat,
+        answers(options, recipe, associationsOf(options, knownLabels(options, input)), std::move(writer),
                 canBeReadTwice(input.path)),
         output(trackOutput),
         summary(totals),
@@ -247,6 +248,18 @@ void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, b
 
 }  // namespace
 
+std::string trackInput(const TrackInput& input, const TrackOptions& options, const TrackerRecipe& recipe,
+                       std::unique_ptr<TrackWriter> writer, std::ostream& err) {
+  /// Takes nothing, and is given nothing.
+  class NoOutput final : public Output {
+   public:
+    void write(std::string_view) override {}
+    void finish() override {}
+  } nowhere;
+  Summary summary;
+  return Run(options, recipe, input, std::move(writer), nowhere, summary, err).follow();
+}
+
 void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err) {
   const Format& format = outputFormatOf(options, target.path);
   const bool toFolder = isFolder(target.path);
@@ -262,7 +275,9 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   if (!toFolder) begin(openOutput(target));
   for (std::size_t i = 0; i < options.inputs.size(); ++i) {
     if (toFolder) begin(openInside(target, files[i]));
-    const std::string complaint = Run(options, recipe, options.inputs[i], format, *output, summary, err).follow();
+    auto writer = format.writeTracks({options.read.frameRate, std::nullopt, options.debug});
+    Run run(options, recipe, options.inputs[i], std::move(writer), *output, summary, err);
+    const std::string complaint = run.follow();
     if (!complaint.empty()) complaints.push_back(complaint);
     if (toFolder) output->finish();
   }

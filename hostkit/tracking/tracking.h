@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,6 +23,12 @@ struct TrackOptions : AnswerOptions {
   bool verbose = false;
   std::ostream* progress = nullptr;  // a terminal, or null for silence
 };
+
+/// Tracks one input from beginning to end.
+/// @param writer Keeps what comes of its records, and says nothing.
+/// @return What is wrong with a file that has bad lines; empty if all is well.
+std::string trackInput(const TrackInput& input, const TrackOptions& options, const TrackerRecipe& recipe,
+                       std::unique_ptr<TrackWriter> writer, std::ostream& err);
 
 /// Tracks the inputs one after the other, each with trackers of its own.
 /// @param target A file, a folder that gets a file for each input, or the standard output.
