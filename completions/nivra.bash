@@ -10,7 +10,7 @@ _nivra() {
   COMPREPLY=()
 
   case $command in
-    '') options='--version' values='track convert eval simulate params' ;;
+    '') options='--version' values='track convert eval replay plot simulate params' ;;
     track)
       options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
       options+=' --report --hold --fill --boxes --delay --idle-timeout --max-detections --debug --strict'
@@ -19,6 +19,10 @@ _nivra() {
     eval)
       options='--output --force --json --csv --tracker --preprocess --class --sequences --from --truth-from --picture --fps'
       options+=' --jobs' files=yes ;;
+    replay | plot)
+      options="$input --tracker --preset --params --param --associate --labels --stabilise --max-detections --report --hold --boxes --beside --tracks --truth"
+      options+=' --truth-from --preprocess' files=yes
+      if [[ $command == replay ]]; then options+=' --pictures --video --embed'; else options+=' --kind --camera'; fi ;;
     simulate)
       options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
       options+=' --picture --fps' ;;
@@ -27,7 +31,8 @@ _nivra() {
   esac
   options+=' --help'
   case $before in
-    -o | --output | --params) options='' files=yes ;;
+    -o | --output | --params | --truth | --pictures | --video) options='' files=yes ;;
+    --kind) options='' values='trajectories lives hota' files='' ;;
     --from | --truth-from)
       options='' values='jsonl motchallenge kitti csv' files=''
       [[ $command == eval ]] || values+=' coco yolo results'
@@ -48,6 +53,7 @@ _nivra() {
     --class | --sequences | --jobs) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --hold | --fill | --delay) return ;;
+    --beside | --tracks | --camera) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac
 

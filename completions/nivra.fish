@@ -25,6 +25,7 @@ complete -c nivra -n '__nivra_follows --from --truth-from' -fa 'jsonl motchallen
 complete -c nivra -n '__nivra_follows --from; and not contains -- eval (commandline -opc)' -fa 'coco yolo results'
 complete -c nivra -n '__nivra_follows --to' -fa 'jsonl motchallenge'
 complete -c nivra -n '__nivra_follows --to; and contains track (commandline -opc)' -fa 'kitti csv'
+complete -c nivra -n '__nivra_follows --kind' -fa 'trajectories lives hota'
 complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
 complete -c nivra -n '__nivra_follows --stabilise' -fa 'auto off'
 complete -c nivra -n '__nivra_follows --preset' -fa 'steady flickering'

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds the tool, tracks the sample and shows what the tracker made of it.
+# Builds the tool, tracks the sample and shows what the tracker made of it, in words and as a page for a browser.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -93,6 +93,12 @@ identities=$(grep -o '"tracks":\[{"id":[0-9]*\|,{"id":[0-9]*' "$crossing/tracks.
 echo "Objects in the ground truth: $(distinct "$crossing/gt/gt.txt"), identities reported: $identities"
 echo "The first answer with a track, shortened:"
 grep -m 1 '"tracks":\[{' "$crossing/tracks.jsonl" | cut -c 1-200 | sed 's/$/ .../; s/^/  /'
+
+page=$build/plaza.html
+echo
+step "Writing a page that shows two trackers side by side, and whom they confuse" "$tool" replay "$sample" \
+  --tracker reid --beside vanilla --truth "$sample" --force -o "$page"
+echo "Open it in a browser: file://$root/$page"
 
 echo
 echo "The tracks are in $root/$tracks and $root/$crossing/tracks.jsonl. Next:"

@@ -5,19 +5,19 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev)
+packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev python3)
 architectures=()
 python=(python3-dev pybind11-dev python3-pybind11 python3-numpy)
 case "${1:-}" in
   build) ;;
-  test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3 python3-jsonschema jq mandoc zsh fish
-    "${python[@]}" python3-pytest python3-mypy python3-pandas) ;;
+  test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3-jsonschema jq mandoc zsh fish
+    chromium chromium-driver python3-selenium "${python[@]}" python3-pytest python3-mypy python3-pandas) ;;
   python) packages+=("${python[@]}" python3-pip python3-setuptools python3-wheel) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
-  bench) packages+=(git libbenchmark-dev libeigen3-dev python3) ;;
-  coverage) packages+=(libeigen3-dev libgtest-dev gcovr python3) ;;
+  bench) packages+=(git libbenchmark-dev libeigen3-dev) ;;
+  coverage) packages+=(libeigen3-dev libgtest-dev gcovr) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   *) echo "usage: $0 build|test|python|arm|bench|coverage|fuzz" >&2; exit 2 ;;
 esac

@@ -188,7 +188,10 @@ const Format& InputOptions::formatOf(const std::string& input, std::ostream& err
 
 void TrackerOptions::addTo(Command& command) {
   command.addParsed("--tracker", "NAME", "vanilla, reid, hybrid or lowfps, or 0 to 3; vanilla if not given",
-                    [this](const std::string& text) { choice = parseTrackerChoice(text); });
+                    [this](const std::string& text) {
+                      choice = parseTrackerChoice(text);
+                      isChosen = true;
+                    });
   command.addParsed("--preset", "NAME", "Parameters for cameras of a kind: steady or flickering",
                     [this](const std::string& text) { preset = parsePreset(text); });
   command.addTexts("--params", paramsFiles, "FILE", "Set parameters from a file; may be repeated");
@@ -210,7 +213,7 @@ TrackerRecipe TrackerOptions::recipe(std::ostream& err) const {
   return recipe;
 }
 
-void addAnswerOptions(Command& command, AnswerOptions& options) {
+void addTrackingOptions(Command& command, AnswerOptions& options) {
   command.addEachParsed("--associate", "LABEL=LABEL,...", "Detections that tracks of a label take; may be repeated",
                         [&options](const std::string& text) {
                           const auto [label, taken] = parseAssignment("--associate", text);
@@ -233,6 +236,10 @@ void addAnswerOptions(Command& command, AnswerOptions& options) {
                     });
   command.addParsed("--boxes", "KIND", "smoothed or detected; in files detected, in streams smoothed if not given",
                     [&report](const std::string& text) { report.boxes = parseBoxes(text); });
+}
+
+void addAnswerOptions(Command& command, AnswerOptions& options) {
+  addTrackingOptions(command, options);
   command.addFlag("--debug", options.debug, "Add the inner state of the tracks");
 }
 

@@ -112,13 +112,16 @@ struct TrackerOptions {
   TrackerRecipe recipe(std::ostream& err) const;
 
   TrackerChoice choice = kTrackers[0];
-  std::string preset;  // empty for none
+  std::string preset;     // empty for none
+  bool isChosen = false;  // by --tracker
   std::vector<std::string> paramsFiles;
   std::vector<std::string> params;
 };
 
-/// What else decides the answers to a stream: --associate, --labels, --stabilise, --max-detections, --report, --hold,
-/// --boxes and --debug.
+/// What else decides the tracks: --associate, --labels, --stabilise, --max-detections, --report, --hold and --boxes.
+void addTrackingOptions(Command& command, AnswerOptions& options);
+
+/// And the answers to a stream: --debug, too.
 void addAnswerOptions(Command& command, AnswerOptions& options);
 
 /// The path that stands for the standard output.
