@@ -20,7 +20,7 @@ function usefulSwitches({ cameras }) {
   return Object.entries(SWITCHES).filter(([name]) => isUseful[name]);
 }
 
-/** Goes to the next event of a kind or the last one, and selects whom it is about. */
+/** Goes to the next event of a kind or the previous one, and selects whom it is about. */
 function goToEvent(app, kind, isForward) {
   const { view } = app;
   const event = neighbourOf(view.current?.events[kind] ?? [], view.frame, isForward);
@@ -30,7 +30,7 @@ function goToEvent(app, kind, isForward) {
   return app.say(`${kind} of ${view.current.boxes.ids[event.identity]}, frame ${event.frame}`);
 }
 
-/** Selects the next identity of those in the frame, or the last one. */
+/** Selects the next identity of those in the frame, or the previous one. */
 function selectNeighbour({ view }, steps) {
   const identities = Array.from(view.current.boxes.at(view.frame), (at) => view.current.boxes.identity[at]).sort((a, b) => a - b);
   if (identities.length === 0) return;
@@ -44,7 +44,7 @@ export function actionsOf(app) {
   const { view, player, timeline } = app;
   const event = (kind, key, group, useful = true) => (useful ? [
     { keys: [key], name: `Next ${kind}`, icon: `${kind} ›`, group, run: () => goToEvent(app, kind, true) },
-    { keys: [key.toUpperCase()], name: `Last ${kind}`, icon: `‹ ${kind}`, run: () => goToEvent(app, kind, false) },
+    { keys: [key.toUpperCase()], name: `Previous ${kind}`, icon: `‹ ${kind}`, run: () => goToEvent(app, kind, false) },
   ] : []);
   const has = (kind) => view.recording.cameras.some((camera) => camera.runs.some((run) => run.events[kind].length > 0));
   const second = () => Math.max(1, Math.round(1000 / Math.max(view.scene.times[1] ?? 40, 1)));
@@ -62,7 +62,7 @@ export function actionsOf(app) {
     ...event("merge", "m", "event", has("merge")),
     ...event("switch", "s", "event", has("switch")),
     { keys: ["n"], name: "Select the next identity", run: () => selectNeighbour(app, 1) },
-    { keys: ["N"], name: "Select the last identity", run: () => selectNeighbour(app, -1) },
+    { keys: ["N"], name: "Select the previous identity", run: () => selectNeighbour(app, -1) },
     { keys: ["Escape"], name: "Select nothing", run: () => view.set({ selected: -1 }) },
     { keys: ["/"], name: "Search", run: () => app.search.input.focus() },
     ...usefulSwitches(view.recording).map(([shown, { name, keys }]) => ({

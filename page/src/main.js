@@ -155,13 +155,11 @@ class App {
   showHelp() {
     const shown = { " ": "space", ArrowLeft: "←", ArrowRight: "→", ArrowUp: "↑", ArrowDown: "↓", Escape: "Esc" };
     const nameOf = (key) => key.replace(/[A-Z]\w+$| /, (name) => shown[name] ?? name).replace("Shift+", "⇧");
-    const table = element("table");
-    for (const { keys, name } of this.actions) {
-      const cells = element("td", "", ...keys.map((key) => element("kbd", "", nameOf(key))));
-      table.append(element("tr", "", cells, element("td", "", name)));
-    }
-    const close = button("Close", "", () => byId("help").close());
-    byId("help").replaceChildren(element("h2", "", "Keys"), table, close);
+    const rows = this.actions.map(({ keys, name }) =>
+      element("li", "", element("span", "", ...keys.map((key) => element("kbd", "", nameOf(key)))), name));
+    const close = button("✕", "close", () => byId("help").close());
+    close.setAttribute("aria-label", "Close");
+    byId("help").replaceChildren(close, element("h2", "", "Keys"), element("ul", "", ...rows));
     byId("help").showModal();
   }
 
