@@ -20,6 +20,7 @@ class CMakeBuild(build_ext):
         options = {
             "CMAKE_BUILD_TYPE": "Release",
             "BUILD_SHARED_LIBS": "OFF",
+            "NIVRA_BUILD_C": "OFF",
             "NIVRA_BUILD_PYTHON": "ON",
             "NIVRA_BUILD_TOOLS": "OFF",
             "NIVRA_BUILD_TESTS": "OFF",

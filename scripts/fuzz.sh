@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-60}
 [[ $seconds =~ ^[1-9][0-9]*$ ]] || { echo "usage: $0 [seconds]" >&2; exit 2; }
-targets=(fuzzParameters fuzzTrackers fuzzStates fuzzMotChallenge fuzzJsonLines fuzzFormats fuzzEvaluation)
+targets=(fuzzParameters fuzzTrackers fuzzStates fuzzMotChallenge fuzzJsonLines fuzzFormats fuzzEvaluation fuzzC)
 build=build/fuzz
 findings=$build/findings
 

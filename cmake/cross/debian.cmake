@@ -1,6 +1,7 @@
 # What the cross builds by Debian's compilers have in common; the including file sets `triplet`,
 # `architecture` as Debian names it, and `emulator`.
 set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_C_COMPILER ${triplet}-gcc)
 set(CMAKE_CXX_COMPILER ${triplet}-g++)
 set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator};-L;/usr/${triplet})
 # GCC notes every call whose parameters its older versions passed otherwise.

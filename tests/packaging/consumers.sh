@@ -29,7 +29,7 @@ for component in runtime development tool; do
 done
 quietly cmake --install "$build_dir" --prefix "$work_dir/whole"
 expect "the components together" "$(files_in whole)" "$(for c in runtime development tool; do files_in "$c"; done | sort)"
-expect "runtime" "share/doc/nivra/LICENSE" "$(files_in runtime | grep -v '/libnivra\.so\.[0-9.]*$')"
+expect "runtime" "share/doc/nivra/LICENSE" "$(files_in runtime | grep -v '/libnivra\(_c\)\?\.so\.[0-9.]*$')"
 if [ -e tool/bin/nivra ]; then
   expect "tool" "bin/nivra
 share/bash-completion/completions/nivra
