@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Measures replays in the browser: how large they are, how soon they can be used, and how long the fullest frame takes.
 
 usage: measure.py PAGE.html ...

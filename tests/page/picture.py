@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Makes the README's picture of a replay: two trackers on the sample.
 
 usage: picture.py TOOL ROOT OUTPUT.png

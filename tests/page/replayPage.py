@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Opens replays in a real browser and uses them as people do.
 
 usage: replayPage.py TOOL ROOT [unittest's options]
