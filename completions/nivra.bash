@@ -13,7 +13,7 @@ _nivra() {
     '') options='--version' values='track convert eval replay plot simulate params' ;;
     track)
       options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
-      options+=' --report --hold --fill --boxes --delay --idle-timeout --max-detections --debug --strict'
+      options+=' --report --hold --fill --boxes --delay --events --zones --every --idle-timeout --max-detections --debug --strict'
       options+=' --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     eval)
@@ -31,7 +31,7 @@ _nivra() {
   esac
   options+=' --help'
   case $before in
-    -o | --output | --params | --truth | --pictures | --video) options='' files=yes ;;
+    -o | --output | --params | --truth | --pictures | --video | --zones) options='' files=yes ;;
     --kind) options='' values='trajectories lives hota' files='' ;;
     --from | --truth-from)
       options='' values='jsonl motchallenge kitti csv' files=''
@@ -52,7 +52,7 @@ _nivra() {
       options='' values='vanilla reid hybrid lowfps' files='' ;;
     --class | --sequences | --jobs) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
-    --hold | --fill | --delay) return ;;
+    --hold | --fill | --delay | --every) return ;;
     --beside | --tracks | --camera) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac

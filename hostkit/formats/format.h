@@ -72,6 +72,8 @@ class TrackWriter {
   virtual void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& text) = 0;
   /// @return False if the format has no place for faults.
   virtual bool fault(const BadLine& fault, TextBuffer& text) = 0;
+  /// Told when no more records come.
+  virtual void finish(TextBuffer&) {}
   /// Told before the next record: these cameras were let go, since nothing had come of them for long.
   virtual void dropped(const std::vector<std::string>&) {}
   /// How many tracks the format had no place for.

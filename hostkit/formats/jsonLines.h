@@ -36,6 +36,12 @@ class JsonLineParser {
 /// @param input Its name in warnings.
 std::unique_ptr<JsonLineParser> parseJsonLines(const ReadSettings& settings, std::string input);
 
+/// Appends [left, top, right, bottom], in pixels if there is a picture.
+void appendBox(TextBuffer& json, const Box& box, const std::optional<PictureSize>& picture);
+
+/// Appends the line that answers a bad one, without its end.
+void appendFault(TextBuffer& json, const BadLine& fault);
+
 /// Lines of JSON, one a frame, a movement or an end of a camera; docs/streams.md tells what they hold.
 extern const Format kJsonLines;
 

@@ -15,22 +15,6 @@ namespace nivra::hostkit {
 
 namespace {
 
-constexpr auto appendWhole = [](TextBuffer& json, auto number) {
-  const fmt::format_int digits(number);
-  json += std::string_view(digits.data(), digits.size());
-};
-
-void appendBox(TextBuffer& json, const Box& box, const std::optional<PictureSize>& picture) {
-  if (picture) {
-    const PixelBox pixels = toPixels(box, *picture);
-    const std::array<double, 4> edges = {pixels.left, pixels.top, pixels.left + pixels.width,
-                                         pixels.top + pixels.height};
-    appendArray(json, edges, appendPixels);
-  } else {
-    appendArray(json, std::array<float, 4>{box.left, box.top, box.right, box.bottom}, appendNumber);
-  }
-}
-
 void appendClassification(TextBuffer& json, const Classification& classification) {
   appendField(json, R"({"label":)", classification.label, appendQuoted);
   appendField(json, R"(,"score":)", classification.score, appendNumber);
@@ -108,10 +92,7 @@ class JsonTrackWriter final : public TrackWriter {
   }
 
   bool fault(const BadLine& fault, TextBuffer& json) override {
-    appendField(json, R"({"error":{"line":)", fault.line, appendWhole);
-    appendField(json, R"(,"field":)", fault.field, appendQuoted);
-    appendField(json, R"(,"message":)", fault.message, appendQuoted);
-    json += '}';
+    appendFault(json, fault);
     endLine(json);
     return true;
   }
@@ -257,6 +238,24 @@ class JsonDetectionWriter final : public DetectionWriter {
 };
 
 }  // namespace
+
+void appendBox(TextBuffer& json, const Box& box, const std::optional<PictureSize>& picture) {
+  if (picture) {
+    const PixelBox pixels = toPixels(box, *picture);
+    const std::array<double, 4> edges = {pixels.left, pixels.top, pixels.left + pixels.width,
+                                         pixels.top + pixels.height};
+    appendArray(json, edges, appendPixels);
+  } else {
+    appendArray(json, std::array<float, 4>{box.left, box.top, box.right, box.bottom}, appendNumber);
+  }
+}
+
+void appendFault(TextBuffer& json, const BadLine& fault) {
+  appendField(json, R"({"error":{"line":)", fault.line, appendWhole);
+  appendField(json, R"(,"field":)", fault.field, appendQuoted);
+  appendField(json, R"(,"message":)", fault.message, appendQuoted);
+  json += '}';
+}
 
 std::unique_ptr<TrackWriter> writeJsonTracks(const WriteSettings& settings) {
   return std::make_unique<JsonTrackWriter>(settings);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fmt/format.h>
+
 #include <string_view>
 
 #include "hostkit/text/textBuffer.h"
@@ -17,6 +19,12 @@ void appendDouble(TextBuffer& json, double number);
 
 /// Appends a number of pixels, rounded to thousandths.
 void appendPixels(TextBuffer& json, double pixels);
+
+/// Appends a whole number.
+inline constexpr auto appendWhole = [](TextBuffer& json, auto number) {
+  const fmt::format_int digits(number);
+  json += std::string_view(digits.data(), digits.size());
+};
 
 /// Appends the elements in brackets, each by `append(json, element)`.
 template <class Elements, class Append>

@@ -18,6 +18,15 @@ constexpr double kUsualFrameRate = 25.0;
 
 std::uint64_t frameDurationAt(double frameRate) { return static_cast<std::uint64_t>(std::llround(1e9 / frameRate)); }
 
+/// Somebody is lost when the tracker says so, and goes where the tracker says, unless the caller wants something else.
+ReportOptions reportOf(const AnswerOptions& options) {
+  ReportOptions report = options.report;
+  if (!options.events) return report;
+  report.hold = report.hold.value_or(ReportPolicy::kAlways);
+  report.boxes = report.boxes.value_or(ReportedBoxes::smoothed);
+  return report;
+}
+
 CameraSettings settingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile) {
   CameraSettings settings;
   settings.associations = std::move(associations);
@@ -45,11 +54,16 @@ LabelAssociations associationsOf(const AnswerOptions& options, const std::option
   return associations;
 }
 
+std::unique_ptr<TrackWriter> writerFor(const AnswerOptions& options, const Format& format) {
+  if (options.events) return writeEvents(*options.events);
+  return format.writeTracks({options.read.frameRate, std::nullopt, options.debug});
+}
+
 Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& trackerRecipe, LabelAssociations associations,
                  std::unique_ptr<TrackWriter> trackWriter, bool isFile)
     : options(answerOptions),
       recipe(trackerRecipe),
-      policy(policyOf(options.report, isFile)),
+      policy(policyOf(reportOf(options), isFile)),
       settings(settingsOf(options, std::move(associations), isFile)),
       cameras(recipe, settings),
       writer(std::move(trackWriter)),
@@ -57,8 +71,7 @@ Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& tracke
 
 Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& trackerRecipe, LabelAssociations associations,
                  const Format& format, bool isFile)
-    : Answers(answerOptions, trackerRecipe, std::move(associations),
-              format.writeTracks({answerOptions.read.frameRate, std::nullopt, answerOptions.debug}), isFile) {}
+    : Answers(answerOptions, trackerRecipe, std::move(associations), writerFor(answerOptions, format), isFile) {}
 
 void Answers::foresee(Record& record) {
   now = Cameras::Clock::now();

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hostkit/counting/eventLines.h"
 #include "hostkit/formats/format.h"
 #include "hostkit/tracking/cameras.h"
 #include "hostkit/tracking/reporting.h"
@@ -24,6 +25,7 @@ struct AnswerOptions {
   std::size_t mostDetections = 10'000;  // of a frame
   bool stabilise = true;                // estimate the movements of cameras that don't tell them
   ReportOptions report;
+  std::optional<EventOptions> events;  // are told instead of tracks
   bool debug = false;
 };
 
@@ -32,6 +34,10 @@ struct AnswerOptions {
 /// @param known Nothing if nobody knows them; then the label of detections without one stands for them, if there are no
 /// associations at all.
 LabelAssociations associationsOf(const AnswerOptions& options, const std::optional<std::set<std::string>>& known);
+
+/// What puts answers into words: events if they are asked for, and else tracks in the format.
+/// @param options Outlive the writer.
+std::unique_ptr<TrackWriter> writerFor(const AnswerOptions& options, const Format& format);
 
 /// Answers the records of a stream, each by what its camera's tracker makes of it.
 class Answers {

@@ -58,6 +58,7 @@ void Reporting::dropped(const std::vector<std::string>& cameraNames, TextBuffer&
 
 void Reporting::finish(TextBuffer& text) {
   for (auto& [name, camera] : cameras) tellLate(camera, std::numeric_limits<std::uint64_t>::max(), text);
+  writer.finish(text);
 }
 
 void Reporting::tell(Camera& camera, const Frame& frame, FrameTracks& tracks, TextBuffer& text) {

@@ -186,6 +186,10 @@ bool isFolder(const std::string& path) {
 }
 
 const Format& outputFormatOf(const TrackOptions& options, const std::string& path) {
+  if (options.events) {
+    if (!options.to.empty() && options.to != kJsonLines.name) throw UsageError("--events are told in jsonl alone");
+    return kJsonLines;
+  }
   if (!options.to.empty()) return formatNamed("--to", options.to);
   if (const Format* const named = formatOfFileName(path)) return *named;
   const Format* const first = options.inputs[0].format;
@@ -275,15 +279,14 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   if (!toFolder) begin(openOutput(target));
   for (std::size_t i = 0; i < options.inputs.size(); ++i) {
     if (toFolder) begin(openInside(target, files[i]));
-    auto writer = format.writeTracks({options.read.frameRate, std::nullopt, options.debug});
-    Run run(options, recipe, options.inputs[i], std::move(writer), *output, summary, err);
+    Run run(options, recipe, options.inputs[i], writerFor(options, format), *output, summary, err);
     const std::string complaint = run.follow();
     if (!complaint.empty()) complaints.push_back(complaint);
     if (toFolder) output->finish();
   }
   if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
-  if (!format.holdsNotices && !summary.untracked.empty()) {
+  if ((!format.holdsNotices || options.events) && !summary.untracked.empty()) {
     err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));
   }
   if (!complaints.empty()) throw FileError(fmt::format("{}", fmt::join(complaints, "; ")));

@@ -32,6 +32,8 @@ def schema(name):
 
 
 DETECTIONS, TRACKS = schema("detections.schema.json"), schema("tracks.schema.json")
+EVENTS = schema("events.schema.json")
+EVENT_GUIDE = (ROOT / "docs/events.md").read_text()
 
 
 def answers(text, *options):
@@ -161,9 +163,27 @@ class Documents(unittest.TestCase):
             if kind == "input":
                 self.assertFalse([answer for answer in answers(text) if "error" in answer])
 
+    def test_events_match_their_guide(self):
+        def block(kind):
+            return re.search(rf"^```json {kind}\n((?:(?!```).*\n)*)```", EVENT_GUIDE, re.M)[1]
+
+        for line in block("events").splitlines():
+            EVENTS.validate(json.loads(line))
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as zones:
+            zones.write(block("zones"))
+            zones.flush()
+            lines = subprocess.run([TOOL, "convert", ROOT / "examples/data/plaza"], stdout=subprocess.PIPE, text=True,
+                                   check=True).stdout
+            happened = answers(lines, "--tracker", "reid", "--events", "--zones", zones.name, "--every", "4")
+            happened += answers(SAMPLE, "--labels", "human,car", "--events")
+        for line in happened:
+            EVENTS.validate(line)
+        self.assertEqual({"confirmed", "lost", "revived", "ended", "merged", "entered", "left", "crossed", "corrected",
+                          "counts", None}, {line.get("event") for line in happened})
+
     def test_examples_print_what_is_shown(self):
         """A block of commands, and behind it a block of what they print."""
-        text = GUIDE + README + "".join((ROOT / "docs" / name).read_text() for name in ("formats.md", "evaluation.md"))
+        text = GUIDE + README + "".join((ROOT / "docs" / name).read_text() for name in ("formats.md", "evaluation.md", "events.md"))
         blocks = re.findall(r"^```(sh|python)\n((?:(?!```).*\n)*)```\n\n```text\n((?:(?!```).*\n)*)```", text, re.M)
         self.assertEqual(text.count("```text"), len(blocks))
         path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"

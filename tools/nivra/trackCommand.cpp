@@ -63,6 +63,12 @@ What is told
   Who comes back and is recognised has one identity in settled tracks; else the
   identity until then is another, and "merged" tells which one it becomes.
 
+Events
+  With --events comes what happens instead of tracks: a line of JSON for each
+  identity that is confirmed, lost, revived, merged or ended, for each zone that is
+  entered or left and line that is crossed, and counts in which each person is one.
+  docs/events.md tells what FILE of --zones holds.
+
 Labels
   Tracks take detections by the associations of labels alone. In files, labels
   that are not mentioned associate with themselves. In streams, only --labels and
@@ -95,6 +101,8 @@ Examples
   Keep the parameters of a site in a file:
       nivra params --tracker reid > site.params
       nivra track examples/data/plaza --tracker reid --params site.params
+  Count who crosses the lines of a file, each hour:
+      nivra track day.jsonl --events --zones zones.json --every 1h
   Let cars take what was taken for trucks:
       nivra track day.jsonl.gz --associate car=car,truck -o day-tracks.jsonl.gz
 
@@ -109,12 +117,26 @@ struct Arguments {
   TrackerOptions tracker;
   InputOptions input;
   OutputOptions output;
+  bool tellsEvents = false;
+  std::string zones;
+  std::optional<std::uint64_t> every;
   bool quiet = false;
 };
+
+std::optional<EventOptions> eventOptionsOf(const Arguments& given) {
+  if (!given.tellsEvents) {
+    if (!given.zones.empty()) throw UsageError("--zones is for --events");
+    if (given.every) throw UsageError("--every is for --events");
+    return std::nullopt;
+  }
+  if (given.every == 0U) throw UsageError("--every 0: expected a time above 0");
+  return EventOptions{given.zones.empty() ? Zones() : readZones(given.zones), given.every};
+}
 
 void run(Arguments& given, const Streams& streams) {
   TrackOptions& options = given.options;
   options.read = given.input.settings;
+  options.events = eventOptionsOf(given);
   const Target target = given.output.target(streams.out);
   const bool wouldMix = target.path.empty() && streams.outIsTerminal;
   options.progress = given.quiet || wouldMix ? nullptr : streams.terminal;
@@ -142,6 +164,10 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
                     [&options](const std::string& text) { options.report.fill = parseTime("--fill", text); });
   command.addParsed("--delay", "TIME", "By how much settled tracks of a stream are told late",
                     [&options](const std::string& text) { options.report.delay = parseTime("--delay", text); });
+  command.addFlag("--events", given->tellsEvents, "Tell what happens to identities instead of tracks, in jsonl");
+  command.addText("--zones", given->zones, "FILE", "Zones and lines to count at, with --events");
+  command.addParsed("--every", "TIME", "Count every so often, with --events; at the end alone if not given",
+                    [given](const std::string& text) { given->every = parseTime("--every", text); });
   command.addParsed("--idle-timeout", "SECONDS", "Let go of a stream's cameras of which nothing came for so long",
                     [&options](const std::string& text) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
