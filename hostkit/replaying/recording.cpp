@@ -1,7 +1,6 @@
 #include "hostkit/replaying/recording.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <cmath>
@@ -135,7 +134,7 @@ class RecordingRun {
     for (const NamedTracks& each : options.tracks) addTracks(each);
     if (!options.truth.empty()) addTruth();
     Recording recording;
-    recording.complaint = fmt::format("{}", fmt::join(complaints, "; "));
+    for (const std::string& each : complaints) recording.complaint += (recording.complaint.empty() ? "" : "; ") + each;
     for (Draft& each : drafts.all()) recording.cameras.push_back(finished(each));
     if (recording.cameras.empty()) throw FileError("there is nothing to be seen");
     return recording;
