@@ -26,30 +26,26 @@ struct Preset {
 
 constexpr PresetValue kSteady[] = {
     {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.3"},
-    {names::kVanillaSection, "confidentLikelihoodThreshold", "1.5"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceX", "0.0002"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceY", "0.00035"},
+    {names::kVanillaSection, "confidentLikelihoodThreshold", "2"},
+    {names::kVanillaKalmanSection, "observationNoiseVarianceX", "0.0003"},
+    {names::kVanillaKalmanSection, "observationNoiseVarianceY", "0.0005"},
     {names::kVanillaLowFpsSection, "confidentLikelihoodThreshold", "1.5"},
     {names::kReidSection, "minTimeBeforeConfident", "200000000"},
     {names::kReidSection, "minTimeBeforeConfidentId", "1000000000"},
 };
 
 constexpr PresetValue kFlickering[] = {
-    {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.2"},
+    {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.3"},
     {names::kVanillaSection, "confidentLikelihoodThreshold", "1.5"},
-    {names::kVanillaKalmanSection, "processNoiseVariance", "2"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceX", "0.0002"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceY", "0.00035"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceW", "0.00075"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceH", "0.002"},
+    {names::kVanillaKalmanSection, "processNoiseVariance", "0.5"},
     {names::kVanillaLowFpsSection, "confidentLikelihoodThreshold", "1.5"},
-    {names::kVanillaLowFpsKalmanSection, "processNoiseVariance", "0.5"},
+    {names::kVanillaLowFpsKalmanSection, "processNoiseVariance", "0.2"},
     {names::kReidSection, "minTimeBeforeConfident", "50000000"},
     {names::kReidSection, "maxConfidentAge", "1000000000"},
     {names::kReidSection, "inactiveAge", "3000000000"},
     {names::kReidKalman4DSection, "processFactor", "16"},
     {names::kReidKalman4DSection, "defaultObservationNoise", "0.0003"},
-    {names::kReidKalman4DSection, "mahalanobisLimit", "8"},
+    {names::kReidKalman4DSection, "mahalanobisLimit", "6"},
 };
 
 constexpr Preset kPresets[] = {{"steady", kSteady, std::size(kSteady)},
