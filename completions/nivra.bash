@@ -10,7 +10,7 @@ _nivra() {
   COMPREPLY=()
 
   case $command in
-    '') options='--version' values='track convert eval replay plot simulate params' ;;
+    '') options='--version' values='track convert eval tune replay plot simulate params' ;;
     track)
       options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
       options+=' --report --hold --fill --boxes --delay --events --zones --every --idle-timeout --max-detections --debug --strict'
@@ -23,6 +23,10 @@ _nivra() {
       options="$input --tracker --preset --params --param --associate --labels --stabilise --max-detections --report --hold --boxes --beside --tracks --truth"
       options+=' --truth-from --preprocess' files=yes
       if [[ $command == replay ]]; then options+=' --pictures --video --embed'; else options+=' --kind --camera'; fi ;;
+    tune)
+      options="$input --truth --truth-from --preprocess --tracker --preset --params --param --vary --objective --evaluations"
+      options+=' --folds --least-gain --seed --associate --labels --stabilise --max-detections --report --hold --boxes'
+      options+=' --jobs --quiet' files=yes ;;
     simulate)
       options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
       options+=' --picture --fps' ;;
@@ -35,8 +39,10 @@ _nivra() {
     --kind) options='' values='trajectories lives hota' files='' ;;
     --from | --truth-from)
       options='' values='jsonl motchallenge kitti csv' files=''
-      [[ $command == eval ]] || values+=' coco yolo results'
+      [[ $command == eval || $before == --truth-from ]] || values+=' coco yolo results'
       ;;
+    --objective) options='' values='HOTA IDF1 MOTA HOTA,IDF1' files='' ;;
+    --vary | --evaluations | --folds | --least-gain) return ;;
     --to)
       options='' values='jsonl motchallenge' files=''
       [[ $command != track ]] || values+=' kitti csv'

@@ -28,6 +28,7 @@ complete -c nivra -n '__nivra_follows --to; and contains track (commandline -opc
 complete -c nivra -n '__nivra_follows --kind' -fa 'trajectories lives hota'
 complete -c nivra -n '__nivra_follows --scores' -fa 'fraction percent auto'
 complete -c nivra -n '__nivra_follows --stabilise' -fa 'auto off'
+complete -c nivra -n '__nivra_follows --objective' -fa 'HOTA IDF1 MOTA HOTA,IDF1'
 complete -c nivra -n '__nivra_follows --preset' -fa 'steady flickering'
 complete -c nivra -n '__nivra_follows --report' -fa 'all confident settled'
 complete -c nivra -n '__nivra_follows --boxes' -fa 'smoothed detected'

@@ -5,7 +5,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libsimdjson-dev zlib1g-dev python3)
+packages=(g++ cmake ninja-build pkg-config libcli11-dev libfmt-dev libnlopt-dev libsimdjson-dev zlib1g-dev python3)
 architectures=()
 python=(python3-dev pybind11-dev python3-pybind11 python3-numpy)
 case "${1:-}" in
@@ -47,7 +47,7 @@ install_missing() {
 
 # Compiled libraries of other architectures are unpacked into build/debian. Installing them would add architectures to
 # the machine for good, and fail or replace its own libc6 wherever that isn't of the very same version.
-libraries=(libsimdjson-dev libsimdjson14 zlib1g-dev)
+libraries=(libnlopt-dev libnlopt0 libsimdjson-dev libsimdjson14 zlib1g-dev)
 unpack_libraries() { # architecture
   local folder="$root/build/debian/$1" state="$scratch/$1"
   local options=(-o "APT::Architecture=$1" -o "APT::Architectures=$1" -o Acquire::Languages=none

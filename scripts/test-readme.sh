@@ -45,7 +45,7 @@ fi
 # Files that README.md expects readers to have, and the path that it names in a sentence.
 {
   echo 'set -euxo pipefail; cd /nivra; PATH=$PWD/build/demo/tools/nivra:$PATH'
-  echo 'cp examples/data/plaza/det/det.txt .; mkdir -p path/to/sequences; cp -r examples/data/plaza path/to/sequences'
+  echo 'cp examples/data/plaza/*t/*t.txt .; mkdir -p path/to/sequences; cp -r examples/data/plaza path/to/sequences'
   sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$bare/nivra/README.md" | grep -v "$leave_out"
 } >"$bare/blocks.sh"
 echo "== Running the blocks"

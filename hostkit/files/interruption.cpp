@@ -4,6 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
+#include <iterator>
 
 namespace nivra::hostkit {
 
@@ -14,6 +16,11 @@ constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 /// More files than a command has under way at once. All that a signal handler touches.
 std::array<std::atomic<const char*>, 16> doomed;
 static_assert(std::atomic<const char*>::is_always_lock_free);
+
+std::atomic<bool> interruptionHasCome;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+extern "C" void noteInterruption(int) { interruptionHasCome = true; }
 
 extern "C" void removeFilesAndEnd(int signal) {
   for (auto& each : doomed) {
@@ -44,6 +51,23 @@ InterruptionHeld::InterruptionHeld() : usual() {
 }
 
 InterruptionHeld::~InterruptionHeld() { pthread_sigmask(SIG_SETMASK, &usual, nullptr); }
+
+InterruptionNoted::InterruptionNoted() : usual() {
+  interruptionHasCome = false;
+  struct sigaction noted {};
+  noted.sa_handler = noteInterruption;
+  noted.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+    sigaction(kSignals[i], nullptr, &usual[i]);
+    if (usual[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &noted, nullptr);
+  }
+}
+
+InterruptionNoted::~InterruptionNoted() {
+  for (std::size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &usual[i], nullptr);
+}
+
+bool InterruptionNoted::hasCome() const { return interruptionHasCome; }
 
 void removeIfInterrupted(const std::string& path) {
   catchSignals();

@@ -27,7 +27,9 @@ ReportOptions reportOf(const AnswerOptions& options) {
   return report;
 }
 
-CameraSettings settingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile) {
+}  // namespace
+
+CameraSettings cameraSettingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile) {
   CameraSettings settings;
   settings.associations = std::move(associations);
   if (!isFile) settings.mostIdle = options.mostIdle;  // nobody waits for lines of a file
@@ -37,8 +39,6 @@ CameraSettings settingsOf(const AnswerOptions& options, LabelAssociations associ
   settings.stabilise = options.stabilise;
   return settings;
 }
-
-}  // namespace
 
 LabelAssociations associationsOf(const AnswerOptions& options, const std::optional<std::set<std::string>>& known) {
   LabelAssociations associations = options.associations;
@@ -64,7 +64,7 @@ Answers::Answers(const AnswerOptions& answerOptions, const TrackerRecipe& tracke
     : options(answerOptions),
       recipe(trackerRecipe),
       policy(policyOf(reportOf(options), isFile)),
-      settings(settingsOf(options, std::move(associations), isFile)),
+      settings(cameraSettingsOf(options, std::move(associations), isFile)),
       cameras(recipe, settings),
       writer(std::move(trackWriter)),
       reporting(policy, options.report.delay, *writer) {}

@@ -39,6 +39,9 @@ LabelAssociations associationsOf(const AnswerOptions& options, const std::option
 /// @param options Outlive the writer.
 std::unique_ptr<TrackWriter> writerFor(const AnswerOptions& options, const Format& format);
 
+/// @param isFile Whether all records are known before any is answered.
+CameraSettings cameraSettingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile);
+
 /// Answers the records of a stream, each by what its camera's tracker makes of it.
 class Answers {
  public:

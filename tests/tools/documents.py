@@ -258,7 +258,8 @@ class Documents(unittest.TestCase):
                 self.assertEqual(known, completed(*words, "--"))
         names = r"jsonl|motchallenge|coco|yolo|kitti|csv|results|vanilla|reid|hybrid|lowfps|steady|flickering"
         for command, option in [("track", "--from"), ("track", "--to"), ("track", "--tracker"), ("track", "--preset"),
-                                ("eval", "--from"), ("eval", "--truth-from"), ("params", "--preset")]:
+                                ("eval", "--from"), ("eval", "--truth-from"), ("params", "--preset"),
+                                ("tune", "--from"), ("tune", "--truth-from"), ("tune", "--preset")]:
             with self.subTest(command=command, option=option):
                 known = set(re.findall(names, re.search(rf"^  {option} (?:.|\n {{10}})*", helped(command), re.M)[0]))
                 self.assertEqual(known, completed(command, option, ""))

@@ -22,6 +22,7 @@ void addConvertCommand(CLI::App& app, const Streams& streams);
 void addEvalCommand(CLI::App& app, const Streams& streams);
 void addPlotCommand(CLI::App& app, const Streams& streams);
 void addReplayCommand(CLI::App& app, const Streams& streams);
+void addTuneCommand(CLI::App& app, const Streams& streams);
 void addSimulateCommand(CLI::App& app, const Streams& streams);
 void addParamsCommand(CLI::App& app, const Streams& streams);
 
