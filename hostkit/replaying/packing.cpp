@@ -19,7 +19,6 @@ namespace {
 
 constexpr double kStepsOfSide = 8192.0;
 
-constexpr auto appendWhole = [](TextBuffer& json, std::int64_t number) { json += std::to_string(number); };
 constexpr auto appendBool = [](TextBuffer& json, bool value) { json += value ? "true" : "false"; };
 constexpr auto appendIdentity = [](TextBuffer& json, std::int64_t number) {
   appendQuoted(json, std::to_string(number));  // a number of JavaScript has not room for all
@@ -158,6 +157,7 @@ class CameraPacker {
       packIdentities(truth);
       json += '}';
     }
+    packZones();
     appendArrayField(json, R"(,"runs":)", camera.runs,
                      [&](TextBuffer&, const RecordedTracks& run) { packRun(run, truth); });
     packFootage(footage);
@@ -186,6 +186,41 @@ class CameraPacker {
     columns.addDifferences(all, [](const auto& each) { return each.label; });
   }
 
+  void appendPoint(Position normalised) {
+    const Position pixels = toPixels(normalised, camera.picture);
+    appendArray(json, std::array<double, 2>{pixels.x, pixels.y}, appendPixels);
+  }
+
+  void packZones() {
+    const auto append = [&](TextBuffer&, Position point) { appendPoint(point); };
+    appendArrayField(json, R"(,"zones":)", camera.zones.zones, [&](TextBuffer&, const Zone& zone) {
+      appendField(json, R"({"name":)", zone.name, appendQuoted);
+      appendArrayField(json, R"(,"points":)", zone.polygon, append);
+      json += '}';
+    });
+    appendArrayField(json, R"(,"lines":)", camera.zones.lines, [&](TextBuffer&, const CrossingLine& line) {
+      appendField(json, R"({"name":)", line.name, appendQuoted);
+      appendArrayField(json, R"(,"points":)", std::array<Position, 2>{line.from, line.to}, append);
+      json += '}';
+    });
+  }
+
+  void packCounts(const std::vector<RecordedCounts>& counts) {
+    appendArrayField(json, R"(,"counts":)", counts, [&](TextBuffer&, const RecordedCounts& each) {
+      appendField(json, R"({"frame":)", each.frame, appendWhole);
+      appendArrayField(json, R"(,"places":)", each.counts, [&](TextBuffer&, const auto& entry) {
+        const auto& [place, label] = entry.first;
+        appendField(json, R"({"name":)", place.name, appendQuoted);
+        appendField(json, R"(,"side":)", static_cast<int>(place.side), appendWhole);
+        appendField(json, R"(,"label":)", label, appendQuoted);
+        appendField(json, R"(,"times":)", static_cast<std::int64_t>(entry.second.times), appendWhole);
+        appendField(json, R"(,"inside":)", static_cast<std::int64_t>(entry.second.inside), appendWhole);
+        json += '}';
+      });
+      json += '}';
+    });
+  }
+
   void packIdentities(const Identities& identities) {
     const std::vector<Point>& points = identities.points;
     appendArrayField(json, R"("ids":)", identities.ids, appendIdentity);
@@ -210,6 +245,7 @@ class CameraPacker {
     json += ',';
     packIdentities(identities);
     packMerges(run.sequence.merges, identities);
+    packCounts(run.counts);
     if (run.matching) packMatching(*run.matching, truth);
     json += '}';
   }

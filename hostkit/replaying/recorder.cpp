@@ -63,12 +63,24 @@ void Recorder::frame(const Frame& frame, const FrameTracks& result, TextBuffer&)
   for (const auto& [absorbed, into] : result.changes.mergedIds) {
     run.sequence.merges.push_back({number, camera.firstId + absorbed, camera.firstId + into});
   }
+  count(frame, result, number, camera, run);
+}
+
+void Recorder::count(const Frame& frame, const FrameTracks& result, int number, Camera& camera,
+                     RecordedTracks& run) const {
+  if (zones.zones.empty() && zones.lines.empty()) return;
+  std::vector<Event> happened;
+  camera.events.take(frame, result, happened);
+  if (!happened.empty()) run.counts.push_back({number, camera.events.counts()});
 }
 
 /// Its next tracker's identities begin anew, but are others.
 void Recorder::end(const CameraEnd& end, const std::set<int>&, TextBuffer&) {
   const auto found = cameras.find(end.camera);
-  if (found != cameras.end()) found->second.firstId = found->second.nextId;
+  if (found == cameras.end()) return;
+  found->second.firstId = found->second.nextId;
+  std::vector<Event> happened;
+  found->second.events.end(happened);
 }
 
 Recorder::Camera& Recorder::cameraOf(const Frame& frame, CameraDrafts::Draft& draft) {
@@ -79,7 +91,9 @@ Recorder::Camera& Recorder::cameraOf(const Frame& frame, CameraDrafts::Draft& dr
   tracks.name = name;
   tracks.sequence.name = tracks.sequence.file = frame.camera;
   tracks.sequence.inPixels = draft.camera.inPixels;
-  return cameras.emplace(frame.camera, Camera{FrameNumbering(frameRate, std::nullopt), run}).first->second;
+  CameraEvents events(zones, frame.camera, aspectRatio(draft.camera.picture));
+  return cameras.emplace(frame.camera, Camera{FrameNumbering(frameRate, std::nullopt), std::move(events), run})
+      .first->second;
 }
 
 IdentifiedRow Recorder::rowOf(const TrackedObjectDetection& track, int number, Camera& camera,

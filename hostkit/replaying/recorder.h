@@ -48,8 +48,14 @@ class CameraDrafts {
 class Recorder final : public TrackWriter {
  public:
   /// @param runName That of the tracker.
-  Recorder(CameraDrafts& cameraDrafts, std::string runName, std::optional<double> knownFrameRate, bool keepDetections)
-      : drafts(cameraDrafts), name(std::move(runName)), frameRate(knownFrameRate), keepsDetections(keepDetections) {}
+  /// @param watched Outlives this object.
+  Recorder(CameraDrafts& cameraDrafts, std::string runName, std::optional<double> knownFrameRate, bool keepDetections,
+           const Zones& watched)
+      : drafts(cameraDrafts),
+        name(std::move(runName)),
+        frameRate(knownFrameRate),
+        keepsDetections(keepDetections),
+        zones(watched) {}
 
   void frame(const Frame& frame, const FrameTracks& result, TextBuffer& text) override;
   void motion(const CameraMotion&, TextBuffer&) override {}
@@ -59,18 +65,21 @@ class Recorder final : public TrackWriter {
  private:
   struct Camera {
     FrameNumbering numbering;
+    CameraEvents events;
     std::size_t run = 0;       // in `RecordedCamera::runs`
     std::int64_t firstId = 0;  // of its present tracker
     std::int64_t nextId = 0;
   };
 
   Camera& cameraOf(const Frame& frame, CameraDrafts::Draft& draft);
+  void count(const Frame& frame, const FrameTracks& result, int number, Camera& camera, RecordedTracks& run) const;
   IdentifiedRow rowOf(const TrackedObjectDetection& track, int number, Camera& camera, CameraDrafts::Draft& draft);
 
   CameraDrafts& drafts;
   std::string name;
   std::optional<double> frameRate;
   bool keepsDetections;
+  const Zones& zones;
   std::map<std::string, Camera> cameras;
 };
 

@@ -148,7 +148,7 @@ class RecordingRun {
     for (std::size_t i = 0; i < options.recipes.size(); ++i) {
       const NamedRecipe& recipe = options.recipes[i];
       for (const TrackInput& each : options.track.inputs) {
-        auto recorder = std::make_unique<Recorder>(drafts, recipe.name, read.frameRate, i == 0);
+        auto recorder = std::make_unique<Recorder>(drafts, recipe.name, read.frameRate, i == 0, options.zones);
         const std::string complaint = trackInput(each, tracking, recipe.recipe, std::move(recorder), err);
         if (i == 0 && !complaint.empty()) complaints.push_back(complaint);
       }
@@ -193,6 +193,10 @@ class RecordingRun {
 
   RecordedCamera finished(Draft& draft) const {
     draft.camera.frameCount = lengthOf(draft.camera);
+    const auto isElsewhere = [&](const auto& each) { return !each.camera.empty() && each.camera != draft.camera.name; };
+    auto& [zones, lines] = draft.camera.zones = options.zones;
+    zones.erase(std::remove_if(zones.begin(), zones.end(), isElsewhere), zones.end());
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isElsewhere), lines.end());
     draft.camera.seconds = secondsOf(draft, read.frameRate.value_or(kUsualFrameRate));
     return std::move(draft.camera);
   }

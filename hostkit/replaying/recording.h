@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "hostkit/counting/cameraEvents.h"
+#include "hostkit/counting/zones.h"
 #include "hostkit/evaluation/preprocessing.h"
 #include "hostkit/evaluation/sequenceMatching.h"
 #include "hostkit/formats/identities.h"
@@ -34,6 +36,7 @@ struct RecordingOptions {
   std::string truth;                    // a file, a sequence folder, or a folder of either; empty if there is none
   const Format* truthFormat = nullptr;  // told from what the truth holds if null
   std::optional<Preprocessing> preprocessing;  // what the truth of each sequence is made for, if not given
+  Zones zones;                                 // that are watched
 };
 
 /// A box that the detector found.
@@ -43,12 +46,19 @@ struct RecordedDetection {
   int label = 0;       // in `RecordedCamera::labels`
 };
 
+/// What is counted from a frame on.
+struct RecordedCounts {
+  int frame = 0;  // from 1
+  Counts counts;
+};
+
 /// What one tracker made of a camera.
 struct RecordedTracks {
   std::string name;
   IdentifiedSequence sequence;               // in pixels; labels are the camera's
   std::vector<IdentifiedRow> lost;           // people who are out of sight, but may be recognised
   std::optional<SequenceMatching> matching;  // if there is truth
+  std::vector<RecordedCounts> counts;        // whenever they change; of detections that were tracked here
 };
 
 /// All that is to be seen of a camera.
@@ -63,6 +73,7 @@ struct RecordedCamera {
   std::vector<RecordedTracks> runs;
   std::optional<IdentifiedSequence> truth;  // in pixels; labels are the camera's
   Preprocessing preprocessing = Preprocessing::none;
+  Zones zones;  // those of this camera
 };
 
 struct Recording {

@@ -5,6 +5,7 @@ const SWITCHES = {
   lost: { name: "Lost tracks", keys: ["l"] },
   trails: { name: "Trails", keys: ["t"] },
   truth: { name: "Truth", keys: ["g"] },
+  zones: { name: "Zones", keys: ["z"] },
   footage: { name: "Footage", keys: ["f"] },
 };
 
@@ -15,6 +16,7 @@ function usefulSwitches({ cameras }) {
     lost: cameras.some((camera) => camera.runs.some((run) => run.hasLost)),
     trails: true,
     truth: cameras.some((camera) => camera.truth),
+    zones: cameras.some((camera) => camera.zones.length + camera.lines.length > 0),
     footage: cameras.some((camera) => camera.pictures || camera.video !== undefined),
   };
   return Object.entries(SWITCHES).filter(([name]) => isUseful[name]);

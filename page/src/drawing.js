@@ -1,4 +1,5 @@
 import { CONFIDENT, LOST, NOT_COUNTED, SEEN } from "./boxes.js";
+import { countsAt } from "./events.js";
 import { INKS, colourOf, inkOn, shapeOf } from "./colours.js";
 
 const TRAIL = 2000; // ms
@@ -33,6 +34,7 @@ export class Drawing {
     this.context.font = TAG_FONT;
     this.context.textBaseline = "middle";
     this.context.lineJoin = "round";
+    if (shows.zones) this.drawZones(frame);
     if (shows.detections && this.scene.detections) this.drawDetections(frame);
     if (shows.trails) for (const at of places) this.drawTrail(at);
     for (const at of places) this.drawBox(at);
@@ -61,6 +63,27 @@ export class Drawing {
     const { x, y } = this.place;
     return [x + boxes.left[at] * this.unit, y + boxes.top[at] * this.unit, boxes.width[at] * this.unit,
       boxes.height[at] * this.unit];
+  }
+
+  /** Zones and lines, with what has been counted there. */
+  drawZones(frame) {
+    const { context, place, scene } = this;
+    const counts = countsAt(this.run, frame);
+    for (const { name, points } of [...scene.zones, ...scene.lines]) {
+      const [first, ...rest] = points.map(([x, y]) => [place.x + x * place.scale, place.y + y * place.scale]);
+      context.beginPath();
+      context.moveTo(...first);
+      for (const point of rest) context.lineTo(...point);
+      if (rest.length > 1) context.closePath();
+      context.strokeStyle = this.inks.ink;
+      context.lineWidth = 1.5;
+      context.setLineDash([12, 4]);
+      context.stroke();
+      context.setLineDash([]);
+      const [x, y] = rest.length > 1 ? first : [(first[0] + rest[0][0]) / 2, (first[1] + rest[0][1]) / 2];
+      const words = counts.filter((each) => each.name === name).map((each) => each.words);
+      this.writeTag([name, ...words].join(" · "), x, y + TAG_HEIGHT, this.inks.ink, false);
+    }
   }
 
   drawDetections(frame) {

@@ -30,6 +30,18 @@ function switchesOf(run, truth) {
   });
 }
 
+const SIDES = ["", " to the left", " to the right"];
+
+/** What a run has counted until a frame, place by place, in words. */
+export function countsAt(run, frame) {
+  const steps = run.counts.filter((each) => each.frame <= frame);
+  const places = (steps[steps.length - 1]?.places ?? []).filter(({ name }) => name !== "");
+  return places.map(({ name, side, label, times, inside }) => ({
+    name,
+    words: side > 0 ? `${times} ${label}${SIDES[side]}` : `${inside} ${label} inside, ${times} entered`,
+  }));
+}
+
 /** The next event behind a frame, or the last one before it; undefined if there is none. */
 export function neighbourOf(list, frame, isForward) {
   if (isForward) return list.find((each) => each.frame > frame);

@@ -1,5 +1,6 @@
 import { LOST, SEEN } from "./boxes.js";
 import { colourOf, shapeOf } from "./colours.js";
+import { countsAt } from "./events.js";
 import { plotOfScores } from "./plots.js";
 import { button, clock, duration, element, percent, plural } from "./text.js";
 
@@ -148,6 +149,7 @@ export class Panel {
     } else if (selected >= 0) {
       rows.push(["State", "not there"]);
     }
+    for (const { name, words } of countsAt(current, frame)) rows.push([name, words]);
     return this.now.replaceChildren(element("h3", "", `Frame ${frame}`), facts(rows));
   }
 

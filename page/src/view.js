@@ -13,7 +13,7 @@ export class View {
     this.hoveredRun = -1;
     this.playing = false;
     this.speed = 1;
-    this.shows = { detections: false, lost: true, trails: true, truth: true, footage: true };
+    this.shows = { detections: false, lost: true, trails: true, truth: true, zones: true, footage: true };
     this.listeners = [];
     this.changed = new Set();
   }

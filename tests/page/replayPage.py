@@ -282,6 +282,23 @@ class Replay(unittest.TestCase):
         self.press("c")
         self.assertEqual("yard", self.text("#panel h2"))
 
+    def test_zones_show_what_is_counted(self):
+        """By the last frame, as often as track --events tells at the end."""
+        zones, page = self.folder / "zones.json", self.folder / "zones.html"
+        zones.write_text(json.dumps({"picture": [1280, 720],
+                                     "zones": [{"name": HOSTILE, "polygon": [[0, 0], [640, 0], [640, 720], [0, 720]]}],
+                                     "lines": [{"name": "middle", "from": [640, 720], "to": [640, 0]}]}))
+        nivra("replay", PLAZA, "--tracker", "reid", "--zones", zones, "-o", page)
+        known = json.loads(nivra("track", PLAZA, "--tracker", "reid", "--events", "--zones", zones, *AS_SAID).splitlines()[-1])
+        browsers.open_page(self.browser, page)
+        browsers.drawn(self.browser, "view.goTo(300)")
+        shown = self.text(".now")
+        self.assertIn("onerror=alert(1)", shown)
+        self.assertIn(f"{known['zones'][0]['entries']} entered", shown)
+        self.assertTrue(known["lines"])
+        for line in known["lines"]:
+            self.assertIn(f"{line['crossings']} human to the {line['to']}", shown)
+
     def test_colours_are_told_apart_by_everybody(self):
         """By usual eyes and simulated colour blindness (Machado et al. 2009), as distances in OKLab."""
         simulations = [

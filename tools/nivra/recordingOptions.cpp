@@ -67,6 +67,12 @@ void RecordingArguments::addTo(Command& command) {
                     });
 }
 
+void RecordingArguments::addZonesTo(Command& command) {
+  command.addParsed("--zones", "FILE",
+                    "Zones and lines to be drawn, with what trackers count there; see docs/events.md",
+                    [this](const std::string& text) { options.zones = readZones(text); });
+}
+
 Recording RecordingArguments::record(const Streams& streams) {
   options.track.read = input.settings;
   if (inputs.empty() && named.empty()) inputs.push_back(kStandardInput);

@@ -13,6 +13,9 @@ namespace nivra::tool {
 struct RecordingArguments {
   void addTo(Command& command);
 
+  /// --zones, for commands that show them.
+  void addZonesTo(Command& command);
+
   /// Tracks the detections and reads the rest.
   /// @throws UsageError for what doesn't go together, and what `hostkit::record` throws.
   Recording record(const Streams& streams);

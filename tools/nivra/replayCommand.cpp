@@ -87,6 +87,7 @@ void addReplayCommand(CLI::App& app, const Streams& streams) {
   const auto given = std::make_shared<Arguments>();
   Command command(app, "replay", "Write a page that shows tracks in a browser", kHelp);
   given->recording.addTo(command);
+  given->recording.addZonesTo(command);
   given->output.addTo(command, "FILE", "Where the page goes; standard output if not given or -");
   command.addTexts("--pictures", given->pictures, "[CAMERA=]FOLDER",
                    "A picture for each frame, to stand behind the boxes; may be repeated");
