@@ -28,13 +28,17 @@ int CameraDrafts::placeOf(Draft& draft, const std::string& label) {
   return place->second;
 }
 
-void CameraDrafts::addDetections(Draft& draft, const Frame& frame, int number) {
+void CameraDrafts::outline(Draft& draft, const Frame& frame) {
   constexpr PictureSize kUsualPicture = {1920, 1080};
   RecordedCamera& camera = draft.camera;
-  if (camera.detections.empty()) {
-    camera.inPixels = frame.picture.has_value();
-    camera.picture = frame.picture.value_or(kUsualPicture);
-  }
+  if (camera.picture.width > 0) return;
+  camera.inPixels = frame.picture.has_value();
+  camera.picture = frame.picture.value_or(kUsualPicture);
+}
+
+void CameraDrafts::addDetections(Draft& draft, const Frame& frame, int number) {
+  outline(draft, frame);
+  RecordedCamera& camera = draft.camera;
   draft.timestamps[number] = *frame.timestamp;
   camera.detections.resize(std::max(camera.detections.size(), static_cast<std::size_t>(number)));
   for (const ObjectDetection& each : frame.detections) {
@@ -86,6 +90,7 @@ void Recorder::end(const CameraEnd& end, const std::set<int>&, TextBuffer&) {
 Recorder::Camera& Recorder::cameraOf(const Frame& frame, CameraDrafts::Draft& draft) {
   const auto found = cameras.find(frame.camera);
   if (found != cameras.end()) return found->second;
+  CameraDrafts::outline(draft, frame);
   const std::size_t run = draft.camera.runs.size();
   RecordedTracks& tracks = draft.camera.runs.emplace_back();
   tracks.name = name;

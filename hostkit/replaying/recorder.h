@@ -33,6 +33,9 @@ class CameraDrafts {
 
   static int placeOf(Draft& draft, const std::string& label);
 
+  /// Takes the picture from a camera's first frame.
+  static void outline(Draft& draft, const Frame& frame);
+
   /// Adds a frame's detections and its time.
   /// @param number Of the frame, from 1.
   static void addDetections(Draft& draft, const Frame& frame, int number);
