@@ -289,7 +289,7 @@ class Replay(unittest.TestCase):
                                      "zones": [{"name": HOSTILE, "polygon": [[0, 0], [640, 0], [640, 720], [0, 720]]}],
                                      "lines": [{"name": "middle", "from": [640, 720], "to": [640, 0]}]}))
         nivra("replay", PLAZA, "--tracker", "reid", "--zones", zones, "-o", page)
-        known = json.loads(nivra("track", PLAZA, "--tracker", "reid", "--events", "--zones", zones, *AS_SAID).splitlines()[-1])
+        known = json.loads(nivra("track", PLAZA, "--tracker", "reid", "--events", "--zones", zones, *AS_SAID).strip().split("\n")[-1])
         browsers.open_page(self.browser, page)
         browsers.drawn(self.browser, "view.goTo(300)")
         shown = self.text(".now")
