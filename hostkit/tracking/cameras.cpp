@@ -87,6 +87,26 @@ std::set<int> Camera::identities() const {
   return ids;
 }
 
+CameraState Camera::state() const {
+  CameraState state;
+  tracker->saveState(state.tracker);
+  if (motionEstimator) motionEstimator->saveState(state.motion.emplace());
+  state.lastTimestamp = lastTimestamp;
+  state.featureLength = featureLength;
+  return state;
+}
+
+void Camera::goOnFrom(const CameraState& state) {
+  restoreTracker(state.tracker, nullptr);  // fails before anything has changed
+  std::optional<CameraMotionEstimator> restoredEstimator;
+  if (state.motion) restoredEstimator.emplace(std::string_view(*state.motion));
+  tracker.reset();  // the server has room for one
+  tracker = restoreTracker(state.tracker, &motionServer);
+  motionEstimator = std::move(restoredEstimator);
+  lastTimestamp = state.lastTimestamp;
+  featureLength = state.featureLength;
+}
+
 void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabels) {
   newLabels.clear();
   const std::string* known = nullptr;  // neighbours often share their label

@@ -29,6 +29,14 @@ struct Refusal {
   std::string message;
 };
 
+/// What later frames of a camera depend on.
+struct CameraState {
+  std::string tracker;                // as `ObjectTracker::saveState` has it
+  std::optional<std::string> motion;  // of the estimator of its movements, if there is one
+  std::optional<std::uint64_t> lastTimestamp;
+  std::optional<std::size_t> featureLength;
+};
+
 /// A tracker, the source of its camera's movements, and what has to be known of earlier frames.
 class Camera {
  public:
@@ -49,6 +57,11 @@ class Camera {
 
   /// The identities of the tracks that there are.
   std::set<int> identities() const;
+
+  /// What a camera that was made alike goes on from; which labels it has named is not among it.
+  CameraState state() const;
+  /// @throws StateError, which leaves all as it was, for what is no state of a camera.
+  void goOnFrom(const CameraState& state);
 
  private:
   /// Takes out the detections whose labels no association covers, which would start a new track each time.

@@ -68,6 +68,21 @@ class Tracker {
     return take(copy, read.detections.size(), time, py::none());
   }
 
+  /// What later frames depend on, beside the arguments that it was made with.
+  py::tuple state() {
+    const Use use(*this);
+    const hostkit::CameraState state = camera.state();
+    const py::object motion = state.motion ? py::object(py::bytes(*state.motion)) : py::none();
+    return py::make_tuple(py::bytes(state.tracker), motion, state.lastTimestamp, state.featureLength, framesTaken);
+  }
+
+  void goOnFrom(const std::string& tracker, std::optional<std::string> motion,
+                std::optional<std::uint64_t> lastTimestamp, std::optional<std::size_t> featureLength, int frames) {
+    const Use use(*this);
+    camera.goOnFrom({tracker, std::move(motion), lastTimestamp, featureLength});
+    framesTaken = frames;
+  }
+
   void move(const py::object& motion) {
     const Use use(*this);
     moveBy(parseCameraMotion(motion));
@@ -146,7 +161,9 @@ void declareTracker(py::module_& module) {
       .def_property_readonly("warnings", &Tracker::warnings)
       .def("update", &Tracker::update)
       .def("update_frame", &Tracker::updateFrame)
-      .def("move", &Tracker::move);
+      .def("move", &Tracker::move)
+      .def("state", &Tracker::state)
+      .def("go_on_from", &Tracker::goOnFrom);
 }
 
 }  // namespace nivra::python

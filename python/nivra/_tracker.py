@@ -22,7 +22,7 @@ class Tracker:
     """A tracker of one camera: detections in, tracks with stable identities out.
 
     Each camera has its own, and each may be on a thread of its own; while a frame is worked on, other threads of the
-    interpreter run.
+    interpreter run. `pickle` and `copy.deepcopy` make trackers that go on from there, to the last bit.
 
     >>> import nivra
     >>> tracker = nivra.Tracker(classes=["person", "car"], picture=(1920, 1080))
@@ -66,6 +66,7 @@ class Tracker:
         :param camera: A name for files.
         :raises ValueError: for names, values and sizes that there are not.
         """
+        self._options = {key: value for key, value in locals().items() if key != "self"}
         ids, names, leaves_out = _classes(classes)
         if picture is not None:
             picture = _picture(picture)
@@ -128,6 +129,16 @@ class Tracker:
     def move(self, camera_motion: npt.ArrayLike) -> None:
         """Tells that the camera has moved, between two frames; as `camera_motion` of `update`."""
         self._native.move(camera_motion)
+
+    def __getstate__(self) -> tuple[dict[str, Any], Any]:
+        return self._options, self._native.state()
+
+    def __setstate__(self, kept: tuple[dict[str, Any], Any]) -> None:
+        options, state = kept
+        with warnings.catch_warnings():
+            warnings.simplefilter("ignore")  # it has been warned of them
+            self.__init__(**options)  # type: ignore[misc]
+        self._native.go_on_from(*state)
 
 
 def track(

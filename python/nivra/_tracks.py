@@ -244,7 +244,7 @@ class Tracks:
 class Terms:
     """Coordinates and classes as a tracker's caller counts them."""
 
-    __slots__ = ("camera", "picture", "ids", "names", "native", "_others", "pixels_per_unit")
+    __slots__ = ("camera", "picture", "ids", "names", "native", "_box_format", "_others", "pixels_per_unit")
 
     def __init__(
         self,
@@ -260,9 +260,13 @@ class Terms:
         self.ids = np.array(ids, np.int64)
         self.names = np.array(names, np.str_)
         self.native = _core.Terms(picture, box_format, ids, names, leaves_out_others)
+        self._box_format = box_format
         self._others = (ids, names, leaves_out_others)
         if picture is not None:
             self.pixels_per_unit = np.array([picture[0] / 2, -picture[1] / 2], np.float32)
+
+    def __reduce__(self) -> tuple[Any, ...]:
+        return Terms, (self.camera, self.picture, self._box_format, *self._others)
 
     def boxes_of(self, reports: Reports, box_format: str) -> npt.NDArray[np.float32]:
         """Boxes in a format that isn't the caller's own."""

@@ -1,4 +1,6 @@
 import copy
+import copy
+import pickle
 import threading
 
 import numpy as np
@@ -289,6 +291,27 @@ def test_presets_are_changed_by_what_is_given_besides():
 
 def defaults(keys):
     return {each.key: each.default for each in nivra.parameters() if each.key in keys}
+
+
+@pytest.mark.parametrize("copied", [copy.deepcopy, lambda each: pickle.loads(pickle.dumps(each))])
+@pytest.mark.parametrize("options", [{"tracker": "reid"}, {"tracker": "hybrid", "preset": "steady"}, {"stabilise": True}])
+def test_copies_go_on_from_where_they_were_made(copied, options):
+    random = np.random.default_rng(3)
+    frames = [
+        {"boxes": random.normal(BOX, 15, (6, 4)) + 2 * step, "features": random.normal(0, 1, (6, 8))} for step in range(60)
+    ]
+    own = tracker(**options)
+    for each in frames[:30]:
+        own.update(**each)
+    other = copied(own)
+    with pytest.raises(ValueError, match="features: "):
+        other.update([BOX], features=[[1]])
+    with pytest.raises(ValueError, match="timestamp: 1 is not newer"):
+        other.update([BOX], 1)
+    for each in frames[30:]:
+        first, second = (one.update(**each) for one in (own, other))
+        assert first.timestamp == second.timestamp and np.array_equal(first.as_array(), second.as_array())
+    assert np.array_equal(copied(first).as_array(), first.as_array())
 
 
 def test_doubtful_parameters_are_warned_of():
