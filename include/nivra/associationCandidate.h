@@ -11,9 +11,9 @@ namespace nivra {
 /// removes one, and at the detection that it was handed.
 template <class Track>
 struct AssociationCandidate {
-  Track* track;
-  const ObjectDetection* detection;
-  float cost;  ///< The lower, the better the fit; each tracker says what it is.
+  Track* track;                      ///< The track that would take the detection.
+  const ObjectDetection* detection;  ///< The detection.
+  float cost;                        ///< The lower, the better the fit; each tracker says what it is.
 };
 
 }  // namespace nivra

@@ -21,13 +21,14 @@ namespace nivra {
 
 /// A map of the normalised picture: what was at (x, y) is now at (ax + by + c, dx + ey + f).
 struct PictureMap {
-  float a = 1.0F;
-  float b = 0.0F;
+  float a = 1.0F;  ///< What x counts for in x.
+  float b = 0.0F;  ///< What y counts for in x.
   float c = 0.0F;  ///< Picture units; 2 is the width of the picture.
-  float d = 0.0F;
-  float e = 1.0F;
+  float d = 0.0F;  ///< What x counts for in y.
+  float e = 1.0F;  ///< What y counts for in y.
   float f = 0.0F;  ///< Picture units, upward; 2 is the height of the picture.
 
+  /// The new place of a point.
   Point operator()(const Point& point) const { return {a * point.x + b * point.y + c, d * point.x + e * point.y + f}; }
 };
 
@@ -37,6 +38,7 @@ NIVRA_EXPORT void moveTracks(MotionTrackerServer& server, const std::function<Po
 
 /// What the detections of a frame tell about the camera.
 struct CameraMotionEstimate {
+  /// What can be told of a frame.
   enum class Verdict : std::int32_t {
     unknown,  ///< Too few objects in both frames, or too little agreement between them.
     still,    ///< This camera is at rest, as far as can be told; a shift that is seen is that of the objects.
@@ -44,6 +46,7 @@ struct CameraMotionEstimate {
     cut,      ///< Hardly any track is where any movement of the camera could have put it.
   };
 
+  /// What could be told of this one.
   Verdict verdict = Verdict::unknown;
   PictureMap map;  ///< A shift and a zoom if the verdict is `moving`, else the identity.
   /// Standard errors of the shift in the middle of the picture, picture units; 0 unless the verdict is `moving`.
@@ -80,7 +83,9 @@ class NIVRA_EXPORT CameraMotionEstimator {
   /// @throws StateError when the bytes are no state of an estimator, damaged, cut or of a later release.
   explicit CameraMotionEstimator(std::string_view state);
   ~CameraMotionEstimator();
+  /// What is moved from may be assigned to or destroyed only.
   CameraMotionEstimator(CameraMotionEstimator&& other) noexcept;
+  /// Likewise.
   CameraMotionEstimator& operator=(CameraMotionEstimator&& other) noexcept;
 
   /// Takes in one frame, before the tracker does.

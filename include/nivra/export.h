@@ -3,6 +3,7 @@
 /// @file
 /// Marks what the shared library exports; everything else stays hidden, and of a static library (NIVRA_STATIC) all.
 
+/// Shows a name to hosts.
 #ifdef NIVRA_STATIC
 #define NIVRA_EXPORT
 #else

@@ -25,8 +25,11 @@ struct Box {
   float bottom = 0.0F;  ///< y of the bottom edge.
 };
 
+/// Picture units; negative where right lies to the left.
 inline float width(const Box& box) { return box.right - box.left; }
+/// Picture units; negative where the top lies below.
 inline float height(const Box& box) { return box.top - box.bottom; }
+/// The middle of a box.
 inline Point center(const Box& box) { return {box.left + width(box) * 0.5F, box.bottom + height(box) * 0.5F}; }
 
 }  // namespace nivra

@@ -22,6 +22,7 @@ class NIVRA_EXPORT KalmanBoxFilter {
  public:
   /// What the four axes measure of a box: centre x, centre y, width, height.
   using Measurement = std::array<float, 4>;
+  /// Of a box.
   static Measurement measure(const Box& box) {
     const Point boxCenter = center(box);
     return {boxCenter.x, boxCenter.y, width(box), height(box)};
@@ -90,6 +91,7 @@ class NIVRA_EXPORT KalmanBoxFilter {
   /// @name For the trackers alone
   /// What they have worked out once per frame already is not worked out again for each track or pair.
   /// @{
+
   /// With parameters that several filters share.
   NIVRA_HIDDEN KalmanBoxFilter(const Box& box, std::shared_ptr<const KalmanBoxParams> sharedParams);
   NIVRA_HIDDEN void predict(const TimeStep& step,

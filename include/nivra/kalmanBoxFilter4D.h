@@ -73,6 +73,7 @@ class NIVRA_EXPORT KalmanBoxFilter4D {
 
   /// @name For the trackers alone
   /// @{
+
   /// `predict` for a step that several tracks take.
   NIVRA_HIDDEN void predict(const TimeStep& step);
   /// Offsets of the left (x) and the bottom (y) edge that no box accepted by `canAssociate` exceeds; infinite where the

@@ -13,6 +13,7 @@
 
 namespace nivra {
 
+/// @cond
 namespace internal {
 
 /// States of independent filters side by side, so that one instruction can serve several of them.
@@ -30,6 +31,7 @@ struct AxisStates {
 };
 
 }  // namespace internal
+/// @endcond
 
 /// Constant-velocity Kalman filter of one scalar coordinate.
 ///

@@ -34,7 +34,7 @@ struct KalmanParams1d {
   float observationNoiseVariance = 0.0F;  ///< Variance of one measurement.
   float initialVariance = 0.0F;           ///< Variance of the first measurement.
   float initialVelocityVariance = 0.0F;   ///< Variance of the unknown first velocity, units^2/s^2.
-  ObjectnessParams objectnessParams;
+  ObjectnessParams objectnessParams;      ///< How good detections measure better.
 };
 
 /// The per-axis box filter of the vanilla and low-frame-rate tracks.
@@ -52,17 +52,17 @@ struct KalmanBoxParams {
 /// pixel measures `aspectRatio` times as much vertically as horizontally, so everything vertical carries
 /// the square of the aspect ratio.
 struct KalmanBoxParams4D {
-  float aspectRatioSquared = 0.0F;
-  float processNoiseVarianceX = 0.0F;
-  float processNoiseVarianceY = 0.0F;
-  float processNoiseVarianceW = 0.0F;
-  float processNoiseVarianceH = 0.0F;
-  float initialVelocityVarianceX = 0.0F;  ///< Of the centre-x and width velocities.
-  float initialVelocityVarianceY = 0.0F;  ///< Of the centre-y and height velocities.
-  float initialVarianceX = 0.0F;
-  float initialVarianceY = 0.0F;
-  float initialVarianceW = 0.0F;
-  float initialVarianceH = 0.0F;
+  float aspectRatioSquared = 0.0F;               ///< Of the picture's width to its height.
+  float processNoiseVarianceX = 0.0F;            ///< Of the horizontal centre's acceleration, units^2/s^4.
+  float processNoiseVarianceY = 0.0F;            ///< Of the vertical centre's.
+  float processNoiseVarianceW = 0.0F;            ///< Of the width's.
+  float processNoiseVarianceH = 0.0F;            ///< Of the height's.
+  float initialVelocityVarianceX = 0.0F;         ///< Of the centre-x and width velocities.
+  float initialVelocityVarianceY = 0.0F;         ///< Of the centre-y and height velocities.
+  float initialVarianceX = 0.0F;                 ///< Of the first horizontal centre.
+  float initialVarianceY = 0.0F;                 ///< Of the first vertical centre.
+  float initialVarianceW = 0.0F;                 ///< Of the first width.
+  float initialVarianceH = 0.0F;                 ///< Of the first height.
   float defaultObservationNoise = 0.0F;          ///< Variance of one edge.
   float observationNoiseTopDeviation = 0.0F;     ///< Factor on the variance of the top edge.
   float observationNoiseBottomDeviation = 0.0F;  ///< Factor on the variance of the bottom edge.

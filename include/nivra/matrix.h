@@ -14,6 +14,7 @@ class Matrix {
  public:
   /// One entry. Rows and columns count from 0; a position outside of the matrix is undefined behaviour.
   float& operator()(std::size_t row, std::size_t column) { return entries[row * Columns + column]; }
+  /// Its value.
   float operator()(std::size_t row, std::size_t column) const { return entries[row * Columns + column]; }
 
   /// All entries, row after row: Rows * Columns floats, for another library to look at.

@@ -26,6 +26,7 @@ namespace nivra {
 /// outlive a running `updateClients`.
 class NIVRA_EXPORT MotionTrackerServer {
  public:
+  /// Called at each movement, with what was handed over at the subscription.
   using Callback = void (*)(MotionTrackerServer* server, void* userData);
   /// Replaces `point` (normalised picture coordinates) by its new place and returns true, or returns
   /// false when it cannot.

@@ -32,8 +32,8 @@ enum class ParameterScale {
 
 /// Numbers from `least` to `most`, both included.
 struct ParameterRange {
-  double least;
-  double most;
+  double least;  ///< Its lower end.
+  double most;   ///< Its upper end.
 };
 
 /// One parameter of a section.
@@ -51,10 +51,12 @@ struct ParameterDescription {
 
 /// The parameters of one kind of section.
 struct ParameterTable {
-  const ParameterDescription* first;
-  std::size_t count;
+  const ParameterDescription* first;  ///< They stand side by side.
+  std::size_t count;                  ///< How many there are.
 
+  /// The first one.
   const ParameterDescription* begin() const { return first; }
+  /// Behind the last one.
   const ParameterDescription* end() const { return first + count; }
 };
 
@@ -66,18 +68,19 @@ struct ParameterSection {
 
 /// What is wrong with a parameter.
 struct ParameterFault {
+  /// What may be wrong.
   enum class Kind {
-    unknownSection,
-    sectionNotRead,  ///< There is such a section, but this tracker doesn't read it.
-    unknownName,
-    unreadableValue,
-    valueOutOfRange,
+    unknownSection,   ///< There is no section of this name.
+    sectionNotRead,   ///< There is such a section, but this tracker doesn't read it.
+    unknownName,      ///< The section has no parameter of this name.
+    unreadableValue,  ///< The value is not of the parameter's kind.
+    valueOutOfRange,  ///< The value is no number that can be held.
   };
 
-  Kind kind;
-  std::string key;
-  std::string value;
-  std::string text;  ///< A phrase such as "not a number", without key and value.
+  Kind kind;          ///< What is wrong.
+  std::string key;    ///< The offending key, as it was given.
+  std::string value;  ///< Its value, likewise.
+  std::string text;   ///< A phrase such as "not a number", without key and value.
 };
 
 /// The default values of a table, by name.

@@ -30,6 +30,7 @@ struct TrackedObjectDetection {
 
 /// One track and the detection that it rests on.
 struct TrackReport {
+  /// The track as `ObjectTracker::getTracks` reports it.
   TrackedObjectDetection track;
   /// `ObjectDetection::id` of the detection that the track took last; -1 after a newer frame in which it took none.
   std::int32_t detectionId = -1;

@@ -15,7 +15,7 @@ namespace vanilla {
 
 /// Parameters of the vanilla and of the low-frame-rate tracker.
 struct TrackerParams {
-  KalmanBoxParams kalmanParams;
+  KalmanBoxParams kalmanParams;                ///< Of the box filter.
   float widthRelativeDiffGating = 0.0F;        ///< Largest |detection width / track width - 1|.
   float heightRelativeDiffGating = 0.0F;       ///< Largest |detection height / track height - 1|.
   float widthFactorGating = 0.0F;              ///< Largest horizontal centre offset, in smaller widths.
@@ -39,7 +39,7 @@ struct InBetweenParams {
 
 /// Parameters of the re-identification tracker. Durations are nanoseconds.
 struct TrackerParams {
-  KalmanBoxParams4D kalmanParams;
+  KalmanBoxParams4D kalmanParams;         ///< Of the box filter.
   float lambda = 0.0F;                    ///< Share of the overlap in the association cost; the rest is appearance.
   float maxDistanceScalingFactor = 0.0F;  ///< For configurations that set it; association does without.
   float maxFeatureDistance = 0.0F;        ///< Largest appearance distance of an association.
@@ -61,7 +61,7 @@ struct TrackerParams {
   std::uint64_t maxReviveAge = 0;                ///< After which any lost track ends.
   std::uint64_t minConfidentFeatureVectors = 0;  ///< Features that a confident identity takes.
   float scoreAbsorption = 0.0F;                  ///< Weight of a new score; the rest keeps the old one.
-  InBetweenParams inBetween;
+  InBetweenParams inBetween;                     ///< Which detections are served last.
 };
 
 }  // namespace reid
@@ -70,8 +70,8 @@ namespace hybrid {
 
 /// Parameters of the two trackers inside the hybrid tracker.
 struct TrackerParams {
-  vanilla::TrackerParams vanillaParams;
-  reid::TrackerParams reidParams;
+  vanilla::TrackerParams vanillaParams;  ///< For all that is not labelled "human".
+  reid::TrackerParams reidParams;        ///< For people.
 };
 
 }  // namespace hybrid
@@ -83,6 +83,7 @@ struct TrackerParams {
 /// @throws std::invalid_argument, std::out_of_range "stof", "stoull" or "stoi" for a value that is no
 ///   number or out of range.
 /// @{
+
 /// Sections "vanilla" and "vanilla.kalman", which hold for pictures of any `aspectRatio`.
 NIVRA_EXPORT vanilla::TrackerParams parseVanillaParameters(ParameterMap& params, float aspectRatio);
 /// Sections "vanillaLowFps" and "vanillaLowFps.kalman", which hold for pictures of any `aspectRatio`.

@@ -52,6 +52,7 @@ class NIVRA_EXPORT HybridTracker final : public ObjectTracker {
 
 /// Identity of a report.
 NIVRA_EXPORT int getId(const TrackedObjectDetection& track);
+/// Likewise.
 NIVRA_EXPORT int getId(const internal::DebugTrack& track);
 
 /// One list in ascending order of inner identities, vanilla first among equals, with hybrid identities.
@@ -59,9 +60,11 @@ NIVRA_EXPORT int getId(const internal::DebugTrack& track);
 template <class T>
 std::vector<T> mergeTracks(const std::vector<T>& vanillaTracks, const std::vector<T>& reidTracks);
 
+/// @cond
 extern template NIVRA_EXPORT std::vector<TrackedObjectDetection> mergeTracks(
     const std::vector<TrackedObjectDetection>&, const std::vector<TrackedObjectDetection>&);
 extern template NIVRA_EXPORT std::vector<internal::DebugTrack> mergeTracks(const std::vector<internal::DebugTrack>&,
                                                                            const std::vector<internal::DebugTrack>&);
+/// @endcond
 
 }  // namespace nivra::hybrid

@@ -16,12 +16,14 @@ NIVRA_EXPORT float cosineDistance(const std::vector<float>& a, const std::vector
 
 /// A feature vector with what every comparison needs of it. Refers to the vector. For the tracker alone; not exported.
 struct Feature {
+  /// Of any length.
   explicit Feature(const std::vector<float>& vector);
+  /// Of a vector whose squared norm is known.
   Feature(const float* values, std::size_t size, float squaredNorm);
 
-  const float* values;
-  std::size_t size;
-  float squaredNorm;
+  const float* values;  ///< The vector's first number.
+  std::size_t size;     ///< How many there are.
+  float squaredNorm;    ///< Sum of their squares.
 };
 
 /// The latest 50 feature vectors of an object, side by side in memory, each with its squared norm.
@@ -30,12 +32,15 @@ struct Feature {
 /// same bits. What a track keeps, and for it alone; not exported.
 class FeatureGallery {
  public:
+  /// How many vectors are kept.
   static constexpr std::size_t kCapacity = 50;
 
   /// Adds a vector of any length, which may be one of this gallery; the oldest one of a full gallery falls out.
   void add(const Feature& feature);
 
+  /// How many vectors there are, `kCapacity` at most.
   std::size_t size() const { return rows.size(); }
+  /// Whether there is none.
   bool empty() const { return rows.empty(); }
 
   /// A vector, 0 for the oldest; it stays until the next `add`.

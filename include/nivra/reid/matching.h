@@ -20,8 +20,8 @@ namespace nivra::reid {
 
 /// What the matching reads.
 struct MatchParams {
-  TrackerParams params;
-  LabelAssociations labelAssociations;
+  TrackerParams params;                 ///< Those of the tracker.
+  LabelAssociations labelAssociations;  ///< Which detections tracks of a label may take.
 };
 
 /// Of an active track. Its cost is `lambda` * IoU distance + (1 - `lambda`) * feature distance.
@@ -36,20 +36,22 @@ struct TrackMatch {
 
 /// All tracks, by whether they are lost.
 struct TrackPartition {
-  std::set<ObjectTrack*> active;
-  std::set<ObjectTrack*> inactive;
+  std::set<ObjectTrack*> active;    ///< Those that detections are matched with.
+  std::set<ObjectTrack*> inactive;  ///< Those that may be revived.
 };
 
+/// Which tracks took which detections, and what is left of both.
 struct ActiveMatchResult {
-  std::vector<DetMatch> matches;  ///< In the order in which they were accepted.
-  std::set<ObjectTrack*> unmatchedTracks;
-  std::set<const ObjectDetection*> unmatchedDetections;
+  std::vector<DetMatch> matches;                         ///< In the order in which they were accepted.
+  std::set<ObjectTrack*> unmatchedTracks;                ///< Those that took none.
+  std::set<const ObjectDetection*> unmatchedDetections;  ///< Those that nobody took.
 };
 
+/// Which lost tracks go on, and what is left.
 struct InactiveMatchResult {
-  std::vector<TrackMatch> matches;  ///< In the order in which they were accepted.
-  std::set<ObjectTrack*> unmatchedInactive;
-  std::set<ObjectTrack*> unmatchedPending;
+  std::vector<TrackMatch> matches;           ///< In the order in which they were accepted.
+  std::set<ObjectTrack*> unmatchedInactive;  ///< Those that stay lost.
+  std::set<ObjectTrack*> unmatchedPending;   ///< Those that are somebody new.
 };
 
 /// (IoU distance, feature distance) of a detection from a track.
@@ -75,6 +77,7 @@ NIVRA_EXPORT void sortInner(std::vector<DetMatch>::iterator first, std::vector<D
 NIVRA_EXPORT ActiveMatchResult matchActive(std::set<ObjectTrack*>& tracks,
                                            const std::vector<ObjectDetection>& detections, const MatchParams& params);
 
+/// Tells lost tracks from the others.
 NIVRA_EXPORT TrackPartition partitionTracks(std::vector<ObjectTrack>& tracks);
 
 /// The revival, if label, box filter, times and galleries allow it. Comparing the galleries counts as a

@@ -36,6 +36,7 @@ enum class TrackState : std::int32_t {
 /// must outlive it, and during a frame at the detection that it took.
 class NIVRA_EXPORT ObjectTrack {
  public:
+  /// Of two feature vectors, 0 for the same.
   using Distance = std::function<float(const std::vector<float>&, const std::vector<float>&)>;
 
   /// Starts a track from its first detection, whose feature it stores.
@@ -101,7 +102,9 @@ class NIVRA_EXPORT ObjectTrack {
   /// Adds a vector to the gallery; the oldest ones fall out.
   void addFeature(const std::vector<float>& feature);
 
+  /// What `getTracks` reports of it.
   TrackedObjectDetection reportTrack() const;
+  /// What `getDebugTracks` reports of it.
   internal::DebugTrack reportDebugTrack() const;
 
   /// The clamped box as text, for diagnostics.
@@ -111,16 +114,23 @@ class NIVRA_EXPORT ObjectTrack {
   /// @throws std::logic_error "Function not yet implemented".
   float observationLikelihood(const ObjectDetection& candidate) const;
 
+  /// Its identity.
   int getId() const { return id; }
+  /// That of its first detection.
   const std::string& getLabel() const { return label; }
+  /// Where it is in its life.
   TrackState getState() const { return state; }
+  /// Whether its life has ended.
   bool isExpired() const { return state == TrackState::Expired; }
   /// Whether `getTracks` shows the track: all but inactive and expired ones.
   bool isReported() const;
+  /// Time of its first detection, nanoseconds.
   unsigned long long getCreationTimestamp() const { return creationTimestamp; }
+  /// Time of the detection that it took last, nanoseconds.
   unsigned long long getUpdateTimestamp() const { return updateTimestamp; }
   /// The filtered box, not clamped.
   Box getBox() const { return boxFilter.getBox(); }
+  /// Where it is, and how fast.
   const KalmanBoxFilter4D& getBoxFilter() const { return boxFilter; }
   /// The filtered box, each coordinate clamped to [-1, 1].
   Box getClampedBox() const;
@@ -132,6 +142,7 @@ class NIVRA_EXPORT ObjectTrack {
 
   /// @name For the tracker alone
   /// @{
+
   /// `predict` for one of many tracks: `step` stays with them, and is made anew only for a track whose step differs.
   NIVRA_HIDDEN void predict(unsigned long long timestamp, TimeStep& step);
   /// Write over a report.

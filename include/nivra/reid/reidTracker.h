@@ -47,6 +47,7 @@ class NIVRA_EXPORT ReidTracker final : public ObjectTracker {
 
   /// @name The steps of one frame
   /// @{
+
   /// Moves every track to `timestamp` (nanoseconds).
   void predict(unsigned long long timestamp);
   /// The frame's matching and life-cycle work.

@@ -77,10 +77,14 @@ class NIVRA_EXPORT ObjectTrack {
   /// The clamped box as text, for diagnostics.
   std::string createStateString() const;
 
+  /// What `getTracks` reports of it.
   TrackedObjectDetection reportTrack() const;
+  /// What `getDebugTracks` reports of it.
   internal::DebugTrack reportDebugTrack() const;
 
+  /// Its identity.
   int getId() const { return id; }
+  /// The class that its detections scored best.
   const std::string& getLabel() const { return label; }
   /// Smoothed score of the label, percent.
   float getScore() const { return score; }
@@ -91,12 +95,14 @@ class NIVRA_EXPORT ObjectTrack {
   bool isTentative() const { return tentative; }
   /// When the track was predicted to last, or else started; `update` takes detections of this time alone.
   unsigned long long getPredictionTimestamp() const { return predictionTimestamp; }
+  /// Where it is, and how fast.
   const KalmanBoxFilter& getBoxFilter() const { return boxFilter; }
   /// The filtered box, each coordinate clamped to [-1, 1].
   Box getClampedBox() const;
 
   /// @name For the trackers and their tracks alone
   /// @{
+
   /// With a box filter whose parameters several tracks share.
   NIVRA_HIDDEN ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
                            const TrackerParams& trackerParams, std::shared_ptr<const KalmanBoxParams> filterParams);

@@ -49,6 +49,7 @@ class NIVRA_EXPORT VanillaTracker final : public ObjectTracker {
 
   /// @name The steps of one frame, in their order
   /// @{
+
   /// Moves every track to `timestamp` (nanoseconds).
   void predict(unsigned long long timestamp);
   /// All admissible pairs, detection by detection in their order, within each track by track.

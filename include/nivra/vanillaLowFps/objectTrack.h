@@ -22,6 +22,7 @@ namespace nivra::vanillaLowFps {
 /// Whatever is not commented here is as in `vanilla::ObjectTrack`.
 class NIVRA_EXPORT ObjectTrack {
  public:
+  /// @copydoc vanilla::ObjectTrack::ObjectTrack(const ObjectDetection&, int, unsigned long long, const TrackerParams&)
   ObjectTrack(const ObjectDetection& detection, int trackId, unsigned long long timestamp,
               const vanilla::TrackerParams& trackerParams);
   ObjectTrack(const ObjectDetection&, int, unsigned long long, const vanilla::TrackerParams&&) = delete;
@@ -33,34 +34,52 @@ class NIVRA_EXPORT ObjectTrack {
   /// speed of 0.3 picture units per second, 6 for the others above a vertical speed of 0.2, else 1.
   std::vector<float> getProcessNoiseFactors(bool useVelocityNoise) const;
 
+  /// @copydoc vanilla::ObjectTrack::canAssociate(const ObjectDetection&, const LabelAssociations&) const
   bool canAssociate(const ObjectDetection& detection, const LabelAssociations& labelAssociations) const;
 
   /// Adds a third of the second class's score to the track's score when both best classes are vehicles and
   /// the best is below 65 percent. The class scores themselves don't change.
   void updateClassInfo(const ObjectDetection& detection);
 
+  /// @copydoc vanilla::ObjectTrack::update
   void update(const ObjectDetection& detection, unsigned long long timestamp);
 
+  /// @copydoc vanilla::ObjectTrack::observationLikelihood
   float observationLikelihood(const ObjectDetection& detection) const { return track.observationLikelihood(detection); }
+  /// @copydoc vanilla::ObjectTrack::updateSmoothedObservationLogLikelihood
   void updateSmoothedObservationLogLikelihood(float logLikelihood) {
     track.updateSmoothedObservationLogLikelihood(logLikelihood);
   }
+  /// @copydoc vanilla::ObjectTrack::emptyUpdate
   void emptyUpdate() { track.emptyUpdate(); }
+  /// @copydoc vanilla::ObjectTrack::isExpired
   bool isExpired() const { return track.isExpired(); }
+  /// @copydoc vanilla::ObjectTrack::isConfident
   bool isConfident() const { return track.isConfident(); }
+  /// @copydoc vanilla::ObjectTrack::updateBox
   void updateBox(const Box& box) { track.updateBox(box); }
+  /// @copydoc vanilla::ObjectTrack::updateObjectnessScaling
   void updateObjectnessScaling(const ObjectDetection& detection) { track.updateObjectnessScaling(detection); }
+  /// @copydoc vanilla::ObjectTrack::createStateString
   std::string createStateString() const { return track.createStateString(); }
+  /// @copydoc vanilla::ObjectTrack::reportTrack
   TrackedObjectDetection reportTrack() const { return track.reportTrack(); }
+  /// @copydoc vanilla::ObjectTrack::reportDebugTrack
   internal::DebugTrack reportDebugTrack() const { return track.reportDebugTrack(); }
 
+  /// @copydoc vanilla::ObjectTrack::getId
   int getId() const { return track.getId(); }
+  /// @copydoc vanilla::ObjectTrack::isTentative
   bool isTentative() const { return track.isTentative(); }
+  /// @copydoc vanilla::ObjectTrack::getLabel
   const std::string& getLabel() const { return track.getLabel(); }
+  /// @copydoc vanilla::ObjectTrack::getPredictionTimestamp
   unsigned long long getPredictionTimestamp() const { return track.getPredictionTimestamp(); }
+  /// @copydoc vanilla::ObjectTrack::getBoxFilter
   const KalmanBoxFilter& getBoxFilter() const { return track.getBoxFilter(); }
   /// The filtered box, not clamped.
   Box getBox() const { return track.getBoxFilter().getBox(); }
+  /// @copydoc vanilla::ObjectTrack::getClampedBox
   Box getClampedBox() const { return track.getClampedBox(); }
 
   /// @name For the tracker alone

@@ -31,7 +31,10 @@ using AssociationCandidate = nivra::AssociationCandidate<ObjectTrack>;
 /// Whatever is not commented here is as in `vanilla::VanillaTracker`.
 class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
  public:
+  /// @copydoc vanilla::VanillaTracker::VanillaTracker(const TrackerParams&, const LabelAssociations&)
   VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations);
+  /// @copydoc vanilla::VanillaTracker::VanillaTracker(const TrackerParams&, const LabelAssociations&,
+  /// MotionTrackerServer*)
   VanillaLowFpsTracker(const vanilla::TrackerParams& params, const LabelAssociations& associations,
                        MotionTrackerServer* motionServer);
   VanillaLowFpsTracker(const VanillaLowFpsTracker&) = delete;
@@ -47,12 +50,19 @@ class NIVRA_EXPORT VanillaLowFpsTracker final : public ObjectTracker {
   void saveState(std::string& bytes) const override;
   std::uint64_t configurationDigest() const override;
 
+  /// @copydoc vanilla::VanillaTracker::predict
   void predict(unsigned long long timestamp);
+  /// @copydoc vanilla::VanillaTracker::associate
   std::vector<AssociationCandidate> associate(const std::vector<ObjectDetection>& detections);
+  /// @copydoc vanilla::VanillaTracker::updateTracks
   void updateTracks(const std::vector<ObjectDetection>& detections, unsigned long long timestamp);
+  /// @copydoc vanilla::VanillaTracker::updateNonMatchedTracks
   void updateNonMatchedTracks(const std::set<ObjectTrack*>& unmatchedTracks);
+  /// @copydoc vanilla::VanillaTracker::addNewTracks
   void addNewTracks(const std::set<const ObjectDetection*>& detections, unsigned long long timestamp);
+  /// @copydoc vanilla::VanillaTracker::pruneExpiredTracks
   std::set<int> pruneExpiredTracks();
+  /// @copydoc vanilla::VanillaTracker::cameraMovedCallback
   static void cameraMovedCallback(MotionTrackerServer* server, void* userData);
 
   /// Identities of the tracks found overlapping at the latest `update`.
