@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs, `python` for the Python package, `arm`, `bench`, `coverage` and `fuzz` for the scripts
-# named after them. Does nothing, and needs no network, when all of it is there.
+# that scripts/test.sh runs, `python` for the Python package, `arm`, `bench`, `coverage`, `docs` and `fuzz` for
+# the scripts named after them. Does nothing, and needs no network, when all of it is there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -18,8 +18,9 @@ case "${1:-}" in
     architectures=(arm64 armhf) ;;
   bench) packages+=(git libbenchmark-dev libeigen3-dev) ;;
   coverage) packages+=(libeigen3-dev libgtest-dev gcovr) ;;
+  docs) packages=(doxygen python3-sphinx python3-myst-parser furo mandoc) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
-  *) echo "usage: $0 build|test|python|arm|bench|coverage|fuzz" >&2; exit 2 ;;
+  *) echo "usage: $0 build|test|python|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
 esac
 
 scratch=$(mktemp -d)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every check, as CI does: g++ and clang with warnings as errors, the whole suite plain
-# and under the address and undefined-behaviour sanitizers, the thread tests under the thread sanitizer, and a short
-# run of the fuzz targets.
+# and under the address and undefined-behaviour sanitizers, the thread tests under the thread sanitizer, a short run of
+# the fuzz targets, and the site with its links.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,6 +19,8 @@ build asan
 build tsan --target nivra_tests
 build fuzz
 
+echo "== The site"
+scripts/docs.sh
 echo "== Fuzzing"
 scripts/fuzz.sh 12
 echo "== Thread tests under the thread sanitizer"

@@ -1,0 +1,24 @@
+#!/usr/bin/env bash
+# Makes the site in build/docs/html: the guides, the tool's manual, and the references. Warnings are errors, among them
+# names without a description and links to nowhere.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-dependencies.sh docs
+site=build/docs
+rm -rf "$site"
+mkdir -p "$site/source/reference" "$site/html"
+
+# Pages stand in the project as they are read without a site as well, and link to each other alike.
+cp -r README.md ARCHITECTURE.md CONTRIBUTING.md CHANGELOG.md LICENSE docs examples "$site/source"
+cp docs/site/index.md "$site/source/index.md"
+{
+  printf '# nivra(1)\n\n'
+  mandoc -T markdown docs/nivra.1 | sed -e '1,/^# NAME/{/^# NAME/!d}' -e 's/^#/##/'
+} >"$site/source/reference/nivra.1.md"
+cp docs/site/reference.md "$site/source/reference/cpp.md"
+
+doxygen docs/site/Doxyfile
+/usr/bin/python3 -m sphinx -q -W --keep-going -c docs/site -b html "$site/source" "$site/html"
+scripts/check-links.py "$site/html"
+echo "The site is in $site/html/index.html"
