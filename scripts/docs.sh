@@ -16,9 +16,12 @@ cp docs/site/index.md "$site/source/index.md"
   printf '# nivra(1)\n\n'
   mandoc -T markdown docs/nivra.1 | sed -e '1,/^# NAME/{/^# NAME/!d}' -e 's/^#/##/'
 } >"$site/source/reference/nivra.1.md"
-cp docs/site/reference.md "$site/source/reference/cpp.md"
+cp docs/site/{cpp-reference,python}.md "$site/source/reference"
 
 doxygen docs/site/Doxyfile
-/usr/bin/python3 -m sphinx -q -W --keep-going -c docs/site -b html "$site/source" "$site/html"
+# Descriptions of what Python has from C++ are in the module.
+cmake --preset release >/dev/null
+cmake --build --preset release --target nivra_python >/dev/null
+PYTHONPATH=build/release/python /usr/bin/python3 -m sphinx -q -W --keep-going -c docs/site -b html "$site/source" "$site/html"
 scripts/check-links.py "$site/html"
 echo "The site is in $site/html/index.html"

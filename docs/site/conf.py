@@ -8,7 +8,10 @@ VERSION = Path(__file__).parents[2] / "include/nivra/version.h"
 project = "nivra"
 release = ".".join(re.findall(r"NIVRA_VERSION_\w+ (\d+)", VERSION.read_text()))
 
-extensions = ["myst_parser"]
+extensions = ["myst_parser", "sphinx.ext.autodoc"]
+autodoc_member_order = "bysource"
+autodoc_typehints = "description"
+autodoc_typehints_description_target = "documented"
 exclude_patterns = ["docs/site"]
 myst_heading_anchors = 3
 highlight_language = "text"

@@ -61,10 +61,10 @@ enum class Rule : std::int32_t {
 
 /// What a rule said.
 struct Verdict {
-  Rule rule;
-  bool holds;
-  double figure;
-  double limit;
+  Rule rule;              ///< What was compared for what.
+  bool holds;             ///< Whether the figure keeps to the limit.
+  double figure;          ///< In the unit that the rule tells.
+  double limit;           ///< Likewise.
   const char* parameter;  ///< That sets the limit, such as "vanilla.widthFactorGating"; empty where none does.
 };
 
@@ -74,12 +74,14 @@ NIVRA_EXPORT std::string flippingValue(const Verdict& verdict);
 
 /// What became of two that might have gone together.
 struct Decision {
+  /// What it may have come to.
   enum class Outcome {
     refused,  ///< By the rules that don't hold.
     outbid,   ///< It passed, but one of the two went with somebody else; the last verdict tells by what.
-    matched,
+    matched,  ///< They went together.
   };
 
+  /// What it came to.
   Outcome outcome = Outcome::refused;
   /// In the order in which they count; the first that doesn't hold decided.
   std::vector<Verdict> verdicts;
@@ -90,48 +92,51 @@ struct Decision {
 /// A track and a detection near enough to matter: their centres lie within three of their mean sizes, or no figure
 /// exceeds three times its limit.
 struct PairExplanation : Decision {
+  /// Who it is about.
   struct Members {
     std::int32_t track = -1;    ///< Identity.
     std::size_t detection = 0;  ///< Position among the detections as `ObjectTracker::update` leaves them.
   };
 
-  Members pair;
+  Members pair;   ///< The two.
   Members rival;  ///< The pair that won, if this one is outbid.
 };
 
 /// A lost track and one that has just got old enough to revive it.
 struct RevivalExplanation : Decision {
+  /// Who it is about.
   struct Members {
     std::int32_t lost = -1;   ///< Identity.
     std::int32_t young = -1;  ///< Likewise.
   };
 
-  Members pair;
+  Members pair;   ///< The two.
   Members rival;  ///< The pair that won, if this one is outbid.
 };
 
 /// A detection that may lie between two others, which are its neighbours. It does if all verdicts hold.
 struct InBetweenExplanation {
-  std::size_t middle = 0;  ///< Position among the detections as `ObjectTracker::update` leaves them.
-  std::size_t neighbours[2] = {0, 0};
-  std::vector<Verdict> verdicts;
+  std::size_t middle = 0;              ///< Position among the detections as `ObjectTracker::update` leaves them.
+  std::size_t neighbours[2] = {0, 0};  ///< Likewise.
+  std::vector<Verdict> verdicts;       ///< Of the neighbours that lie the farthest apart, as seen from it.
 };
 
 /// What a step of the frame made of a track.
 struct TrackExplanation {
+  /// What may become of a track.
   enum class Change {
-    none,
-    began,
-    confirmed,
+    none,        ///< It goes on as it was.
+    began,       ///< It started with a detection that nobody took.
+    confirmed,   ///< It is reported as confident from now on.
     identified,  ///< Got an identity of its own, since it revives none.
     lost,        ///< Waits for somebody to revive it, and is not reported.
     revived,     ///< Goes on with what another track gathered.
     merged,      ///< Ended, as another track goes on with what it gathered.
-    ended,
+    ended,       ///< It is gone.
   };
 
-  std::int32_t track = -1;  ///< Identity.
-  Change change = Change::none;
+  std::int32_t track = -1;               ///< Identity.
+  Change change = Change::none;          ///< What became of it.
   std::optional<std::int32_t> other;     ///< Identity of the other track, if revived or merged.
   std::optional<std::size_t> detection;  ///< That it took or began with, as in `PairExplanation`.
   std::vector<Verdict> verdicts;         ///< In the order in which they counted.
@@ -151,9 +156,12 @@ class NIVRA_EXPORT Explainer {
 
   /// @name In the order of a frame
   /// @{
+
+  /// Detection by detection, where the test is on.
   virtual void explainInBetween(const InBetweenExplanation& explanation);
   /// Track by track, oldest first, within each by detection.
   virtual void explainPair(const PairExplanation& explanation);
+  /// Lost track by lost track, for each that has just got old enough.
   virtual void explainRevival(const RevivalExplanation& explanation);
   /// Each track at least once a frame, and once for each of its changes.
   virtual void explainTrack(const TrackExplanation& explanation);

@@ -34,6 +34,7 @@ struct StateKind {
   const char* name;       ///< As messages call it, such as "tracker".
 };
 
+/// @cond
 namespace internal {
 
 template <std::size_t Size>
@@ -61,6 +62,7 @@ void decode(const char* source, Number& number) {
 }
 
 }  // namespace internal
+/// @endcond
 
 /// Writes a state: a head with mark, version and length, the values that it is handed, and a checksum.
 ///
@@ -70,6 +72,7 @@ void decode(const char* source, Number& number) {
 /// came with a later version stand in it behind `if (archive.version() >= 2)`.
 class NIVRA_EXPORT StateWriter {
  public:
+  /// For `fields` that do more when they read.
   static constexpr bool kReads = false;
 
   /// @param target Is overwritten, its memory used again; complete after `seal`.
@@ -80,10 +83,12 @@ class NIVRA_EXPORT StateWriter {
   /// Ends the state.
   void seal();
 
+  /// The newest.
   std::uint32_t version() const { return kindVersion; }
   /// A number that differs, but for a chance of 2^-64, when anything does that was written so far.
   std::uint64_t digest() const;
 
+  /// Writes values, one after the other.
   template <class... Values>
   void operator()(const Values&... values) {
     (write(values), ...);
@@ -101,6 +106,7 @@ class NIVRA_EXPORT StateWriter {
   void numbers(const std::vector<Number>& values, std::size_t count) {
     writeNumbers(values.data(), count);
   }
+  /// Numbers of no container, likewise.
   template <class Number>
   void writeNumbers(const Number* values, std::size_t count) {
     writeLength(count);
@@ -186,6 +192,7 @@ class NIVRA_EXPORT StateWriter {
 /// Reads what `StateWriter` wrote. Memory grows with the bytes that were read, whatever lengths they announce.
 class NIVRA_EXPORT StateReader {
  public:
+  /// For `fields` that do more when they read.
   static constexpr bool kReads = true;
 
   /// @param state Outlives the reader.
@@ -219,6 +226,7 @@ class NIVRA_EXPORT StateReader {
     }
   }
 
+  /// All that `StateWriter::numbers` wrote.
   template <class Number>
   void numbers(std::vector<Number>& values, std::size_t /*count*/) {
     read(values);

@@ -2,8 +2,8 @@
  * @file
  * The trackers in C99, from a shared library of its own (libnivra_c).
  *
- * - Handles are opaque, and everything that crosses the boundary is owned by the caller: nothing that one side allocates
- *   is freed by the other. Texts that functions return as `const char*` are kept by the library.
+ * - Handles are opaque, and everything that crosses the boundary is owned by the caller: nothing that one side
+ * allocates is freed by the other. Texts that functions return as `const char*` are kept by the library.
  * - Structs that callers fill begin with their size, and arrays are handed over with that of their elements, so that
  *   programs which were built with an older header go on to run. Start from the initialisers, such as
  *   NIVRA_OPTIONS_INIT; members behind those that the caller's header has keep their defaults.
@@ -19,6 +19,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/** Shows a name to callers. */
 #define NIVRA_C_EXPORT __attribute__((visibility("default")))
 
 #ifdef __cplusplus
@@ -45,6 +46,7 @@ typedef enum nivra_kind {
 /** A camera's tracker. */
 typedef struct nivra_tracker nivra_tracker;
 
+/** A parameter and its value. */
 typedef struct nivra_parameter {
   const char* key;   /**< Such as "vanilla.scoreAbsorption". */
   const char* value; /**< As text. */
@@ -58,79 +60,82 @@ typedef struct nivra_association {
 
 /** How a tracker is made. */
 typedef struct nivra_options {
-  size_t size;
+  size_t size;                           /**< Of this struct. */
   int32_t kind;                          /**< A nivra_kind. */
   float aspect_ratio;                    /**< Picture width divided by height. */
   const char* const* labels;             /**< Names of the classes; elsewhere they are positions in this list. */
   size_t label_count;                    /**< At least 1; the names differ. */
   const nivra_association* associations; /**< Besides, every label takes itself. */
-  size_t association_count;
-  const char* preset;                /**< A name of nivra_preset_name, or null. */
-  const nivra_parameter* parameters; /**< After the preset's; of several for one key the last one holds. */
-  size_t parameter_count;
+  size_t association_count;              /**< How many. */
+  const char* preset;                    /**< A name of nivra_preset_name, or null. */
+  const nivra_parameter* parameters;     /**< After the preset's; of several for one key the last one holds. */
+  size_t parameter_count;                /**< How many. */
   int32_t stabilise; /**< Not 0 to estimate the camera's movement from the detections, until one is told. */
 } nivra_options;
 
+/** A vanilla tracker of wide pictures with defaults; labels are still to be told. */
 #define NIVRA_OPTIONS_INIT \
   { sizeof(nivra_options), NIVRA_VANILLA, 16.0F / 9.0F, NULL, 0, NULL, 0, NULL, NULL, 0, 0 }
 
 /** A box in the picture; right > left, top > bottom. It may reach beyond the picture. */
 typedef struct nivra_box {
-  float left;
-  float top;
-  float right;
-  float bottom;
+  float left;   /**< x of the left edge. */
+  float top;    /**< y of the top edge. */
+  float right;  /**< x of the right edge. */
+  float bottom; /**< y of the bottom edge. */
 } nivra_box;
 
 /** A class hypothesis. */
 typedef struct nivra_classification {
-  int32_t label;
-  float score; /**< Percent. */
+  int32_t label; /**< Position among the labels. */
+  float score;   /**< Percent. */
 } nivra_classification;
 
 /** One scored value of one attribute; what the numbers stand for is the caller's business. */
 typedef struct nivra_attribute {
-  int32_t type;
-  int32_t value;
-  float score; /**< In the caller's own unit. */
+  int32_t type;  /**< Of the attribute. */
+  int32_t value; /**< One of those that it may have. */
+  float score;   /**< In the caller's own unit. */
 } nivra_attribute;
 
+/** One object, as a detector found it. */
 typedef struct nivra_detection {
-  nivra_box box;
-  float score;      /**< Percent. */
-  float objectness; /**< Percent; 0 for none. */
-  int32_t label;
+  nivra_box box;                               /**< Where it is. */
+  float score;                                 /**< Percent. */
+  float objectness;                            /**< Percent; 0 for none. */
+  int32_t label;                               /**< Position among the labels. */
   int32_t id;                                  /**< The caller's name of the detection, as reports tell it. */
   const nivra_classification* classifications; /**< Null for the label with its score. */
-  size_t classification_count;
-  const nivra_attribute* attributes;
-  size_t attribute_count;
-  const float* feature; /**< Appearance; null for none. */
-  size_t feature_length; /**< The same for all detections of a camera. */
+  size_t classification_count;                 /**< How many. */
+  const nivra_attribute* attributes;           /**< May be null if there are none. */
+  size_t attribute_count;                      /**< How many. */
+  const float* feature;                        /**< Appearance; null for none. */
+  size_t feature_length;                       /**< The same for all detections of a camera. */
 } nivra_detection;
 
 /** All detections of one camera at one time. */
 typedef struct nivra_frame {
-  size_t size;
-  uint64_t timestamp; /**< Nanoseconds, newer than that of the frame before. */
-  const nivra_detection* detections;
-  size_t detection_count;
-  size_t detection_size; /**< sizeof(nivra_detection). */
+  size_t size;                       /**< Of this struct. */
+  uint64_t timestamp;                /**< Nanoseconds, newer than that of the frame before. */
+  const nivra_detection* detections; /**< May be null if there are none. */
+  size_t detection_count;            /**< How many. */
+  size_t detection_size;             /**< sizeof(nivra_detection). */
 } nivra_frame;
 
+/** A frame at time 0 without detections. */
 #define NIVRA_FRAME_INIT \
   { sizeof(nivra_frame), 0, NULL, 0, sizeof(nivra_detection) }
 
 /** A track, as nivra_tracker_tracks reports it. */
 typedef struct nivra_track {
-  nivra_box box;      /**< Filtered, each coordinate clamped to -1 to 1. */
-  float velocity_x;   /**< Of the centre, picture units per second. */
-  float velocity_y;   /**< Upward. */
-  float score;        /**< Smoothed score of the label, percent. */
-  int32_t label;      /**< Current class. */
-  int32_t id;         /**< Identity, stable for the track's life; never negative. */
-  int32_t detection;  /**< The id of the detection that it took last; -1 after a frame in which it took none. */
-  int32_t confident;  /**< 1 once it is confirmed, else 0. */
+  nivra_box box;     /**< Filtered, each coordinate clamped to -1 to 1. */
+  float velocity_x;  /**< Of the centre, picture units per second. */
+  float velocity_y;  /**< Upward. */
+  float score;       /**< Smoothed score of the label, percent. */
+  int32_t label;     /**< Current class. */
+  int32_t id;        /**< Identity, stable for the track's life; never negative. */
+  int32_t detection; /**< The id of the detection that it took last; -1 after a frame in which it took none. */
+  int32_t confident; /**< 1 once it is confirmed, else 0. */
 } nivra_track;
 
 /** Who was recognised with a frame. */
@@ -141,19 +146,20 @@ typedef struct nivra_merge {
 
 /** What is known of a parameter. */
 typedef struct nivra_parameter_info {
-  size_t size;
-  const char* section; /**< The key is section, dot and name. */
-  const char* name;
-  const char* default_value;
-  const char* unit; /**< Empty for plain numbers. */
-  const char* meaning;
-  const char* pull; /**< What a larger value does. */
-  double least;     /**< What each number may be. Lists of classes have no range: all four are 0. */
-  double most;
-  double usual_least; /**< Where good values are found. */
-  double usual_most;
+  size_t size;               /**< Of this struct. */
+  const char* section;       /**< The key is section, dot and name. */
+  const char* name;          /**< Within the section. */
+  const char* default_value; /**< As text. */
+  const char* unit;          /**< Empty for plain numbers. */
+  const char* meaning;       /**< What the value stands for. */
+  const char* pull;          /**< What a larger value does. */
+  double least;              /**< What each number may be. Lists of classes have no range: all four are 0. */
+  double most;               /**< Upper end of that. */
+  double usual_least;        /**< Where good values are found. */
+  double usual_most;         /**< Upper end of that. */
 } nivra_parameter_info;
 
+/** To be filled in. */
 #define NIVRA_PARAMETER_INFO_INIT \
   { sizeof(nivra_parameter_info), NULL, NULL, NULL, NULL, NULL, NULL, 0.0, 0.0, 0.0, 0.0 }
 
