@@ -10,7 +10,7 @@ _nivra() {
   COMPREPLY=()
 
   case $command in
-    '') options='--version' values='track convert eval tune replay plot simulate params' ;;
+    '') options='--version' values='track convert eval explain tune replay plot simulate params' ;;
     track)
       options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
       options+=' --report --hold --fill --boxes --delay --events --zones --every --idle-timeout --max-detections --debug --strict'
@@ -19,6 +19,9 @@ _nivra() {
     eval)
       options='--output --force --json --csv --tracker --preprocess --class --sequences --from --truth-from --picture --fps'
       options+=' --jobs' files=yes ;;
+    explain)
+      options="$input --id --frame --worst --truth --preprocess --camera --json --tracker --preset --params --param"
+      options+=' --associate --labels --stabilise --report --hold --boxes --max-detections' files=yes ;;
     replay | plot)
       options="$input --tracker --preset --params --param --associate --labels --stabilise --max-detections --report --hold --boxes --beside --tracks --truth"
       options+=' --truth-from --preprocess' files=yes
@@ -56,7 +59,7 @@ _nivra() {
     --tracker)
       [[ $command != eval ]] || return
       options='' values='vanilla reid hybrid lowfps' files='' ;;
-    --class | --sequences | --jobs) return ;;
+    --class | --sequences | --jobs | --id | --frame | --worst) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --hold | --fill | --delay | --every) return ;;
     --beside | --tracks | --camera) return ;;

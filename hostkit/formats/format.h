@@ -12,6 +12,7 @@
 
 #include "hostkit/files/output.h"
 #include "hostkit/formats/frame.h"
+#include "hostkit/formats/frameReasons.h"
 #include "hostkit/text/textBuffer.h"
 
 namespace nivra::hostkit {
@@ -52,6 +53,7 @@ struct FrameTracks {
   std::vector<TrackReport> tracks;
   std::vector<internal::DebugTrack> debugTracks;  // if asked for; those that are not reported as well
   TrackUpdateResult changes;
+  FrameReasons reasons;                   // if asked for
   std::vector<std::string> unassociated;  // untracked labels that the camera shows for the first time
   std::size_t duplicates = 0;             // boxes on others, when the camera shows too many for the first time
 };

@@ -37,6 +37,7 @@ CameraSettings cameraSettingsOf(const AnswerOptions& options, LabelAssociations 
   settings.mostDetections = options.mostDetections;
   settings.debug = options.debug;
   settings.stabilise = options.stabilise;
+  settings.explain = options.explain;
   return settings;
 }
 

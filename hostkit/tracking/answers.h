@@ -27,7 +27,12 @@ struct AnswerOptions {
   ReportOptions report;
   std::optional<EventOptions> events;  // are told instead of tracks
   bool debug = false;
+  bool explain = false;  // ask trackers why they do what they do
 };
+
+/// What cameras are made with.
+/// @param isFile Whether all records are known before any is answered.
+CameraSettings cameraSettingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile);
 
 /// What the caller says; labels that it mentions associate at least with themselves, and so do those that an input is
 /// known to have unless the caller lists them.
@@ -38,9 +43,6 @@ LabelAssociations associationsOf(const AnswerOptions& options, const std::option
 /// What puts answers into words: events if they are asked for, and else tracks in the format.
 /// @param options Outlive the writer.
 std::unique_ptr<TrackWriter> writerFor(const AnswerOptions& options, const Format& format);
-
-/// @param isFile Whether all records are known before any is answered.
-CameraSettings cameraSettingsOf(const AnswerOptions& options, LabelAssociations associations, bool isFile);
 
 /// Answers the records of a stream, each by what its camera's tracker makes of it.
 class Answers {

@@ -45,7 +45,10 @@ std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration,
   removeUnassociated(frame, result.unassociated);
   result.duplicates = suppression.duplicatesAt(frame.detections);
   moveAsEstimated(frame);
+  result.reasons.clear();
+  if (explains) reasonKeeper.keepIn(&result.reasons);
   result.changes = tracker->update(frame.detections, *frame.timestamp);
+  result.reasons.nameDetections(frame.detections);
   tracker->getTracks(result.tracks);
   if (debug) tracker->getDebugTracks(result.debugTracks);
   if (motionEstimator) motionEstimator->follow(result.tracks);
@@ -71,6 +74,11 @@ void Camera::moveAsEstimated(const Frame& frame) {
   if (!motionEstimator) return;
   const CameraMotionEstimate motion = motionEstimator->estimate(frame.detections, *frame.timestamp);
   if (motion.verdict == CameraMotionEstimate::Verdict::moving) moveTracks(motionServer, motion.map);
+}
+
+void Camera::explain() {
+  explains = true;
+  tracker->explainTo(&reasonKeeper);
 }
 
 void Camera::move(const CameraMotion& motion) {
@@ -133,6 +141,7 @@ Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& p
   } else {
     std::list<Entry> begun;  // a list of its own until nothing can fail any more
     begun.emplace_back(name, trackerRecipe, settings.associations, aspectRatio(picture), settings.stabilise);
+    if (settings.explain) begun.back().camera.explain();
     entryOf.emplace(name, begun.begin());
     entries.splice(entries.end(), begun);
     most = std::max(most, entries.size());

@@ -53,6 +53,9 @@ class Camera {
   /// Why the frame can't follow those before it, as `update` has it; changes nothing.
   std::optional<Refusal> refusalOf(const Frame& frame) const;
 
+  /// Has the reasons of later frames told, too.
+  void explain();
+
   void move(const CameraMotion& motion);
 
   /// The identities of the tracks that there are.
@@ -70,6 +73,8 @@ class Camera {
 
   const LabelAssociations& associations;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
+  ReasonKeeper reasonKeeper;         // likewise: tells it
+  bool explains = false;
   std::unique_ptr<ObjectTracker> tracker;
   std::optional<CameraMotionEstimator> motionEstimator;
   std::optional<std::uint64_t> lastTimestamp;
@@ -85,6 +90,7 @@ struct CameraSettings {
   std::size_t mostDetections = 0;                               // of a frame
   bool debug = false;                                           // the tracks' inner state is asked for
   bool stabilise = true;                                        // as `Camera` has it
+  bool explain = false;                                         // the tracks' reasons are asked for
 };
 
 /// The cameras of an input, each from its first record to its end.

@@ -59,6 +59,12 @@ std::unique_ptr<ObjectTracker> TrackerRecipe::make(const LabelAssociations& asso
   return makeTracker(choice.selector, params, associations, aspectRatio, motionServer);
 }
 
+TrackerRecipe TrackerRecipe::with(const std::string& key, const std::string& value) const {
+  TrackerRecipe other = *this;
+  other.params[key] = value;
+  return other;
+}
+
 void TrackerRecipe::take(const Setting& setting) {
   params[setting.key] = setting.value;
   for (const ParameterFault& fault : checkParameters(choice.selector, {{setting.key, setting.value}})) {

@@ -31,6 +31,9 @@ class TrackerRecipe {
   /// @throws UsageError, FileError naming the setting that is at fault.
   TrackerRecipe(const TrackerChoice& trackerChoice, const std::vector<Setting>& settings);
 
+  /// The same with another value of a parameter, which is not checked.
+  TrackerRecipe with(const std::string& key, const std::string& value) const;
+
   /// What is possible, but hardly meant; each ends its line.
   const std::string& warnings() const { return doubts; }
 

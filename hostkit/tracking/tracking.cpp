@@ -55,17 +55,6 @@ std::set<std::string> labelsOf(Reader& reader) {
   return labels;
 }
 
-bool canBeReadTwice(const std::string& path) {
-  std::error_code ignored;
-  return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
-}
-
-/// The labels of an input, if it can tell them before it is tracked.
-std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, const TrackInput& input) {
-  if (!options.labels.empty() || !canBeReadTwice(input.path)) return std::nullopt;
-  return labelsOf(*input.format->read(input.path, options.read));
-}
-
 /// One input from beginning to end: every record goes to its camera, and what came of it to the output.
 class Run {
  public:
@@ -262,6 +251,16 @@ std::string trackInput(const TrackInput& input, const TrackOptions& options, con
   } nowhere;
   Summary summary;
   return Run(options, recipe, input, std::move(writer), nowhere, summary, err).follow();
+}
+
+bool canBeReadTwice(const std::string& path) {
+  std::error_code ignored;
+  return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
+}
+
+std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, const TrackInput& input) {
+  if (!options.labels.empty() || !canBeReadTwice(input.path)) return std::nullopt;
+  return labelsOf(*input.format->read(input.path, options.read));
 }
 
 void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err) {

@@ -24,6 +24,12 @@ struct TrackOptions : AnswerOptions {
   std::ostream* progress = nullptr;  // a terminal, or null for silence
 };
 
+/// The labels of an input, if it can tell them before it is tracked.
+std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, const TrackInput& input);
+
+/// Whether an input is there for reading again.
+bool canBeReadTwice(const std::string& path);
+
 /// Tracks one input from beginning to end.
 /// @param writer Keeps what comes of its records, and says nothing.
 /// @return What is wrong with a file that has bad lines; empty if all is well.

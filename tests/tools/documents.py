@@ -154,6 +154,13 @@ class Documents(unittest.TestCase):
         for line in plaza.stdout.splitlines()[::50]:
             DETECTIONS.validate(json.loads(line))
 
+    def test_explanations_match(self):
+        explanations = schema("explanations.schema.json")
+        plaza = "examples/data/plaza"
+        for options in [], ["--truth", plaza], ["--worst", "5"], ["--frame", "40", "--id", "3", "--tracker", "hybrid"]:
+            run = subprocess.run([TOOL, "explain", plaza, "--json", *options], cwd=ROOT, stdout=subprocess.PIPE, check=True)
+            explanations.validate(json.loads(run.stdout))
+
     def test_lines_of_the_guide_match(self):
         blocks = re.findall(r"^```json ?(.*)\n((?:(?!```).*\n)*)```", GUIDE, re.M)
         self.assertEqual({"input", "output"}, {kind for kind, _ in blocks})

@@ -13,11 +13,11 @@ TEST(Usage, WrongCallsEndWithCodeTwoAndNameTheCulprit) {
   };
   const std::string key = "vanilla.scoreAbsorption";
   const Case cases[] = {
-      {{}, "expected one of the commands track, convert, eval, tune, replay, plot, simulate, params (nivra --help "},
+      {{}, "expected one of the commands track, convert, eval, explain, tune, replay, plot, simulate, params (nivra --help "},
       {{"trakc"},
-       "there is no command trakc, but track, convert, eval, tune, replay, plot, simulate, params; did you mean track? "
+       "there is no command trakc, but track, convert, eval, explain, tune, replay, plot, simulate, params; did you mean track? "
        "(nivra --help "},
-      {{"x"}, "there is no command x, but track, convert, eval, tune, replay, plot, simulate, params (nivra --help "},
+      {{"x"}, "there is no command x, but track, convert, eval, explain, tune, replay, plot, simulate, params (nivra --help "},
       {{"--verison"}, "--verison: expected a command before it; did you mean --version? (nivra --help "},
       {{"track", kPlaza, "--reprot", "all"}, "; did you mean --report? (nivra track --help "},
       {{"track", kPlaza, "--lables=car"}, "; did you mean --labels? (nivra track --help "},

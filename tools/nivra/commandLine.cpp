@@ -112,8 +112,8 @@ void dispatch(const Program& program, int argc, const char* const* argv, const S
 
 const Program kNivra = {"nivra",
                         "Follows objects through the detections of a camera: nivra COMMAND --help says more.",
-                        {addTrackCommand, addConvertCommand, addEvalCommand, addTuneCommand, addReplayCommand,
-                         addPlotCommand, addSimulateCommand, addParamsCommand}};
+                        {addTrackCommand, addConvertCommand, addEvalCommand, addExplainCommand, addTuneCommand,
+                         addReplayCommand, addPlotCommand, addSimulateCommand, addParamsCommand}};
 
 int run(const Program& program, int argc, const char* const* argv, const Streams& streams) {
   const auto fail = [&streams](int code, const char* what) {

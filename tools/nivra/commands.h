@@ -25,5 +25,6 @@ void addReplayCommand(CLI::App& app, const Streams& streams);
 void addTuneCommand(CLI::App& app, const Streams& streams);
 void addSimulateCommand(CLI::App& app, const Streams& streams);
 void addParamsCommand(CLI::App& app, const Streams& streams);
+void addExplainCommand(CLI::App& app, const Streams& streams);
 
 }  // namespace nivra::tool

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "hostkit/evaluation/figures.h"
+#include "hostkit/evaluation/preprocessing.h"
+#include "hostkit/formats/frameReasons.h"
+#include "hostkit/tracking/tracking.h"
+
+namespace nivra::hostkit {
+
+/// What is to be explained of an input. If nothing is chosen, that is every identity that began near a track which
+/// existed, or where one had just ended.
+struct ExplainOptions {
+  TrackOptions track;                          // whose one input can be read again and again
+  std::string camera;                          // which one; may be empty where there is but one
+  std::optional<int> id;                       // the life of this identity
+  std::optional<int> frame;                    // all that happened in this frame, from 1
+  std::optional<std::size_t> worst;            // so many decisions, those with the smallest margin first
+  std::string truth;                           // the identity switches by this truth; empty for none
+  std::optional<Preprocessing> preprocessing;  // what the truth is made for, if not given
+};
+
+/// What an input comes to with one set of parameters.
+struct Totals {
+  std::size_t identities = 0;
+  std::optional<Figures> figures;  // if there is truth
+};
+
+/// What one other value of a parameter does to a decision, found out by running again with it.
+struct Check {
+  std::string parameter;
+  std::string value;
+  bool turnsAround = false;  // whether the decision is the opposite, where the two are still the same
+  Totals totals;
+};
+
+/// A decision and why it was made.
+struct Told {
+  enum class Kind {
+    birth,     // an identity began
+    change,    // another change of a track
+    decision,  // about a pair
+    idSwitch,  // somebody of the truth is found by another identity than before
+  };
+
+  Kind kind = Kind::change;
+  int frame = 0;         // from 1
+  double seconds = 0.0;  // since the first frame
+  std::int32_t track = -1;
+  TrackExplanation::Change change = TrackExplanation::Change::none;
+  std::optional<std::int32_t> other;     // the track that refused, was better, merged, or was before the switch
+  std::optional<std::int64_t> truth;     // whose identity was switched
+  std::optional<std::size_t> detection;  // its position in the input's frame
+  std::vector<Verdict> verdicts;         // those that decided
+  std::optional<double> margin;          // how far the figure is from its limit, as a share of the larger
+  std::string sentence;
+  std::optional<Check> check;  // of the one parameter that would have changed it
+};
+
+struct Explanations {
+  Totals totals;
+  std::vector<Told> told;
+  std::optional<FrameReasons> reasons;  // all that was told of the frame that was asked for
+  std::size_t badRecords = 0;           // of the input, which were passed over
+};
+
+/// Tracks an input, explains what was chosen, and checks what other values of parameters would have changed.
+/// @param err Takes warnings.
+/// @throws FileError for inputs that cannot be read, UsageError for those that can't be read twice, and where there is
+/// no such identity, frame or camera.
+Explanations explain(const ExplainOptions& options, const TrackerRecipe& recipe, std::ostream& err);
+
+/// What a check found out, as a sentence.
+std::string inWords(const Check& check, const Totals& before);
+
+}  // namespace nivra::hostkit
