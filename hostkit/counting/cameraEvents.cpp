@@ -211,7 +211,13 @@ void CameraEvents::count(Followed& followed, const CountedPlace& place) {
 }
 
 void CameraEvents::tellLife(Event::Kind kind, const Followed& followed, std::optional<int> into) {
-  told->push_back({kind, now, followed.identity, followed.label, {}, std::nullopt, into, followed.life});
+  Event& event = told->emplace_back();
+  event.kind = kind;
+  event.timestamp = now;
+  event.identity = followed.identity;
+  event.label = followed.label;
+  event.into = into;
+  event.life = followed.life;
 }
 
 /// The older identity goes on with what was counted for both; what was counted twice is taken back.
