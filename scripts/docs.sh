@@ -20,7 +20,7 @@ cp docs/site/{cpp-reference,python}.md "$site/source/reference"
 
 doxygen docs/site/Doxyfile
 # Descriptions of what Python has from C++ are in the module.
-cmake --preset release >/dev/null
+cmake --preset release -D NIVRA_BUILD_PYTHON=ON >/dev/null
 cmake --build --preset release --target nivra_python >/dev/null
 PYTHONPATH=build/release/python /usr/bin/python3 -m sphinx -q -W --keep-going -c docs/site -b html "$site/source" "$site/html"
 scripts/check-links.py "$site/html"

@@ -18,7 +18,7 @@ case "${1:-}" in
     architectures=(arm64 armhf) ;;
   bench) packages+=(git libbenchmark-dev libeigen3-dev) ;;
   coverage) packages+=(libeigen3-dev libgtest-dev gcovr) ;;
-  docs) packages=(doxygen python3-sphinx python3-myst-parser furo mandoc) ;;
+  docs) packages+=("${python[@]}" doxygen python3-sphinx python3-myst-parser furo mandoc) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
   *) echo "usage: $0 build|test|python|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
 esac
