@@ -35,13 +35,19 @@ void requireList(const Element* first, std::size_t count, const char* what) {
   require(first != nullptr || count == 0, what);
 }
 
+/// Whether a struct may have the size in any header. Other sizes would cut members in two.
+template <class Struct>
+bool isSizeOf(std::size_t size) {
+  return size % alignof(Struct) == 0;
+}
+
 /// What the caller's own, perhaps older or newer, header has of a struct that begins with its size, and the defaults of
 /// what it doesn't have.
 template <class Struct>
 Struct known(const Struct* given, Struct defaults, const char* what) {
   require(given != nullptr, what);
   const std::size_t size = given->size;
-  require(size >= sizeof(size), "the size of a struct isn't set: start from its initialiser");
+  require(size >= sizeof(size) && isSizeOf<Struct>(size), "the size of a struct isn't set: start from its initialiser");
   std::memcpy(&defaults, given, std::min(size, sizeof(Struct)));
   return defaults;
 }
@@ -185,7 +191,8 @@ struct nivra_tracker {
   void read(const nivra_frame& frame) {
     require(!lastTimestamp || frame.timestamp > *lastTimestamp, "timestamp: not newer than the last one");
     requireList(frame.detections, frame.detection_count, "detections are null");
-    require(frame.detection_count == 0 || frame.detection_size >= offsetof(nivra_detection, classifications),
+    require(frame.detection_count == 0 || (frame.detection_size >= offsetof(nivra_detection, classifications) &&
+                                           isSizeOf<nivra_detection>(frame.detection_size)),
             "detection_size: expected sizeof(nivra_detection)");
     auto length = featureLength;
     detections.resize(frame.detection_count);

@@ -1,6 +1,7 @@
 /* What the C interface promises: statuses, sizes, buffers, and that nothing is taken from or left to the caller. */
 
 #include <math.h>
+#include <stddef.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -67,7 +68,7 @@ static void options_that_make_no_tracker(void) {
   struct {
     nivra_options options;
     const char* error;
-  } cases[11];
+  } cases[12];
   size_t i;
   for (i = 0; i < COUNT(cases); ++i) cases[i].options = usual_options();
   cases[0].options.size = 0, cases[0].error = "size";
@@ -81,6 +82,7 @@ static void options_that_make_no_tracker(void) {
   cases[8].options.parameter_count = 1, cases[8].error = "parameters are null";
   cases[9].options.associations = &beyond, cases[9].options.association_count = 1, cases[9].error = "associations";
   cases[10].options.preset = "no such", cases[10].error = "preset";
+  cases[11].options.size = offsetof(nivra_options, parameters) + 4, cases[11].error = "size"; /* half a pointer */
   for (i = 0; i < COUNT(cases); ++i) {
     nivra_tracker* tracker = (nivra_tracker*)&failures;
     char error[200] = "";
@@ -129,6 +131,8 @@ static void frames_that_are_refused(void) {
   EXPECT(nivra_tracker_update(tracker, &frame) == NIVRA_INVALID_ARGUMENT);
   frame = frame_of(&good, 1, 6);
   frame.detection_size = 8;
+  EXPECT(nivra_tracker_update(tracker, &frame) == NIVRA_INVALID_ARGUMENT);
+  frame.detection_size = offsetof(nivra_detection, feature) + 4;
   EXPECT(nivra_tracker_update(tracker, &frame) == NIVRA_INVALID_ARGUMENT);
   EXPECT(nivra_tracker_update(tracker, NULL) == NIVRA_INVALID_ARGUMENT);
   EXPECT(nivra_tracker_update(NULL, &frame) == NIVRA_INVALID_ARGUMENT);
