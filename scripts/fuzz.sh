@@ -13,7 +13,7 @@ findings=$build/findings
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 scripts/install-dependencies.sh fuzz
-{ cmake --preset fuzz && cmake --build --preset fuzz --target "${targets[@]}"; } >"$log" 2>&1 ||
+{ cmake --preset fuzz && cmake --build --preset fuzz --target fuzzers; } >"$log" 2>&1 ||
   { cat "$log" >&2; exit 1; }
 
 mkdir -p "$findings"

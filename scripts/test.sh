@@ -17,7 +17,7 @@ build release
 build clang
 build asan
 build tsan --target nivra_tests
-build fuzz
+build fuzz --target fuzzers
 
 echo "== The site"
 scripts/docs.sh
