@@ -1,5 +1,4 @@
 import copy
-import copy
 import pickle
 import threading
 
