@@ -78,6 +78,8 @@ class TrackWriter {
   virtual void finish(TextBuffer&) {}
   /// Told before the next record: these cameras were let go, since nothing had come of them for long.
   virtual void dropped(const std::vector<std::string>&) {}
+  /// Whether what it says of a record depends on those before it, as numbers of frames do.
+  virtual bool remembers() const { return true; }
   /// How many tracks the format had no place for.
   virtual std::uint64_t leftOut() const { return 0; }
 };

@@ -99,6 +99,8 @@ class JsonTrackWriter final : public TrackWriter {
 
   void dropped(const std::vector<std::string>& cameras) override { droppedCameras = cameras; }
 
+  bool remembers() const override { return false; }
+
  private:
   static void appendTrack(TextBuffer& json, const Frame& frame, const TrackedObjectDetection& track,
                           std::int32_t detection) {

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <new>
 #include <utility>
@@ -13,6 +14,8 @@
 namespace nivra::hostkit {
 
 namespace {
+
+constexpr StateKind kAnswersState = {0x5341564EU, 1, "stream's cameras"};  // "NVAS"
 
 constexpr double kUsualFrameRate = 25.0;
 
@@ -109,6 +112,44 @@ const Answers::Notice& Answers::take(Record& record, std::uint64_t line) {
     refuse("", kNoMemory);
   }
   return notice;
+}
+
+void Answers::saveState(std::string& bytes) const {
+  requireStorable();
+  StateWriter archive(bytes, kAnswersState);
+  archive(optionsDigest(), cameras.states(), reporting.state());
+  archive.seal();
+}
+
+void Answers::restoreState(std::string_view bytes) {
+  requireStorable();
+  StateReader reader(bytes, kAnswersState);
+  std::uint64_t digest = 0;
+  std::vector<CameraState> cameraStates;
+  Reporting::State reportState;
+  reader(digest);
+  if (digest != optionsDigest()) throw StateError("stored state of a stream's cameras: of other options");
+  reader(cameraStates, reportState);
+  reader.finish();
+  cameras.restore(cameraStates, Cameras::Clock::now());
+  reporting.restore(reportState);
+}
+
+void Answers::requireStorable() const {
+  if (policy.looksAhead()) throw UsageError("a state can't be stored where tracks are settled or gaps are filled");
+  if (writer->remembers()) throw UsageError("a state can be stored of tracks in jsonl, and not of events");
+}
+
+/// Of what decides the answers beside the trackers, which check their own.
+std::uint64_t Answers::optionsDigest() const {
+  std::string bytes;
+  StateWriter archive(bytes, kAnswersState);
+  const ReadSettings& read = options.read;
+  archive(read.label, read.categories, read.scores,
+          read.picture ? std::array{read.picture->width, read.picture->height} : std::array{0, 0},
+          settings.frameDuration, static_cast<std::uint64_t>(settings.mostDetections), settings.stabilise,
+          settings.debug, policy.tracks, policy.hold, policy.boxes);
+  return archive.digest();
 }
 
 void Answers::finish() {

@@ -77,6 +77,15 @@ class Answers {
   /// @return What is to be told; valid until the next call.
   const Notice& take(Record& record, std::uint64_t line);
 
+  /// Writes everything that later answers depend on, between records, for `restoreState`.
+  /// @param bytes Are overwritten, their memory used again.
+  /// @throws UsageError when answers wait for later records or need what was told before, neither of which is stored.
+  void saveState(std::string& bytes) const;
+
+  /// Goes on from there, before the first record. What is told beside the answers may be told again.
+  /// @throws StateError when the bytes are no such state, damaged, cut, of a later release, or of other options.
+  void restoreState(std::string_view bytes);
+
   /// Told when no more records come.
   void finish();
 
@@ -95,6 +104,8 @@ class Answers {
   void takeEach(const CameraEnd& end);
   void takeEach(const BadLine& fault);
   void refuse(const std::string& field, const std::string& what);
+  void requireStorable() const;
+  std::uint64_t optionsDigest() const;
 
   const AnswerOptions& options;
   const TrackerRecipe& recipe;

@@ -11,7 +11,7 @@ namespace nivra::hostkit {
 
 namespace {
 
-std::optional<std::size_t> lengthOfFeatures(const Frame& frame) {
+std::optional<std::uint64_t> lengthOfFeatures(const Frame& frame) {
   for (const ObjectDetection& each : frame.detections) {
     if (each.feature) return each.feature->size();
   }
@@ -33,8 +33,31 @@ Position moved(Position position, const CameraMotion& motion) {
 
 Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio,
                bool stabilise)
-    : associations(labelAssociations), tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {
+    : associations(labelAssociations),
+      ratio(aspectRatio),
+      tracker(recipe.make(labelAssociations, aspectRatio, &motionServer)) {
   if (stabilise) motionEstimator.emplace();
+}
+
+Camera::Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, const CameraState& state)
+    : associations(labelAssociations),
+      ratio(state.aspectRatio),
+      tracker(recipe.restore(state.tracker, labelAssociations, state.aspectRatio, &motionServer)),
+      lastTimestamp(state.lastTimestamp),
+      featureLength(state.featureLength),
+      namedLabels(state.namedLabels) {
+  if (state.motionEstimator) motionEstimator.emplace(*state.motionEstimator);
+}
+
+CameraState Camera::state() const {
+  CameraState state;
+  state.aspectRatio = ratio;
+  tracker->saveState(state.tracker);
+  if (motionEstimator) motionEstimator->saveState(state.motionEstimator.emplace());
+  state.lastTimestamp = lastTimestamp;
+  state.featureLength = featureLength;
+  state.namedLabels = namedLabels;
+  return state;
 }
 
 std::optional<Refusal> Camera::update(Frame& frame, std::uint64_t frameDuration, bool debug, FrameTracks& result) {
@@ -95,26 +118,6 @@ std::set<int> Camera::identities() const {
   return ids;
 }
 
-CameraState Camera::state() const {
-  CameraState state;
-  tracker->saveState(state.tracker);
-  if (motionEstimator) motionEstimator->saveState(state.motion.emplace());
-  state.lastTimestamp = lastTimestamp;
-  state.featureLength = featureLength;
-  return state;
-}
-
-void Camera::goOnFrom(const CameraState& state) {
-  restoreTracker(state.tracker, nullptr);  // fails before anything has changed
-  std::optional<CameraMotionEstimator> restoredEstimator;
-  if (state.motion) restoredEstimator.emplace(std::string_view(*state.motion));
-  tracker.reset();  // the server has room for one
-  tracker = restoreTracker(state.tracker, &motionServer);
-  motionEstimator = std::move(restoredEstimator);
-  lastTimestamp = state.lastTimestamp;
-  featureLength = state.featureLength;
-}
-
 void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabels) {
   newLabels.clear();
   const std::string* known = nullptr;  // neighbours often share their label
@@ -134,17 +137,22 @@ void Camera::removeUnassociated(Frame& frame, std::vector<std::string>& newLabel
   detections.erase(std::remove_if(detections.begin(), detections.end(), isUnassociated), detections.end());
 }
 
+template <class... Arguments>
+void Cameras::begin(const std::string& name, const Arguments&... arguments) {
+  std::list<Entry> begun;  // a list of its own until nothing can fail any more
+  begun.emplace_back(name, arguments...);
+  if (settings.explain) begun.back().camera.explain();
+  entryOf.emplace(name, begun.begin());
+  entries.splice(entries.end(), begun);
+  most = std::max(most, entries.size());
+}
+
 Camera& Cameras::at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now) {
   const auto found = entryOf.find(name);
   if (found != entryOf.end()) {
     entries.splice(entries.end(), entries, found->second);
   } else {
-    std::list<Entry> begun;  // a list of its own until nothing can fail any more
-    begun.emplace_back(name, trackerRecipe, settings.associations, aspectRatio(picture), settings.stabilise);
-    if (settings.explain) begun.back().camera.explain();
-    entryOf.emplace(name, begun.begin());
-    entries.splice(entries.end(), begun);
-    most = std::max(most, entries.size());
+    begin(name, trackerRecipe, settings.associations, aspectRatio(picture), settings.stabilise);
   }
   entries.back().lastUse = now;
   return entries.back().camera;
@@ -185,6 +193,26 @@ void Cameras::forget(const std::string& name) {
   entries.erase(found->second);
   entryOf.erase(found);
   giveMemoryBack();
+}
+
+std::vector<CameraState> Cameras::states() const {
+  std::vector<CameraState> states;
+  states.reserve(entries.size());
+  for (const Entry& each : entries) {
+    states.push_back(each.camera.state());
+    states.back().name = each.name;
+  }
+  return states;
+}
+
+void Cameras::restore(const std::vector<CameraState>& states, Clock::time_point now) {
+  entryOf.clear();
+  entries.clear();
+  for (const CameraState& each : states) {
+    if (entryOf.count(each.name) > 0) throw StateError("stored state of a camera: damaged: of the name of another one");
+    begin(each.name, trackerRecipe, settings.associations, each);
+    entries.back().lastUse = now;
+  }
 }
 
 /// The allocator keeps what is freed between what is still in use; each time the cameras have halved it is asked for

@@ -29,19 +29,34 @@ struct Refusal {
   std::string message;
 };
 
-/// What later frames of a camera depend on.
+/// What all later answers about a camera depend on.
 struct CameraState {
-  std::string tracker;                // as `ObjectTracker::saveState` has it
-  std::optional<std::string> motion;  // of the estimator of its movements, if there is one
+  std::string name;
+  float aspectRatio = 0.0F;                    // that its tracker was made for
+  std::string tracker;                         // as `ObjectTracker::saveState` has it
+  std::optional<std::string> motionEstimator;  // likewise, if its movements are estimated
   std::optional<std::uint64_t> lastTimestamp;
-  std::optional<std::size_t> featureLength;
+  std::optional<std::uint64_t> featureLength;
+  std::set<std::string, std::less<>> namedLabels;
 };
+
+template <class Archive>
+void fields(Archive& archive, CameraState& state) {
+  archive(state.name, state.aspectRatio, state.tracker, state.motionEstimator, state.lastTimestamp, state.featureLength,
+          state.namedLabels);
+}
 
 /// A tracker, the source of its camera's movements, and what has to be known of earlier frames.
 class Camera {
  public:
   /// @param stabilise Whether the camera's movements are estimated until it tells the first one itself.
   Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, float aspectRatio, bool stabilise);
+  /// Goes on from the state of a camera that was made alike.
+  /// @throws StateError when it is none of such a camera.
+  Camera(const TrackerRecipe& recipe, const LabelAssociations& labelAssociations, const CameraState& state);
+
+  /// All but its name, which a camera doesn't know.
+  CameraState state() const;
 
   /// @param frame Gets its time if it has none.
   /// @param debug Whether the inner state is asked for.
@@ -61,24 +76,20 @@ class Camera {
   /// The identities of the tracks that there are.
   std::set<int> identities() const;
 
-  /// What a camera that was made alike goes on from; which labels it has named is not among it.
-  CameraState state() const;
-  /// @throws StateError, which leaves all as it was, for what is no state of a camera.
-  void goOnFrom(const CameraState& state);
-
  private:
   /// Takes out the detections whose labels no association covers, which would start a new track each time.
   void removeUnassociated(Frame& frame, std::vector<std::string>& newLabels);
   void moveAsEstimated(const Frame& frame);
 
   const LabelAssociations& associations;
+  float ratio;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
   ReasonKeeper reasonKeeper;         // likewise: tells it
   bool explains = false;
   std::unique_ptr<ObjectTracker> tracker;
   std::optional<CameraMotionEstimator> motionEstimator;
   std::optional<std::uint64_t> lastTimestamp;
-  std::optional<std::size_t> featureLength;
+  std::optional<std::uint64_t> featureLength;
   std::set<std::string, std::less<>> namedLabels;
   SuppressionWatch suppression;
 };
@@ -113,17 +124,26 @@ class Cameras {
   /// @return Their names, the longest idle one first.
   std::vector<std::string> dropIdle(Clock::time_point now);
 
+  /// What they have become, in an order that `restore` keeps.
+  std::vector<CameraState> states() const;
+  /// Goes on from there, instead of what there is.
+  /// @throws StateError when these are no states of such cameras.
+  void restore(const std::vector<CameraState>& states, Clock::time_point now);
+
  private:
   struct Entry {
-    Entry(const std::string& cameraName, const TrackerRecipe& recipe, const LabelAssociations& associations,
-          float aspectRatio, bool stabilise)
-        : name(cameraName), camera(recipe, associations, aspectRatio, stabilise) {}
+    template <class... Arguments>
+    explicit Entry(const std::string& cameraName, const Arguments&... arguments)
+        : name(cameraName), camera(arguments...) {}
 
     std::string name;
     Camera camera;
     Clock::time_point lastUse;
   };
 
+  /// @param arguments Of `Camera`.
+  template <class... Arguments>
+  void begin(const std::string& name, const Arguments&... arguments);
   /// The camera of that name; a new one if there is none.
   Camera& at(const std::string& name, const std::optional<PictureSize>& picture, Clock::time_point now);
   void forget(const std::string& name);

@@ -109,6 +109,16 @@ void ReportStep::apply(std::uint64_t timestamp, FrameTracks& frame) {
   for (const int identity : frame.changes.removedIds) fates.erase(identity);
 }
 
+std::map<int, std::uint64_t> ReportStep::lastDetections() const {
+  std::map<int, std::uint64_t> times;
+  for (const auto& [identity, fate] : fates) times.emplace(identity, fate.lastApplied);
+  return times;
+}
+
+void ReportStep::restore(const std::map<int, std::uint64_t>& lastDetections) {
+  for (const auto& [identity, time] : lastDetections) fates[identity].lastApplied = time;
+}
+
 int ReportStep::finalIdentity(int identity) const {
   for (auto found = fates.find(identity); found != fates.end() && found->second.goesOnAs;
        found = fates.find(identity)) {

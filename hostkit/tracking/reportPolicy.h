@@ -78,6 +78,11 @@ class ReportStep {
   ///   the time when they were last seen.
   void apply(std::uint64_t timestamp, FrameTracks& frame);
 
+  /// When tracks took their last detections, of those that are told at once: all that later frames depend on then.
+  std::map<int, std::uint64_t> lastDetections() const;
+  /// Goes on from there.
+  void restore(const std::map<int, std::uint64_t>& lastDetections);
+
  private:
   struct Sighting {
     std::uint64_t timestamp;

@@ -61,6 +61,21 @@ void Reporting::finish(TextBuffer& text) {
   writer.finish(text);
 }
 
+Reporting::State Reporting::state() const {
+  State state;
+  for (const auto& [name, camera] : cameras) state.emplace(name, camera.steps.front().lastDetections());
+  return state;
+}
+
+void Reporting::restore(const State& state) {
+  cameras.clear();
+  for (const auto& [name, lastDetections] : state) {
+    Camera& camera = cameras[name];
+    camera.steps.emplace_back(policy).restore(lastDetections);
+    camera.isTold = true;
+  }
+}
+
 void Reporting::tell(Camera& camera, const Frame& frame, FrameTracks& tracks, TextBuffer& text) {
   camera.steps.front().apply(*frame.timestamp, tracks);
   toldCount += tracks.tracks.size();

@@ -40,6 +40,14 @@ class Reporting {
   /// Nothing more is to come.
   void finish(TextBuffer& text);
 
+  /// Of each camera, what `ReportStep` tells.
+  using State = std::map<std::string, std::map<int, std::uint64_t>>;
+
+  /// All that later reports depend on, where all is told at once.
+  State state() const;
+  /// Goes on from there, instead of what there is.
+  void restore(const State& state);
+
   /// The reports that were told.
   std::uint64_t tracksTold() const { return toldCount; }
 

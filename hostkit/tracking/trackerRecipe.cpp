@@ -59,6 +59,11 @@ std::unique_ptr<ObjectTracker> TrackerRecipe::make(const LabelAssociations& asso
   return makeTracker(choice.selector, params, associations, aspectRatio, motionServer);
 }
 
+std::unique_ptr<ObjectTracker> TrackerRecipe::restore(const std::string& state, const LabelAssociations& associations,
+                                                      float aspectRatio, MotionTrackerServer* motionServer) const {
+  return restoreTracker(state, choice.selector, params, associations, aspectRatio, motionServer);
+}
+
 TrackerRecipe TrackerRecipe::with(const std::string& key, const std::string& value) const {
   TrackerRecipe other = *this;
   other.params[key] = value;

@@ -39,6 +39,10 @@ class TrackerRecipe {
 
   std::unique_ptr<ObjectTracker> make(const LabelAssociations& associations, float aspectRatio,
                                       MotionTrackerServer* motionServer) const;
+  /// Such a tracker, which goes on from a state.
+  /// @throws StateError when it is none of such a tracker.
+  std::unique_ptr<ObjectTracker> restore(const std::string& state, const LabelAssociations& associations,
+                                         float aspectRatio, MotionTrackerServer* motionServer) const;
 
  private:
   void take(const Setting& setting);

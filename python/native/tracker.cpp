@@ -17,6 +17,8 @@ namespace {
 
 using hostkit::Frame;
 
+constexpr StateKind kCameraState = {0x4143564EU, 1, "camera"};  // "NVCA"
+
 /// A tracker with the parameters of a preset and then the caller's own.
 hostkit::TrackerRecipe recipeOf(const std::string& tracker, const std::optional<std::string>& preset,
                                 const ParameterMap& params) {
@@ -39,7 +41,8 @@ class Tracker {
       : terms(std::move(ownTerms)),
         associations(std::move(labelAssociations)),
         recipe(recipeOf(tracker, preset, params)),
-        camera(recipe, associations, hostkit::aspectRatio(terms->picture), stabilise),
+        camera(
+            std::make_unique<hostkit::Camera>(recipe, associations, hostkit::aspectRatio(terms->picture), stabilise)),
         frameRate(framesPerSecond) {}
 
   std::string warnings() const { return recipe.warnings(); }
@@ -68,18 +71,24 @@ class Tracker {
     return take(copy, read.detections.size(), time, py::none());
   }
 
-  /// What later frames depend on, beside the arguments that it was made with.
-  py::tuple state() {
+  /// What later frames depend on, to be gone on from by one with the same arguments.
+  py::bytes state() {
     const Use use(*this);
-    const hostkit::CameraState state = camera.state();
-    const py::object motion = state.motion ? py::object(py::bytes(*state.motion)) : py::none();
-    return py::make_tuple(py::bytes(state.tracker), motion, state.lastTimestamp, state.featureLength, framesTaken);
+    std::string bytes;
+    StateWriter archive(bytes, kCameraState);
+    archive(camera->state(), framesTaken);
+    archive.seal();
+    return py::bytes(bytes);
   }
 
-  void goOnFrom(const std::string& tracker, std::optional<std::string> motion,
-                std::optional<std::uint64_t> lastTimestamp, std::optional<std::size_t> featureLength, int frames) {
+  void goOnFrom(const std::string& bytes) {
     const Use use(*this);
-    camera.goOnFrom({tracker, std::move(motion), lastTimestamp, featureLength});
+    StateReader archive(bytes, kCameraState);
+    hostkit::CameraState state;
+    std::int32_t frames = 0;
+    archive(state, frames);
+    archive.finish();
+    camera = std::make_unique<hostkit::Camera>(recipe, associations, state);
     framesTaken = frames;
   }
 
@@ -112,7 +121,7 @@ class Tracker {
 
   py::tuple take(Frame& taken, std::size_t count, std::uint64_t time, const py::object& motion) {
     taken.timestamp = time;
-    if (const auto refusal = camera.refusalOf(taken)) {
+    if (const auto refusal = camera->refusalOf(taken)) {
       const bool isTime = refusal->field == "timestamp";
       failValue(isTime ? refusal->field : "features",
                 isTime ? fmt::format("{} is {}", time, refusal->message) : refusal->message);
@@ -120,7 +129,7 @@ class Tracker {
     if (!motion.is_none()) moveBy(parseCameraMotion(motion));
     {
       const py::gil_scoped_release others;
-      camera.update(taken, 0, false, result);
+      camera->update(taken, 0, false, result);
     }
     ++framesTaken;
     return py::make_tuple(time, count, reportsOf(result, *terms));
@@ -128,15 +137,15 @@ class Tracker {
 
   void moveBy(const std::array<double, 6>& matrix) {
     const py::gil_scoped_release others;
-    camera.move({"", terms->picture, matrix});
+    camera->move({"", terms->picture, matrix});
   }
 
   const std::shared_ptr<const Terms> terms;
   const LabelAssociations associations;
   const hostkit::TrackerRecipe recipe;
-  hostkit::Camera camera;
+  std::unique_ptr<hostkit::Camera> camera;
   const std::optional<double> frameRate;
-  int framesTaken = 0;
+  std::int32_t framesTaken = 0;
   bool isInUse = false;
   Frame frame;
   hostkit::FrameTracks result;

@@ -130,15 +130,15 @@ class Tracker:
         """Tells that the camera has moved, between two frames; as `camera_motion` of `update`."""
         self._native.move(camera_motion)
 
-    def __getstate__(self) -> tuple[dict[str, Any], Any]:
+    def __getstate__(self) -> tuple[dict[str, Any], bytes]:
         return self._options, self._native.state()
 
-    def __setstate__(self, kept: tuple[dict[str, Any], Any]) -> None:
+    def __setstate__(self, kept: tuple[dict[str, Any], bytes]) -> None:
         options, state = kept
         with warnings.catch_warnings():
             warnings.simplefilter("ignore")  # it has been warned of them
             self.__init__(**options)  # type: ignore[misc]
-        self._native.go_on_from(*state)
+        self._native.go_on_from(state)
 
 
 def track(
