@@ -342,6 +342,39 @@ TEST_P(Explanations, FlipWhenTheirParameterGoesJustPastTheFigure) {
   }
 }
 
+TEST(ExplanationWords, NameWhoIsMeantAndWhatDecided) {
+  const Verdict wide = {Rule::widthChange, false, 2.3712, 1.0, "vanilla.widthRelativeDiffGating"};
+  const Verdict near = {Rule::cost, false, 0.25, 0.2500001, ""};
+  const Verdict old = {Rule::expiryAge, false, 2.5e9, 2e9, "reid.expiryAge"};
+  const Verdict sure = {Rule::confidence, true, -0.1, -0.5, "vanilla.confidentLikelihoodThreshold"};
+  const Verdict label = {Rule::label, false, 1.0, 0.0, ""};
+  const std::string width = "width changed by 2.37 of itself, at most 1 (vanilla.widthRelativeDiffGating)";
+  const std::string cost = "a cost of 0.25, the winner's being 0.2500001";
+  const Decision refused = {Outcome::refused, {sure, wide, label}, {}};
+  const Decision outbid = {Outcome::outbid, {near}, 0.25F};
+  const Decision matched = {Outcome::matched, {sure}, 0.25F};
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {inWords(PairExplanation{refused, {4, 7}, {}}),
+       "id 4 refused detection 7: " + width + "; a label that such tracks don't take"},
+      {inWords(PairExplanation{outbid, {4, 7}, {5, 7}}), "id 4 lost detection 7 to id 5: " + cost},
+      {inWords(PairExplanation{outbid, {4, 7}, {4, 8}}), "id 4 took detection 8 instead of 7: " + cost},
+      {inWords(PairExplanation{matched, {4, 7}, {}}), "id 4 took detection 7"},
+      {inWords(RevivalExplanation{refused, {1, 9}, {}}),
+       "lost id 1 is not id 9: " + width + "; a label that such tracks don't take"},
+      {inWords(RevivalExplanation{outbid, {1, 9}, {2, 9}}), "lost id 1 is not id 9, but lost id 2 is id 9: " + cost},
+      {inWords(RevivalExplanation{matched, {1, 9}, {}}), "lost id 1 is id 9"},
+      {inWords(InBetweenExplanation{3, {1, 2}, {sure}}), "detection 3 lies between 1 and 2"},
+      {inWords(InBetweenExplanation{3, {1, 2}, {sure, wide}}), "detection 3 does not lie between 1 and 2: " + width},
+      {inWords(TrackExplanation{4, Change::none, {}, 7, {sure}}), "id 4 goes on"},
+      {inWords(TrackExplanation{4, Change::began, {}, 7, {}}), "id 4 began with detection 7"},
+      {inWords(TrackExplanation{4, Change::merged, 2, {}, {}}), "id 4 was merged into id 2"},
+      {inWords(TrackExplanation{2, Change::revived, 4, {}, {}}), "id 2 was revived by id 4"},
+      {inWords(TrackExplanation{4, Change::ended, {}, {}, {sure, old, sure}}),
+       "id 4 ended: 2.5 s without detection, at most 2 s (reid.expiryAge)"},
+  };
+  for (const auto& [found, expected] : cases) EXPECT_EQ(found, expected);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, Explanations, testing::Range(0, 4));
 
 }  // namespace

@@ -23,15 +23,6 @@ using Change = TrackExplanation::Change;
 using Outcome = Decision::Outcome;
 using Kind = Told::Kind;
 
-/// The verdict behind a change: an end's is the last one that doesn't hold.
-std::optional<Verdict> decisive(const TrackExplanation& explanation) {
-  const bool isLoss = explanation.change == Change::ended || explanation.change == Change::lost;
-  const auto& verdicts = explanation.verdicts;
-  const auto decides = [isLoss](const Verdict& each) { return each.rule != Rule::confidence && each.holds != isLoss; };
-  const auto found = std::find_if(verdicts.rbegin(), verdicts.rend(), decides);
-  return found == verdicts.rend() ? std::nullopt : std::optional(*found);
-}
-
 std::vector<Verdict> refusalsOf(const Decision& decision) {
   std::vector<Verdict> refusals;
   for (const Verdict& each : decision.verdicts) {
@@ -57,23 +48,6 @@ double offsetBetween(const Box& a, const Box& b) {
   const float x = std::abs(one.x - other.x) / (width(a) + width(b));
   const float y = std::abs(one.y - other.y) / (height(a) + height(b));
   return 2.0 * static_cast<double>(std::max(x, y));
-}
-
-const char* verbOf(Change change) {
-  switch (change) {
-    case Change::confirmed:
-      return "was confirmed";
-    case Change::identified:
-      return "got an identity of its own";
-    case Change::lost:
-      return "was lost";
-    case Change::revived:
-      return "was revived";
-    case Change::merged:
-      return "was merged";
-    default:
-      return "ended";
-  }
 }
 
 class Explaining {
@@ -255,7 +229,7 @@ class Explaining {
     const auto since = chronicle.frames[frame].timestamp - chronicle.frames[*life.end].timestamp;
     told.other = track;
     told.sentence += fmt::format("id {} had ended {} before", track, shownTime(static_cast<double>(since)));
-    const auto verdict = decisive(*end);
+    const auto verdict = decisiveVerdict(*end);
     if (!verdict) return true;
     told.verdicts = {*verdict};
     told.margin = marginOf(*verdict);
@@ -296,16 +270,11 @@ class Explaining {
     told.change = explanation.change;
     told.other = explanation.other;
     told.detection = explanation.detection;
-    told.sentence = fmt::format("id {} {}", explanation.track, verbOf(explanation.change));
-    if (explanation.other) {
-      told.sentence +=
-          fmt::format(explanation.change == Change::merged ? " into id {}" : " by id {}", *explanation.other);
-    }
-    const auto verdict = decisive(explanation);
+    told.sentence = inWords(explanation);
+    const auto verdict = decisiveVerdict(explanation);
     if (!verdict) return told;
     told.verdicts = {*verdict};
     told.margin = marginOf(*verdict);
-    told.sentence += ": " + inWords(*verdict);
     if (explanation.change == Change::ended || explanation.change == Change::lost) {
       told.check = check(*verdict, [&, track = explanation.track, frame](const Chronicle& other) {
         return livesOnIn(other, track, frame);
@@ -425,7 +394,7 @@ class Explaining {
         if (refusals.size() == 1) all.push_back({marginOf(refusals[0]), frame, &each, nullptr});
       }
       for (const TrackExplanation& each : reasons.tracks) {
-        const auto verdict = decisive(each);
+        const auto verdict = decisiveVerdict(each);
         if (each.change != Change::none && verdict) all.push_back({marginOf(*verdict), frame, nullptr, &each});
       }
     }
@@ -518,7 +487,7 @@ class Explaining {
       const TrackExplanation* const loss = changeAt(frame, from, Change::lost);
       if (loss == nullptr) continue;
       told.sentence += fmt::format("id {} was lost in frame {}", from, chronicle.frames[frame].number);
-      if (const auto verdict = decisive(*loss)) {
+      if (const auto verdict = decisiveVerdict(*loss)) {
         told.verdicts = {*verdict};
         told.sentence += ": " + inWords(*verdict);
       }

@@ -36,11 +36,6 @@ class ReasonKeeper final : public Explainer {
   FrameReasons* reasons = nullptr;
 };
 
-/// The name of a rule as programs read it.
-std::string_view nameOf(Rule rule);
-std::string_view nameOf(Decision::Outcome outcome);
-std::string_view nameOf(TrackExplanation::Change change);
-
 /// Append what programs read.
 void appendVerdict(TextBuffer& json, const Verdict& verdict);
 void appendReasons(TextBuffer& json, const FrameReasons& reasons);

@@ -142,6 +142,31 @@ struct TrackExplanation {
   std::vector<Verdict> verdicts;         ///< In the order in which they counted.
 };
 
+/// The verdict behind a change; of a track that ended or was lost, the last one that doesn't hold.
+NIVRA_EXPORT std::optional<Verdict> decisiveVerdict(const TrackExplanation& explanation);
+
+/// @name As people read them
+/// @{
+
+/// With figure, limit and parameter: "width changed by 2.37 of itself, at most 1 (vanilla.widthRelativeDiffGating)".
+NIVRA_EXPORT std::string inWords(const Verdict& verdict);
+/// Those that don't hold, with semicolons between.
+NIVRA_EXPORT std::string refusalsInWords(const std::vector<Verdict>& verdicts);
+/// A sentence, with the verdicts that decided: "id 4 refused detection 7: width changed by ...".
+NIVRA_EXPORT std::string inWords(const InBetweenExplanation& explanation);
+NIVRA_EXPORT std::string inWords(const PairExplanation& explanation);     ///< Likewise.
+NIVRA_EXPORT std::string inWords(const RevivalExplanation& explanation);  ///< Likewise.
+NIVRA_EXPORT std::string inWords(const TrackExplanation& explanation);    ///< Likewise.
+/// @}
+
+/// @name As programs read them, such as "widthChange"
+/// @{
+
+NIVRA_EXPORT const char* nameOf(Rule rule);                        ///< Of a rule.
+NIVRA_EXPORT const char* nameOf(Decision::Outcome outcome);        ///< Of an outcome.
+NIVRA_EXPORT const char* nameOf(TrackExplanation::Change change);  ///< Of a change.
+/// @}
+
 /// Is told why a tracker does what it does; see `ObjectTracker::explainTo`. Every function does nothing unless a host
 /// overrides it.
 ///

@@ -80,7 +80,7 @@ void appendTold(TextBuffer& json, const Told& told) {
   appendField(json, R"(,"frame":)", told.frame, appendWhole);
   appendField(json, R"(,"seconds":)", told.seconds, appendDouble);
   appendField(json, R"(,"track":)", told.track, appendWhole);
-  appendField(json, R"(,"change":)", hostkit::nameOf(told.change), appendQuoted);
+  appendField(json, R"(,"change":)", nivra::nameOf(told.change), appendQuoted);
   if (told.other) appendField(json, R"(,"other":)", *told.other, appendWhole);
   if (told.truth) appendField(json, R"(,"truth":)", *told.truth, appendWhole);
   if (told.detection) appendField(json, R"(,"detection":)", *told.detection, appendWhole);
