@@ -8,10 +8,12 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "nivra/nivra.h"
+#include "reasons.h"
 
 #define NIVRA_TEXT_OF(x) #x
 #define NIVRA_TEXT(x) NIVRA_TEXT_OF(x)
@@ -77,6 +79,9 @@ nivra_status guarded(std::string* error, Work work) noexcept {
     note("not enough memory");
     return NIVRA_OUT_OF_MEMORY;
   } catch (const Refusal& refusal) {
+    note(refusal.what());
+    return NIVRA_INVALID_ARGUMENT;
+  } catch (const StateError& refusal) {
     note(refusal.what());
     return NIVRA_INVALID_ARGUMENT;
   } catch (const std::exception& defect) {
@@ -149,6 +154,23 @@ ParameterMap parametersOf(const nivra_options& options) {
   return params;
 }
 
+/// Writes a list into the caller's buffer likewise, of elements that are as large as the caller's header has them.
+template <class List, class Struct, class Convert>
+nivra_status handOutStructs(const List& list, Struct* target, std::size_t elementSize, std::size_t capacity,
+                            std::size_t* count, Convert convert) {
+  require(count != nullptr, "count is null");
+  requireList(target, capacity, "the buffer is null");
+  *count = list.size();
+  if (list.size() > capacity) return NIVRA_BUFFER_TOO_SMALL;
+  auto* next = reinterpret_cast<char*>(target);
+  for (const auto& each : list) {
+    const Struct element = convert(each);
+    std::memcpy(next, &element, std::min(elementSize, sizeof(element)));
+    next += elementSize;
+  }
+  return NIVRA_OK;
+}
+
 nivra_track trackOf(const TrackReport& report, std::int32_t label) {
   const TrackedObjectDetection& track = report.track;
   return {{track.box.left, track.box.top, track.box.right, track.box.bottom},
@@ -179,12 +201,63 @@ std::vector<std::pair<const char*, const ParameterDescription*>> parametersOfKin
 
 }  // namespace
 
+namespace {
+
+constexpr StateKind kStateKind = {0x4343564EU, 1, "tracker of the C interface"};  // "NVCC"
+
+/// What later frames of a tracker depend on, beside the options that it was made with.
+struct StoredState {
+  std::string tracker;                // as `ObjectTracker::saveState` has it
+  std::optional<std::string> motion;  // likewise, if the camera's movement is estimated
+  std::optional<std::uint64_t> lastTimestamp;
+  std::optional<std::uint64_t> featureLength;
+};
+
+template <class Archive>
+void fields(Archive& archive, StoredState& state) {
+  archive(state.tracker, state.motion, state.lastTimestamp, state.featureLength);
+}
+
+StoredState storedState(std::string_view bytes) {
+  StateReader archive(bytes, kStateKind);
+  StoredState state;
+  archive(state);
+  archive.finish();
+  return state;
+}
+
+}  // namespace
+
 struct nivra_tracker {
   explicit nivra_tracker(const nivra_options& options)
       : labels(labelsOf(options)),
         tracker(makeTracker(options.kind, parametersOf(options), associationsOf(options, labels), options.aspect_ratio,
                             &motionServer)) {
     if (options.stabilise != 0) motionEstimator.emplace();
+  }
+
+  /// One that goes on from a state.
+  nivra_tracker(const nivra_options& options, const StoredState& state)
+      : labels(labelsOf(options)),
+        tracker(restoreTracker(state.tracker, options.kind, parametersOf(options), associationsOf(options, labels),
+                               options.aspect_ratio, &motionServer)),
+        lastTimestamp(state.lastTimestamp),
+        featureLength(state.featureLength) {
+    if (state.motion) motionEstimator.emplace(std::string_view(*state.motion));
+    tracker->getTracks(reports);
+  }
+
+  /// All that such a one needs.
+  const std::string& save() {
+    StoredState state;
+    tracker->saveState(state.tracker);
+    if (motionEstimator) motionEstimator->saveState(state.motion.emplace());
+    state.lastTimestamp = lastTimestamp;
+    state.featureLength = featureLength;
+    StateWriter archive(bytes, kStateKind);
+    archive(state);
+    archive.seal();
+    return bytes;
   }
 
   /// Takes the caller's frame over into `detections`, all of which is checked first.
@@ -210,7 +283,9 @@ struct nivra_tracker {
       if (motion.verdict == CameraMotionEstimate::Verdict::moving) moveTracks(motionServer, motion.map);
     }
     changes = {};
+    reasons.clear();
     changes = tracker->update(detections, frame.timestamp);
+    reasons.nameDetections(detections);
     tracker->getTracks(reports);
     if (motionEstimator) motionEstimator->follow(reports);
   }
@@ -220,6 +295,11 @@ struct nivra_tracker {
     require(std::all_of(map, map + 6, [](float each) { return std::isfinite(each); }), "map: expected finite numbers");
     motionEstimator.reset();  // the caller knows better
     moveTracks(motionServer, PictureMap{map[0], map[1], map[2], map[3], map[4], map[5]});
+  }
+
+  const nivra::c::Reason& reasonAt(std::size_t position) const {
+    require(position < reasons.all().size(), "reason: there are fewer");
+    return reasons.all()[position];
   }
 
   const TrackedObjectDetection& trackAt(std::size_t position) const {
@@ -235,17 +315,19 @@ struct nivra_tracker {
 
   std::vector<std::string> labels;
   MotionTrackerServer motionServer;  // before the tracker, which subscribes to it
+  nivra::c::ReasonKeeper reasons;    // likewise: tells it
   std::unique_ptr<ObjectTracker> tracker;
   std::optional<CameraMotionEstimator> motionEstimator;
   std::optional<std::uint64_t> lastTimestamp;
-  std::optional<std::size_t> featureLength;
+  std::optional<std::uint64_t> featureLength;
   std::vector<ObjectDetection> detections;
   std::vector<TrackReport> reports;
   TrackUpdateResult changes;
+  std::string bytes;  // of the last state that was saved, for the memory
   std::string error;
 
  private:
-  void read(const nivra_detection& given, ObjectDetection& detection, std::optional<std::size_t>& length) const {
+  void read(const nivra_detection& given, ObjectDetection& detection, std::optional<std::uint64_t>& length) const {
     constexpr char kNoLabel[] = "detections: there is no such label";
     detection.box = {given.box.left, given.box.top, given.box.right, given.box.bottom};
     detection.score = given.score;
@@ -270,7 +352,7 @@ struct nivra_tracker {
   }
 
   static void readFeature(const nivra_detection& given, ObjectDetection& detection,
-                          std::optional<std::size_t>& length) {
+                          std::optional<std::uint64_t>& length) {
     requireList(given.feature, given.feature_length, "detections: a feature is null");
     if (given.feature == nullptr) return detection.feature.reset();
     if (!length) length = given.feature_length;
@@ -284,6 +366,25 @@ namespace {
 
 constexpr nivra_options kUsualOptions = NIVRA_OPTIONS_INIT;
 constexpr nivra_frame kUsualFrame = NIVRA_FRAME_INIT;
+
+/// Makes a tracker by options that are checked first.
+/// @param create Returns it.
+template <class Create>
+nivra_status make(const nivra_options* options, nivra_tracker** tracker, char* error, std::size_t errorSize,
+                  Create create) noexcept {
+  std::string what;
+  const nivra_status status = guarded(&what, [&] {
+    require(tracker != nullptr, "tracker is null");
+    *tracker = nullptr;
+    const nivra_options all = known(options, kUsualOptions, "options are null");
+    require(all.kind >= NIVRA_VANILLA && all.kind <= NIVRA_LOWFPS, "kind: there is no such tracker");
+    require(std::isfinite(all.aspect_ratio) && all.aspect_ratio > 0.0F, "aspect_ratio: expected a number above 0");
+    *tracker = create(all).release();
+    return NIVRA_OK;
+  });
+  if (error != nullptr && errorSize > 0) error[what.copy(error, errorSize - 1)] = '\0';
+  return status;
+}
 
 /// Does what may fail with a tracker, if there is one.
 template <class Work>
@@ -301,18 +402,8 @@ const char* nivra_version(void) {
 
 nivra_status nivra_tracker_create(const nivra_options* options, nivra_tracker** tracker, char* error,
                                   size_t error_size) {
-  std::string what;
-  const nivra_status status = guarded(&what, [&] {
-    require(tracker != nullptr, "tracker is null");
-    *tracker = nullptr;
-    const nivra_options all = known(options, kUsualOptions, "options are null");
-    require(all.kind >= NIVRA_VANILLA && all.kind <= NIVRA_LOWFPS, "kind: there is no such tracker");
-    require(std::isfinite(all.aspect_ratio) && all.aspect_ratio > 0.0F, "aspect_ratio: expected a number above 0");
-    *tracker = std::make_unique<nivra_tracker>(all).release();
-    return NIVRA_OK;
-  });
-  if (error != nullptr && error_size > 0) error[what.copy(error, error_size - 1)] = '\0';
-  return status;
+  return make(options, tracker, error, error_size,
+              [](const nivra_options& all) { return std::make_unique<nivra_tracker>(all); });
 }
 
 void nivra_tracker_destroy(nivra_tracker* tracker) { delete tracker; }
@@ -350,18 +441,9 @@ nivra_status nivra_tracker_move(nivra_tracker* tracker, const float map[6]) {
 nivra_status nivra_tracker_tracks(nivra_tracker* tracker, nivra_track* tracks, size_t track_size, size_t capacity,
                                   size_t* count) {
   return with(tracker, [&] {
-    require(count != nullptr, "count is null");
-    requireList(tracks, capacity, "the buffer is null");
-    const auto& reports = tracker->reports;
-    *count = reports.size();
-    if (reports.size() > capacity) return NIVRA_BUFFER_TOO_SMALL;
-    auto* target = reinterpret_cast<char*>(tracks);
-    for (const TrackReport& each : reports) {
-      const nivra_track track = trackOf(each, tracker->labelNumber(each.track.label));
-      std::memcpy(target, &track, std::min(track_size, sizeof(track)));
-      target += track_size;
-    }
-    return NIVRA_OK;
+    return handOutStructs(tracker->reports, tracks, track_size, capacity, count, [&](const TrackReport& each) {
+      return trackOf(each, tracker->labelNumber(each.track.label));
+    });
   });
 }
 
@@ -395,6 +477,54 @@ nivra_status nivra_tracker_merged(nivra_tracker* tracker, nivra_merge* merges, s
     return handOut(tracker->changes.mergedIds, merges, capacity, count, [](const std::pair<int, int>& ids) {
       return nivra_merge{ids.first, ids.second};
     });
+  });
+}
+
+nivra_status nivra_tracker_explain(nivra_tracker* tracker, int32_t on) {
+  return with(tracker, [&] {
+    tracker->reasons.clear();
+    tracker->tracker->explainTo(on != 0 ? &tracker->reasons : nullptr);
+    return NIVRA_OK;
+  });
+}
+
+nivra_status nivra_tracker_reasons(nivra_tracker* tracker, nivra_reason* reasons, size_t reason_size, size_t capacity,
+                                   size_t* count) {
+  return with(tracker, [&] {
+    return handOutStructs(tracker->reasons.all(), reasons, reason_size, capacity, count, nivra::c::asStruct);
+  });
+}
+
+nivra_status nivra_tracker_verdicts(nivra_tracker* tracker, size_t reason, nivra_verdict* verdicts, size_t verdict_size,
+                                    size_t capacity, size_t* count) {
+  return with(tracker, [&] {
+    const std::vector<Verdict>& all = nivra::c::verdictsOf(tracker->reasonAt(reason));
+    return handOutStructs(all, verdicts, verdict_size, capacity, count, [](const Verdict& each) {
+      return nivra_verdict{nameOf(each.rule), each.parameter, each.figure, each.limit, each.holds ? 1 : 0};
+    });
+  });
+}
+
+nivra_status nivra_tracker_sentence(nivra_tracker* tracker, size_t reason, char* text, size_t capacity, size_t* count) {
+  return with(tracker, [&] {
+    std::string sentence = nivra::c::sentenceOf(tracker->reasonAt(reason));
+    sentence.push_back('\0');
+    return handOut(sentence, text, capacity, count, [](char each) { return each; });
+  });
+}
+
+nivra_status nivra_tracker_save(nivra_tracker* tracker, void* state, size_t capacity, size_t* count) {
+  return with(tracker, [&] {
+    return handOut(tracker->save(), static_cast<char*>(state), capacity, count, [](char each) { return each; });
+  });
+}
+
+nivra_status nivra_tracker_restore(const nivra_options* options, const void* state, size_t state_size,
+                                   nivra_tracker** tracker, char* error, size_t error_size) {
+  return make(options, tracker, error, error_size, [&](const nivra_options& all) {
+    requireList(static_cast<const char*>(state), state_size, "the state is null");
+    const StoredState stored = storedState({static_cast<const char*>(state), state_size});
+    return std::make_unique<nivra_tracker>(all, stored);
   });
 }
 

@@ -39,7 +39,7 @@ class Caller {
   }
 
   void call() {
-    switch (data.ConsumeIntegralInRange(0, 9)) {
+    switch (data.ConsumeIntegralInRange(0, 11)) {
       case 0:
         return replace();
       case 1:
@@ -52,6 +52,10 @@ class Caller {
         return move();
       case 6:
         return describe();
+      case 7:
+        return explain();
+      case 8:
+        return moveToAnother();
       default:
         return ask();
     }
@@ -61,29 +65,80 @@ class Caller {
   std::size_t anyTracker() { return data.ConsumeIntegralInRange<std::size_t>(0, kMostTrackers - 1); }
 
   void replace() {
-    nivra_tracker*& tracker = trackers[anyTracker()];
+    const std::size_t place = anyTracker();
+    nivra_tracker*& tracker = trackers[place];
     nivra_tracker_destroy(tracker);
     tracker = nullptr;
-    nivra_options options = NIVRA_OPTIONS_INIT;
+    nivra_options& options = choices[place].options;
+    choose(choices[place]);
     if (data.ConsumeIntegralInRange(0, 9) == 0)
       options.size = data.ConsumeIntegralInRange<std::size_t>(0, sizeof options);
+    std::array<char, 20> error{};
+    nivra_tracker_create(&options, data.ConsumeIntegralInRange(0, 9) == 0 ? nullptr : &tracker, error.data(),
+                         data.ConsumeIntegralInRange<std::size_t>(0, error.size()));
+  }
+
+  /// Options, and what they point at.
+  struct Choice {
+    nivra_options options;
+    std::vector<nivra_association> associations;
+    std::string value;
+    std::vector<nivra_parameter> parameters;
+  };
+
+  void choose(Choice& choice) {
+    choice.associations = {{data.ConsumeIntegralInRange(-1, 3), 0}};
+    choice.value = data.ConsumeRandomLengthString(8);
+    choice.parameters = {{data.ConsumeBool() ? "vanilla.scoreAbsorption" : nullptr, choice.value.c_str()}};
+    choice.options = NIVRA_OPTIONS_INIT;
+    nivra_options& options = choice.options;
     options.kind = data.ConsumeIntegralInRange(-1, 4);
     if (data.ConsumeBool()) options.aspect_ratio = number(data);
     options.labels = kLabels.data();
     options.label_count = data.ConsumeIntegralInRange<std::size_t>(0, kLabels.size());
-    const std::vector<nivra_association> associations = {{data.ConsumeIntegralInRange(-1, 3), 0}};
-    options.associations = listOf(data, associations);
+    options.associations = listOf(data, choice.associations);
     options.association_count = data.ConsumeIntegralInRange<std::size_t>(0, 1);
     options.preset = data.ConsumeIntegralInRange(0, 3) == 0 ? nivra_preset_name(0) : nullptr;
-    const std::string value = data.ConsumeRandomLengthString(8);
-    const std::vector<nivra_parameter> parameters = {
-        {data.ConsumeBool() ? "vanilla.scoreAbsorption" : nullptr, value.c_str()}};
-    options.parameters = listOf(data, parameters);
+    options.parameters = listOf(data, choice.parameters);
     options.parameter_count = data.ConsumeIntegralInRange<std::size_t>(0, 1);
     options.stabilise = data.ConsumeBool();
-    std::array<char, 20> error{};
-    nivra_tracker_create(&options, data.ConsumeIntegralInRange(0, 9) == 0 ? nullptr : &tracker, error.data(),
-                         data.ConsumeIntegralInRange<std::size_t>(0, error.size()));
+  }
+
+  /// A state that is whole makes a tracker, and one that isn't makes none.
+  void moveToAnother() {
+    nivra_tracker*& tracker = trackers[anyTracker()];
+    const Choice& choice = choices[data.ConsumeIntegralInRange<std::size_t>(0, kMostTrackers - 1)];
+    const bool isItsOwn = &tracker - trackers.data() == &choice - choices.data();
+    std::size_t size = 0;
+    if (nivra_tracker_save(tracker, nullptr, 0, &size) != NIVRA_BUFFER_TOO_SMALL) return;
+    std::vector<char> state(size);
+    if (nivra_tracker_save(tracker, state.data(), size, &size) != NIVRA_OK) __builtin_trap();
+    const bool isDamaged = data.ConsumeBool();
+    if (isDamaged) state[data.ConsumeIntegralInRange<std::size_t>(0, size - 1)] ^= 0x10;
+    nivra_tracker* other = nullptr;
+    const nivra_status status = nivra_tracker_restore(&choice.options, state.data(), size, &other, nullptr, 0);
+    if (isDamaged ? status == NIVRA_OK : isItsOwn && status != NIVRA_OK) __builtin_trap();
+    if (other == nullptr || !isItsOwn) return nivra_tracker_destroy(other);
+    nivra_tracker_destroy(tracker);
+    tracker = other;
+  }
+
+  void explain() {
+    nivra_tracker* const tracker = trackers[anyTracker()];
+    if (data.ConsumeBool()) nivra_tracker_explain(tracker, data.ConsumeBool() ? 1 : 0);
+    const auto capacity = data.ConsumeIntegralInRange<std::size_t>(0, 40);
+    std::vector<nivra_reason> reasons(capacity);
+    std::size_t count = 0;
+    if (nivra_tracker_reasons(tracker, reasons.data(), sizeof(nivra_reason), capacity, &count) != NIVRA_OK) return;
+    for (std::size_t i = 0; i <= count; ++i) {  // one too many
+      std::vector<nivra_verdict> verdicts(capacity);
+      std::vector<char> text(capacity * 10);
+      std::size_t length = 0;
+      const auto status = nivra_tracker_verdicts(tracker, i, verdicts.data(), sizeof(nivra_verdict), capacity, &length);
+      if (i < count && (status == NIVRA_INVALID_ARGUMENT || length != reasons[i].verdict_count)) __builtin_trap();
+      if (nivra_tracker_sentence(tracker, i, text.data(), text.size(), &length) != NIVRA_OK) continue;
+      if (i == count || std::strlen(text.data()) + 1 != length) __builtin_trap();
+    }
   }
 
   nivra_detection detection() {
@@ -162,6 +217,7 @@ class Caller {
 
   FuzzedDataProvider& data;
   std::array<nivra_tracker*, kMostTrackers> trackers{};
+  std::array<Choice, kMostTrackers> choices{};
   std::vector<nivra_detection> detections;
   const std::vector<nivra_classification> classifications = {{0, 60.0F}, {1, 30.0F}, {2, 10.0F}};
   const std::vector<nivra_attribute> attributes = {{1, 2, 0.5F}, {1, 3, 0.75F}};

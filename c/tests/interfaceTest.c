@@ -240,6 +240,118 @@ static void several_cameras_and_one_that_moves(void) {
   for (i = 0; i < 2; ++i) nivra_tracker_destroy(trackers[i]);
 }
 
+/* The position of the first reason about a subject that came to an outcome; beyond all if there is none. */
+static size_t reason_of(const nivra_reason* reasons, size_t count, int32_t subject, const char* outcome) {
+  size_t i;
+  for (i = 0; i < count; ++i) {
+    if (reasons[i].subject == subject && strcmp(reasons[i].outcome, outcome) == 0) break;
+  }
+  return i;
+}
+
+static void expect_sentence(nivra_tracker* tracker, size_t reason, const char* expected) {
+  char text[300];
+  size_t count;
+  EXPECT(nivra_tracker_sentence(tracker, reason, NULL, 0, &count) == NIVRA_BUFFER_TOO_SMALL);
+  EXPECT(nivra_tracker_sentence(tracker, reason, text, count - 1, &count) == NIVRA_BUFFER_TOO_SMALL);
+  EXPECT(nivra_tracker_sentence(tracker, reason, text, count, &count) == NIVRA_OK && strlen(text) + 1 == count);
+  if (strstr(text, expected) != text) printf("not %s, but %s\n", expected, text), ++failures;
+}
+
+/* Somebody jumps by two widths, and so is somebody else; two trackers side by side make the same of it. */
+static void reasons_of_a_frame(void) {
+  const nivra_options options = usual_options();
+  nivra_tracker* const tracker = made(&options);
+  nivra_tracker* const silent = made(&options);
+  nivra_reason reasons[9];
+  nivra_verdict verdicts[20];
+  nivra_track tracks[2][4];
+  size_t count, i, refused;
+  uint64_t number;
+  EXPECT(nivra_tracker_explain(tracker, 1) == NIVRA_OK && nivra_tracker_explain(NULL, 1) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(nivra_tracker_reasons(tracker, NULL, sizeof reasons[0], 0, &count) == NIVRA_OK && count == 0);
+  for (number = 1; number <= 4; ++number) {
+    nivra_detection detection = detection_at(number < 4 ? 0.0F : 0.2F);
+    const nivra_frame frame = frame_of(&detection, 1, number);
+    detection.id = 70 + (int32_t)number;
+    EXPECT(nivra_tracker_update(tracker, &frame) == NIVRA_OK && nivra_tracker_update(silent, &frame) == NIVRA_OK);
+    EXPECT(nivra_tracker_reasons(tracker, reasons, sizeof reasons[0], COUNT(reasons), &count) == NIVRA_OK);
+    if (number == 1) expect_sentence(tracker, reason_of(reasons, count, NIVRA_CHANGE, "began"), "id 0 began with detection 71");
+    if (number == 2) {
+      i = reason_of(reasons, count, NIVRA_PAIR, "matched");
+      EXPECT(i < count && reasons[i].detection == 72 && !isnan(reasons[i].cost) && reasons[i].rival_track == -1);
+      expect_sentence(tracker, i, "id 0 took detection 72");
+    }
+  }
+  refused = reason_of(reasons, count, NIVRA_PAIR, "refused");
+  EXPECT(refused < count && reasons[refused].track == 0 && reasons[refused].detection == 74 && isnan(reasons[refused].cost));
+  expect_sentence(tracker, refused, "id 0 refused detection 74: centre 2 widths to the side, at most 1 (vanilla.widthFactorGating)");
+  EXPECT(nivra_tracker_verdicts(tracker, refused, verdicts, sizeof verdicts[0], COUNT(verdicts), &count) == NIVRA_OK);
+  EXPECT(count == reasons[refused].verdict_count && count > 1);
+  for (i = 0; i + 1 < count && verdicts[i].holds; ++i) continue;
+  EXPECT(strcmp(verdicts[i].rule, "horizontalOffset") == 0 && verdicts[i].limit == 1.0 && verdicts[i].figure > 1.9);
+  EXPECT(strcmp(verdicts[i].parameter, "vanilla.widthFactorGating") == 0);
+  EXPECT(nivra_tracker_reasons(tracker, reasons, sizeof reasons[0], 1, &count) == NIVRA_BUFFER_TOO_SMALL && count > 1);
+  EXPECT(nivra_tracker_verdicts(tracker, count, verdicts, sizeof verdicts[0], 1, &i) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(nivra_tracker_sentence(tracker, count, NULL, 0, &i) == NIVRA_INVALID_ARGUMENT);
+
+  memset(tracks, 0, sizeof tracks);
+  EXPECT(nivra_tracker_tracks(tracker, tracks[0], sizeof tracks[0][0], 4, &count) == NIVRA_OK && count == 2);
+  EXPECT(nivra_tracker_tracks(silent, tracks[1], sizeof tracks[0][0], 4, &count) == NIVRA_OK && count == 2);
+  EXPECT(memcmp(tracks[0], tracks[1], sizeof tracks[0]) == 0);
+  EXPECT(nivra_tracker_reasons(silent, NULL, sizeof reasons[0], 0, &count) == NIVRA_OK && count == 0);
+  EXPECT(nivra_tracker_explain(tracker, 0) == NIVRA_OK);
+  EXPECT(nivra_tracker_reasons(tracker, NULL, sizeof reasons[0], 0, &count) == NIVRA_OK && count == 0);
+  nivra_tracker_destroy(tracker);
+  nivra_tracker_destroy(silent);
+}
+
+static void states_that_are_restored(void) {
+  nivra_options options = usual_options();
+  nivra_tracker* trackers[2];
+  nivra_tracker* none = (nivra_tracker*)&failures;
+  static unsigned char state[20000];
+  static const char* const fewer[] = {"person"};
+  nivra_track tracks[2][4];
+  char error[200];
+  size_t size, count, i;
+  uint64_t number;
+  options.stabilise = 1;
+  trackers[0] = made(&options);
+  for (number = 1; number <= 30; ++number) {
+    const nivra_detection detections[2] = {detection_at(0.01F * (float)number), detection_at(-0.5F)};
+    const nivra_frame frame = frame_of(detections, 2, number);
+    if (number == 15) {
+      EXPECT(nivra_tracker_save(trackers[0], state, 10, &size) == NIVRA_BUFFER_TOO_SMALL && size > 10);
+      EXPECT(nivra_tracker_save(trackers[0], state, sizeof state, &size) == NIVRA_OK);
+      EXPECT(nivra_tracker_restore(&options, state, size, &trackers[1], error, sizeof error) == NIVRA_OK);
+      EXPECT(nivra_tracker_tracks(trackers[1], tracks[1], sizeof tracks[1][0], 4, &count) == NIVRA_OK && count == 2);
+    }
+    for (i = 0; i < (number < 15 ? 1U : 2U); ++i) EXPECT(nivra_tracker_update(trackers[i], &frame) == NIVRA_OK);
+  }
+  memset(tracks, 0, sizeof tracks);
+  for (i = 0; i < 2; ++i) {
+    const nivra_frame frame = frame_of(NULL, 0, 30);
+    EXPECT(nivra_tracker_tracks(trackers[i], tracks[i], sizeof tracks[i][0], 4, &count) == NIVRA_OK && count == 2);
+    EXPECT(nivra_tracker_update(trackers[i], &frame) == NIVRA_INVALID_ARGUMENT); /* the time stands still */
+    nivra_tracker_destroy(trackers[i]);
+  }
+  EXPECT(memcmp(tracks[0], tracks[1], sizeof tracks[0]) == 0);
+
+  state[size / 2] ^= 1U;
+  EXPECT(nivra_tracker_restore(&options, state, size, &none, error, sizeof error) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(none == NULL && strstr(error, "damaged") != NULL);
+  state[size / 2] ^= 1U;
+  EXPECT(nivra_tracker_restore(&options, state, size - 1, &none, NULL, 0) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(nivra_tracker_restore(&options, NULL, size, &none, NULL, 0) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(nivra_tracker_restore(NULL, state, size, &none, NULL, 0) == NIVRA_INVALID_ARGUMENT);
+  options.kind = NIVRA_REID;
+  EXPECT(nivra_tracker_restore(&options, state, size, &none, NULL, 0) == NIVRA_INVALID_ARGUMENT);
+  options = usual_options(), options.labels = fewer, options.label_count = COUNT(fewer);
+  EXPECT(nivra_tracker_restore(&options, state, size, &none, error, sizeof error) == NIVRA_INVALID_ARGUMENT);
+  EXPECT(none == NULL && strstr(error, "label") != NULL);
+}
+
 static void count_fault(const char* message, void* user_data) {
   if (strlen(message) > 0) ++*(int*)user_data;
 }
@@ -273,6 +385,8 @@ int main(void) {
   structs_of_other_sizes();
   buffers_that_are_too_small();
   several_cameras_and_one_that_moves();
+  reasons_of_a_frame();
+  states_that_are_restored();
   faults_and_descriptions();
   return failures == 0 ? 0 : 1;
 }

@@ -89,6 +89,8 @@ def through_ctypes(path, kind, frames, ratio):
     tracks, count = (Track * 4096)(), ctypes.c_size_t()
     lines = []
     for number, (timestamp, rows) in enumerate(frames):
+        if number == len(frames) // 2:
+            tracker = moved_to_another(library, options, tracker)
         detections = (Detection * len(rows))(
             *(Detection(tuple(row[:4]), row[4], 0, 0, i) for i, row in enumerate(rows.tolist()))
         )
@@ -101,6 +103,17 @@ def through_ctypes(path, kind, frames, ratio):
             lines.append(line(number, each.id, each.detection, each.confident, numbers))
     library.nivra_tracker_destroy(tracker)
     return lines
+
+
+def moved_to_another(library, options, tracker):
+    """A tracker that goes on from the state of one that ends."""
+    size, other = ctypes.c_size_t(), ctypes.c_void_p()
+    library.nivra_tracker_save(tracker, None, ctypes.c_size_t(0), ctypes.byref(size))
+    state = ctypes.create_string_buffer(size.value)
+    assert library.nivra_tracker_save(tracker, state, size, ctypes.byref(size)) == 0
+    library.nivra_tracker_destroy(tracker)
+    assert library.nivra_tracker_restore(ctypes.byref(options), state, size, ctypes.byref(other), None, ctypes.c_size_t(0)) == 0
+    return other
 
 
 def compare(tool, follow_c, follow_cpp, library, sequence, folder):

@@ -222,6 +222,85 @@ NIVRA_C_EXPORT nivra_status nivra_tracker_removed(nivra_tracker* tracker, int32_
 NIVRA_C_EXPORT nivra_status nivra_tracker_merged(nivra_tracker* tracker, nivra_merge* merges, size_t capacity,
                                                  size_t* count);
 
+/** What a reason is about. */
+typedef enum nivra_subject {
+  NIVRA_IN_BETWEEN = 0, /**< Whether a detection lies between two others. */
+  NIVRA_PAIR = 1,       /**< Whether a track takes a detection. */
+  NIVRA_REVIVAL = 2,    /**< Whether a young track takes the place of a lost one. */
+  NIVRA_CHANGE = 3      /**< What became of a track. */
+} nivra_subject;
+
+/** Something that was decided in a frame. What a subject doesn't have is -1. */
+typedef struct nivra_reason {
+  int32_t subject;         /**< A nivra_subject. */
+  int32_t track;           /**< Identity; of a revival the lost one. */
+  int32_t other;           /**< The track that would revive it, or that a change has to do with. */
+  int32_t detection;       /**< The caller's id of the detection. */
+  int32_t neighbours[2];   /**< Likewise, of the two that it may lie between. */
+  int32_t rival_track;     /**< Of the pair that won, if another one did. */
+  int32_t rival_other;     /**< Likewise, of a revival. */
+  int32_t rival_detection; /**< Likewise, of a pair. */
+  float cost;              /**< What decides among those that passed all rules, the lower the better; else not a number. */
+  const char* outcome;     /**< "between", "apart"; "refused", "outbid", "matched"; "none", "began", "confirmed",
+                                "identified", "lost", "revived", "merged", "ended". */
+  size_t verdict_count;    /**< How many rules had a say. */
+} nivra_reason;
+
+/** What a rule said. */
+typedef struct nivra_verdict {
+  const char* rule;      /**< Its name, such as "widthChange". */
+  const char* parameter; /**< That sets the limit, such as "vanilla.widthRelativeDiffGating"; empty where none does. */
+  double figure;         /**< What was compared. */
+  double limit;          /**< With this. */
+  int32_t holds;         /**< 1 if the figure keeps to the limit, else 0. */
+} nivra_verdict;
+
+/**
+ * Has the reasons of every later frame kept, at the cost of trying each track with each detection; the tracks stay the
+ * same.
+ * @param on 0 to end it.
+ */
+NIVRA_C_EXPORT nivra_status nivra_tracker_explain(nivra_tracker* tracker, int32_t on);
+
+/**
+ * What was decided in the last frame: in-betweens, pairs of a track and a detection that are near enough to matter,
+ * revivals, and what became of each track.
+ * @param reasons May be null if capacity is 0.
+ * @param reason_size sizeof(nivra_reason).
+ * @param count Takes how many there are.
+ */
+NIVRA_C_EXPORT nivra_status nivra_tracker_reasons(nivra_tracker* tracker, nivra_reason* reasons, size_t reason_size,
+                                                  size_t capacity, size_t* count);
+
+/** The rules behind a reason, in the order in which they count; reason is its position in nivra_tracker_reasons. */
+NIVRA_C_EXPORT nivra_status nivra_tracker_verdicts(nivra_tracker* tracker, size_t reason, nivra_verdict* verdicts,
+                                                   size_t verdict_size, size_t capacity, size_t* count);
+
+/**
+ * A reason as a sentence, such as "id 4 refused detection 7: width changed by 2.37 of itself, at most 1
+ * (vanilla.widthRelativeDiffGating)".
+ * @param count Takes how many characters that are, the end of the text included.
+ */
+NIVRA_C_EXPORT nivra_status nivra_tracker_sentence(nivra_tracker* tracker, size_t reason, char* text, size_t capacity,
+                                                   size_t* count);
+
+/**
+ * All that later frames depend on, as bytes for nivra_tracker_restore, here or on another machine; changes nothing.
+ * @param state May be null if capacity is 0.
+ * @param count Takes how many bytes there are.
+ */
+NIVRA_C_EXPORT nivra_status nivra_tracker_save(nivra_tracker* tracker, void* state, size_t capacity, size_t* count);
+
+/**
+ * Makes a tracker that goes on from what another one saved, to the last bit.
+ * @param options Those of the tracker that saved it; whether the camera's movement is estimated is told by the state.
+ * @param state Bytes that are damaged, cut or of other options are refused.
+ * @param tracker Takes it; null if there is none.
+ * @param error As nivra_tracker_create has it.
+ */
+NIVRA_C_EXPORT nivra_status nivra_tracker_restore(const nivra_options* options, const void* state, size_t state_size,
+                                                  nivra_tracker** tracker, char* error, size_t error_size);
+
 /** Takes the text of a fault inside of a frame, on the thread of that frame; must not call the tracker. */
 typedef void (*nivra_fault_handler)(const char* message, void* user_data);
 
