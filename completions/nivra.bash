@@ -14,7 +14,7 @@ _nivra() {
     track)
       options="$input --to --tracker --preset --params --param --associate --labels --stabilise"
       options+=' --report --hold --fill --boxes --delay --events --zones --every --idle-timeout --max-detections --debug --strict'
-      options+=' --verbose --quiet' files=yes ;;
+      options+=' --state --state-every --verbose --quiet' files=yes ;;
     convert) options="$input --to" files=yes ;;
     eval)
       options='--output --force --json --csv --tracker --preprocess --class --sequences --from --truth-from --picture --fps'
@@ -38,7 +38,7 @@ _nivra() {
   esac
   options+=' --help'
   case $before in
-    -o | --output | --params | --truth | --pictures | --video | --zones) options='' files=yes ;;
+    -o | --output | --params | --truth | --pictures | --video | --zones | --state) options='' files=yes ;;
     --kind) options='' values='trajectories lives hota' files='' ;;
     --from | --truth-from)
       options='' values='jsonl motchallenge kitti csv' files=''
@@ -61,7 +61,7 @@ _nivra() {
       options='' values='vanilla reid hybrid lowfps' files='' ;;
     --class | --sequences | --jobs | --id | --frame | --worst) return ;;
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
-    --hold | --fill | --delay | --every) return ;;
+    --hold | --fill | --delay | --state-every | --every) return ;;
     --beside | --tracks | --camera) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac

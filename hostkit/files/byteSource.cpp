@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "hostkit/errors.h"
@@ -73,7 +74,7 @@ class ByteSource::Unpacker {
   bool refill(ByteSource& source) {
     stream.next_in = buffer();
     stream.avail_in = static_cast<uInt>(source.readStored(packed.data(), packed.size()));
-    if (stream.avail_in == 0 && inMember) source.fail("the gzip data ends too early");
+    if (stream.avail_in == 0 && inMember && !source.isCutShort) source.fail("the gzip data ends too early");
     return stream.avail_in > 0;
   }
 
@@ -89,9 +90,10 @@ bool isRegularFile(const std::string& path) {
   return path != kStandardInput && std::filesystem::is_regular_file(path, ignored);
 }
 
-ByteSource::ByteSource(const std::string& path)
+ByteSource::ByteSource(const std::string& path, WaitForInput waitForInput)
     : name(shownName(path)),
-      descriptor(path == kStandardInput ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+      descriptor(path == kStandardInput ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC)),
+      wait(std::move(waitForInput)) {
   if (descriptor.number < 0) fail(lastReason());
   struct stat status {};
   if (fstat(descriptor.number, &status) == 0 && S_ISREG(status.st_mode)) length = static_cast<double>(status.st_size);
@@ -126,6 +128,10 @@ std::optional<double> ByteSource::progress() const {
 }
 
 std::size_t ByteSource::readStored(char* target, std::size_t size) {
+  if (isCutShort || (wait && !wait(descriptor.number))) {
+    isCutShort = true;
+    return 0;
+  }
   ssize_t count = 0;
   do {
     count = ::read(descriptor.number, target, size);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,11 +17,15 @@ std::string shownName(const std::string& path);
 /// Whether a path leads to a file that can be read more than once, and known from its beginning.
 bool isRegularFile(const std::string& path);
 
+/// Waits until there may be something to be read from a descriptor; false when nothing is to be read any more.
+using WaitForInput = std::function<bool(int descriptor)>;
+
 /// The bytes of an input, unpacked if gzip has packed them, and without a byte order mark.
 class ByteSource {
  public:
+  /// @param waitForInput Called each time before more is read; empty to read at once.
   /// @throws FileError naming the input and the reason, as `read` does.
-  explicit ByteSource(const std::string& path);
+  explicit ByteSource(const std::string& path, WaitForInput waitForInput = {});
   ByteSource(const ByteSource&) = delete;
   ByteSource& operator=(const ByteSource&) = delete;
   ~ByteSource();
@@ -52,6 +57,8 @@ class ByteSource {
 
   std::string name;
   Descriptor descriptor;
+  WaitForInput wait;
+  bool isCutShort = false;
   std::optional<double> length;
   double taken = 0.0;
   std::unique_ptr<Unpacker> unpacker;

@@ -1,9 +1,12 @@
 #include "hostkit/files/interruption.h"
 
+#include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <iterator>
 
@@ -56,7 +59,7 @@ InterruptionNoted::InterruptionNoted() : usual() {
   interruptionHasCome = false;
   struct sigaction noted {};
   noted.sa_handler = noteInterruption;
-  noted.sa_flags = static_cast<int>(SA_RESETHAND);
+  noted.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     sigaction(kSignals[i], nullptr, &usual[i]);
     if (usual[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &noted, nullptr);
@@ -68,6 +71,20 @@ InterruptionNoted::~InterruptionNoted() {
 }
 
 bool InterruptionNoted::hasCome() const { return interruptionHasCome; }
+
+InterruptionNoted::Waking InterruptionNoted::waitFor(int descriptor,
+                                                     std::optional<std::chrono::nanoseconds> longest) const {
+  const InterruptionHeld untilItWaits;
+  if (hasCome()) return Waking::interruption;
+  using std::chrono::seconds;
+  const auto time = std::max(longest.value_or(seconds(0)), std::chrono::nanoseconds(0));
+  const auto whole = std::chrono::floor<seconds>(time);
+  const timespec span = {static_cast<std::time_t>(whole.count()), static_cast<long>((time - whole).count())};
+  pollfd watched = {descriptor, POLLIN, 0};
+  const int ready = ppoll(&watched, 1, longest ? &span : nullptr, &untilItWaits.usualOnes());
+  if (ready < 0 && errno == EINTR) return hasCome() ? Waking::interruption : Waking::time;
+  return ready == 0 ? Waking::time : Waking::input;
+}
 
 void removeIfInterrupted(const std::string& path) {
   catchSignals();

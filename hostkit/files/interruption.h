@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <csignal>
+#include <optional>
 #include <string>
 
 namespace nivra::hostkit {
@@ -13,12 +15,16 @@ class InterruptionHeld {
   InterruptionHeld& operator=(const InterruptionHeld&) = delete;
   ~InterruptionHeld();
 
+  /// The signals that are held without it.
+  const sigset_t& usualOnes() const { return usual; }
+
  private:
   sigset_t usual;
 };
 
 /// Has the first interruption from the keyboard, or by SIGTERM, noted instead of ending the process for as long as it
-/// lives; the next one ends it. What the process ignores stays ignored. There is one at a time.
+/// lives; the next one ends it. What the process ignores stays ignored, and what it reads or writes is not cut short.
+/// There is one at a time.
 class InterruptionNoted {
  public:
   InterruptionNoted();
@@ -27,6 +33,12 @@ class InterruptionNoted {
   ~InterruptionNoted();
 
   bool hasCome() const;
+
+  enum class Waking { input, time, interruption };
+  /// Waits until something can be read from a descriptor, or reading would tell what is wrong with it; until the time
+  /// is over, or another signal comes; or until the interruption comes.
+  /// @param longest Nothing for ever.
+  Waking waitFor(int descriptor, std::optional<std::chrono::nanoseconds> longest) const;
 
  private:
   static constexpr int kSignals[] = {SIGINT, SIGTERM};

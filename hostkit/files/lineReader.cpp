@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "hostkit/errors.h"
 
@@ -17,8 +18,8 @@ std::string tooLong() { return fmt::format("longer than {} MiB", LineReader::kLo
 
 }  // namespace
 
-LineReader::LineReader(const std::string& path, std::size_t readableBehind)
-    : source(path), margin(readableBehind), buffer(kFirstBuffer) {}
+LineReader::LineReader(const std::string& path, std::size_t readableBehind, WaitForInput waitForInput)
+    : source(path, std::move(waitForInput)), margin(readableBehind), buffer(kFirstBuffer) {}
 
 bool LineReader::next() {
   complaint.clear();

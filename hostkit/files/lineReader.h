@@ -18,7 +18,8 @@ class LineReader {
   static constexpr std::size_t kLongestLine = std::size_t{64} << 20;
 
   /// @param readableBehind How many bytes behind a line can be read, whatever they are.
-  LineReader(const std::string& path, std::size_t readableBehind);
+  /// @param waitForInput As `ByteSource` has it.
+  LineReader(const std::string& path, std::size_t readableBehind, WaitForInput waitForInput = {});
 
   /// Goes on to the next line.
   /// @return False at the end of the input.

@@ -119,6 +119,15 @@ void NewFile::publish(bool replaces) {
     for (const fs::path& folder : missing) fs::remove(folder, fault);  // those which are empty
     throw;
   }
+  makeLast();
+}
+
+/// Where the power fails after this, the file is in its place. Not all file systems can promise that.
+void NewFile::makeLast() const {
+  const int folder = open(folderOf(target).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (folder < 0) return;
+  fsync(folder);
+  close(folder);
 }
 
 /// @return False if something is there.

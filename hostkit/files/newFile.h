@@ -41,6 +41,7 @@ class NewFile {
   bool putAt(const std::filesystem::path& place);
   void replace();
   [[noreturn]] void putBeside();
+  void makeLast() const;
 
   std::string name;
   std::filesystem::path target;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <iostream>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -25,6 +26,11 @@ namespace fs = std::filesystem;
   if (reason == EPIPE) throw ReaderGone();
   const std::string message = reason == 0 ? "the stream is closed" : std::generic_category().message(reason);
   throw FileError(fmt::format("cannot write {}: {}", name, message));
+}
+
+/// Pipes and the like refuse it, and keep nothing.
+void keepOnDisk(int descriptor, const std::string& name) {
+  if (fsync(descriptor) != 0 && errno != EINVAL && errno != EROFS) failWriting(name, errno);
 }
 
 /// Closes the file it holds, at the latest when it ends.
@@ -51,7 +57,7 @@ class File {
 
   void flushToDisk() {
     flush();
-    if (fsync(fileno(file)) != 0) failWriting(name, errno);
+    keepOnDisk(fileno(file), name);
   }
 
   void close() {
@@ -70,6 +76,10 @@ class DirectOutput final : public Output {
 
   void write(std::string_view text) override { file.write(text); }
   void flush() override { file.flush(); }
+  bool keep() override {
+    file.flushToDisk();
+    return true;
+  }
   void finish() override { file.close(); }
 
  private:
@@ -113,11 +123,19 @@ class StreamOutput final : public Output {
     check();
   }
 
+  bool keep() override {
+    flush();
+    if (&stream == &std::cout) keepOnDisk(STDOUT_FILENO, kName);
+    return true;
+  }
+
   void finish() override { flush(); }
 
  private:
+  static constexpr char kName[] = "the standard output";
+
   void check() {
-    if (!stream) failWriting("the standard output", errno);
+    if (!stream) failWriting(kName, errno);
   }
 
   std::ostream& stream;

@@ -23,6 +23,9 @@ class Output {
   virtual void write(std::string_view text) = 0;
   /// Hands over what was written so far to whoever reads along; a file shows it when it is finished.
   virtual void flush() {}
+  /// Has what was handed over outlive a failure of power, where that is possible.
+  /// @return False where nothing lasts before `finish`.
+  virtual bool keep() { return false; }
   virtual void finish() = 0;
 };
 

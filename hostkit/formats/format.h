@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hostkit/files/byteSource.h"
 #include "hostkit/files/output.h"
 #include "hostkit/formats/frame.h"
 #include "hostkit/formats/frameReasons.h"
@@ -29,6 +30,8 @@ struct ReadSettings {
   std::optional<ScoreUnit> scores;                 // what formats usually have or scores look like, if not given
   /// Takes sentences about what an input leaves in doubt, each without a line break.
   std::function<void(const std::string& warning)> warn = [](const std::string&) {};
+  /// Asked before more is read of an input that is read as it comes.
+  WaitForInput wait;
 };
 
 /// Hands out an input record by record.

@@ -411,7 +411,7 @@ class LineParser final : public JsonLineParser {
 class JsonLinesReader final : public Reader {
  public:
   JsonLinesReader(const std::string& path, const ReadSettings& settings)
-      : usualCamera(nameOf(path)), parser(settings, shownName(path)), lines(path, kJsonMargin) {}
+      : usualCamera(nameOf(path)), parser(settings, shownName(path)), lines(path, kJsonMargin, settings.wait) {}
 
   bool read(Record& record) override {
     do {

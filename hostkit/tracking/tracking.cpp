@@ -17,6 +17,7 @@
 #include "hostkit/text/numbers.h"
 #include "hostkit/tracking/answers.h"
 #include "hostkit/tracking/progressLine.h"
+#include "hostkit/tracking/stateFile.h"
 
 namespace nivra::hostkit {
 
@@ -64,31 +65,28 @@ class Run {
         input(trackInput),
         settings(trackOptions.read),
         answers(options, recipe, associationsOf(options, knownLabels(options, input)), std::move(writer),
-                canBeReadTwice(input.path)),
+                canBeReadTwice(input.path) && options.state.empty()),
         output(trackOutput),
         summary(totals),
         err(messages),
         progress(input.path == kStandardInput ? nullptr : options.progress, Clock::now()) {
     settings.warn = [this](const std::string& what) { warning += fmt::format("warning: {}\n", what); };
+    if (!options.state.empty()) keepState();
   }
 
   /// @return What is wrong with a file that has bad lines; empty if all is well.
   std::string follow() {
     if (answers.looksAhead()) lookAhead();
-    const auto reader = input.format->read(input.path, settings);
-    for (Record record; reader->read(record);) {
-      ++recordsTaken;
-      line = reader->line();
-      const Answers::Notice& notice = answers.take(record, line);
-      output.write(answers.text());
-      output.flush();
-      if (notice.tracked != nullptr) count(*notice.tracked, notice);
-      if (notice.fault) count(*notice.fault, notice);
-      warn();
-      showProgress(*reader, answers.looksAhead() ? 1 : 0);
+    try {
+      answerAll();
+    } catch (const FileError&) {
+      if (state) state->saveInSpiteOfFault();
+      throw;
     }
     answers.finish();
     output.write(answers.text());
+    if (state) output.keep();
+    if (state) tellPassedOver();
     warn();
     summary.tracks += answers.tracksTold();
     summary.leftOut += answers.leftOut();
@@ -97,7 +95,47 @@ class Run {
                        firstFault);
   }
 
+  /// To be called once the output has been finished.
+  void finish() {
+    if (state) state->save();
+  }
+
  private:
+  void answerAll() {
+    const auto reader = input.format->read(input.path, settings);
+    for (Record record; reader->read(record);) {
+      if (state && state->isToEnd()) break;
+      ++recordsTaken;
+      line = reader->line();
+      if (state && state->wasAnswered(record)) continue;
+      const Answers::Notice& notice = answers.take(record, line);
+      output.write(answers.text());
+      output.flush();
+      if (state) state->noteAnswer();
+      if (notice.tracked != nullptr) count(*notice.tracked, notice);
+      if (notice.fault) count(*notice.fault, notice);
+      warn();
+      showProgress(*reader, answers.looksAhead() ? 1 : 0);
+    }
+  }
+
+  /// Goes on from what was kept.
+  void keepState() {
+    const auto showWarning = [this](const std::string& what) {
+      settings.warn(what);
+      warn();
+    };
+    state.emplace(StateFile::Place{options.state, options.stateEvery}, canBeReadTwice(input.path), answers, output,
+                  showWarning);
+    settings.wait = [this](int descriptor) { return state->wait(descriptor); };
+  }
+
+  void tellPassedOver() {
+    if (state->passedOver() == 0) return;
+    warning += fmt::format("{} records passed over, which were answered before {} was written\n", state->passedOver(),
+                           options.state);
+  }
+
   void lookAhead() {
     const auto reader = input.format->read(input.path, options.read);
     for (Record record; reader->read(record);) {
@@ -161,6 +199,7 @@ class Run {
   Summary& summary;
   std::ostream& err;
   ProgressLine progress;
+  std::optional<StateFile> state;
   std::uint64_t framesPassed = 0;
   std::uint64_t recordsTaken = 0;
   std::uint64_t line = 0;  // of the record, from 1; 0 if it isn't one
@@ -227,6 +266,26 @@ std::vector<std::string> filesFor(const std::vector<TrackInput>& inputs, const F
   return names;
 }
 
+/// @throws UsageError when trackers of these inputs can't go on from a state.
+void requireState(const TrackOptions& options, const Format& format) {
+  if (options.state.empty()) {
+    if (options.stateEvery) throw UsageError("--state-every is for --state, which names the file");
+    return;
+  }
+  if (options.inputs.size() > 1) throw UsageError("--state is for one input: several have trackers of their own each");
+  if (options.report.tracks == ReportedTracks::settled || options.report.fill.value_or(0) > 0 || options.report.delay) {
+    throw UsageError("--state is for tracks that are told at once: not for --report settled, --delay and --fill");
+  }
+  if (writerFor(options, format)->remembers()) {
+    throw UsageError("--state is for tracks in jsonl: events and other formats need what was told before");
+  }
+  const TrackInput& input = options.inputs[0];
+  if (!input.format->readsAsItComes && !canBeReadTwice(input.path)) {
+    throw UsageError(
+        fmt::format("--state needs files of {}, since a stream of it is read to its end first", input.format->name));
+  }
+}
+
 /// @throws UsageError when tracks of these inputs can't go there.
 void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, bool toFolder) {
   if (format.writeTracks == nullptr) {
@@ -267,6 +326,7 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
   const Format& format = outputFormatOf(options, target.path);
   const bool toFolder = isFolder(target.path);
   requirePlace(options.inputs, format, toFolder);
+  requireState(options, format);
   Summary summary;
   const std::vector<std::string> files = toFolder ? filesFor(options.inputs, format) : std::vector<std::string>();
   std::vector<std::string> complaints;
@@ -281,9 +341,9 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
     Run run(options, recipe, options.inputs[i], writerFor(options, format), *output, summary, err);
     const std::string complaint = run.follow();
     if (!complaint.empty()) complaints.push_back(complaint);
-    if (toFolder) output->finish();
+    if (toFolder || i + 1 == options.inputs.size()) output->finish();
+    run.finish();
   }
-  if (!toFolder) output->finish();
   if (options.verbose) err << describe(summary);
   if ((!format.holdsNotices || options.events) && !summary.untracked.empty()) {
     err << fmt::format("not tracked, as no association covers them: {}\n", fmt::join(summary.untracked, ", "));

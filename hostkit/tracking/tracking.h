@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -19,6 +21,8 @@ struct TrackInput {
 struct TrackOptions : AnswerOptions {
   std::vector<TrackInput> inputs;  // at least one
   std::string to;                  // name of the output's format; empty to follow the output's name or the inputs
+  std::string state;               // the file that trackers go on from and leave their states in; empty for none
+  std::optional<std::chrono::nanoseconds> stateEvery;  // how old what it holds may be; nothing for the whole run
   bool strict = false;
   bool verbose = false;
   std::ostream* progress = nullptr;  // a terminal, or null for silence

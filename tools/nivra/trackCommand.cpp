@@ -89,6 +89,14 @@ Parameters
   takes: lines "section.name = value", which may end in " # comment". Of several
   values the last one holds, those of --param after those of all files.
 
+States
+  With --state FILE, identities survive the process: the trackers of one input go on
+  from what FILE holds, if it is there, and it is replaced when the tracks are
+  written: at the end, which SIGTERM and SIGINT bring about, and every TIME of
+  --state-every, for tracks that are shown at once. When the input is given again
+  from its beginning, what was answered before is passed over. Files are told as
+  streams are. docs/streams.md tells more.
+
 Examples
   Track a sequence folder:
       nivra track examples/data/plaza -o plaza.txt
@@ -98,6 +106,8 @@ Examples
       detector | nivra track --labels human,car --tracker hybrid | consumer
   Track with parameters for a detector that flickers:
       nivra track det.txt --picture 1920x1080 --fps 30 --preset flickering
+  Keep identities through restarts, whatever ends the process:
+      detector | nivra track --state gate.state --state-every 1s >> tracks.jsonl
   Keep the parameters of a site in a file:
       nivra params --tracker reid > site.params
       nivra track examples/data/plaza --tracker reid --params site.params
@@ -172,6 +182,12 @@ void addTrackCommand(CLI::App& app, const Streams& streams) {
                     [&options](const std::string& text) {
                       const std::chrono::duration<double> seconds(parseOption("--idle-timeout", text, kIdleSeconds));
                       options.mostIdle = std::chrono::duration_cast<std::chrono::nanoseconds>(seconds);
+                    });
+  command.addText("--state", options.state, "FILE",
+                  "Go on from the states of the trackers in FILE, and leave them there");
+  command.addParsed("--state-every", "TIME", "Write them so often, too, and not at the end alone",
+                    [&options](const std::string& text) {
+                      options.stateEvery = std::chrono::nanoseconds(parseTime("--state-every", text));
                     });
   command.addFlag("--strict", options.strict, "End with the first bad line");
   command.addFlag("--verbose", options.verbose, "Summary on standard error");
