@@ -1,8 +1,8 @@
-# Completion of nivra for bash: source this file, or put it where the package bash-completion looks for it.
+# Completion of nivra and nivra-worker for bash: source this file, or put it where the package bash-completion looks for it.
 
 _nivra() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' options='' values='' files=''
-  local input='--from --label --category --scores --picture --fps --output --force'
+  local redis='--redis --password-file --name --shards' input='--from --label --category --scores --picture --fps --output --force'
   ((COMP_CWORD == 1)) || command=${COMP_WORDS[1]}
   # --option=value comes as three words.
   [[ $word != = ]] || word=
@@ -34,11 +34,18 @@ _nivra() {
       options='--output --force --to --seed --frames --people --vehicles --reentries --pan --drop --feature-length'
       options+=' --picture --fps' ;;
     params) options='--tracker --preset --markdown --json' ;;
+    run)
+      options="$redis --tracker --preset --params --param --associate --labels --stabilise --max-detections --report --hold"
+      options+=' --boxes --debug --label --scores --picture --fps --batch --state-every --lease --most-unread --metrics' ;;
+    feed) options="$redis --source --most-waiting" files=yes ;;
+    drain) options="$redis --follow" ;;
     *) return ;;
   esac
+  [[ $command || ${COMP_WORDS[0]} != *nivra-worker ]] || values='run feed drain'
   options+=' --help'
   case $before in
-    -o | --output | --params | --truth | --pictures | --video | --zones | --state) options='' files=yes ;;
+    -o | --output | --params | --truth | --pictures | --video | --zones | --state | --password-file | --metrics)
+      options='' files=yes ;;
     --kind) options='' values='trajectories lives hota' files='' ;;
     --from | --truth-from)
       options='' values='jsonl motchallenge kitti csv' files=''
@@ -63,6 +70,7 @@ _nivra() {
     --label | --category | --picture | --fps | --param | --associate | --labels | --idle-timeout | --max-detections) return ;;
     --hold | --fill | --delay | --state-every | --every) return ;;
     --beside | --tracks | --camera) return ;;
+    --redis | --name | --shards | --batch | --lease | --most-unread | --source | --most-waiting) return ;;
     --seed | --frames | --people | --vehicles | --reentries | --pan | --drop | --feature-length) return ;;
   esac
 
@@ -76,4 +84,4 @@ _nivra() {
   mapfile -t COMPREPLY < <(compgen -W "$values" -- "$word")
 }
 
-complete -F _nivra nivra
+complete -F _nivra nivra nivra-worker

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the site in build/docs/html: the guides, the tool's manual, and the references. Warnings are errors, among them
-# names without a description and links to nowhere.
+# Makes the site in build/docs/html: the guides, the programs' manuals, and the references. Warnings are errors, among
+# them names without a description and links to nowhere.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,10 +12,12 @@ mkdir -p "$site/source/reference" "$site/html"
 # Pages stand in the project as they are read without a site as well, and link to each other alike.
 cp -r README.md ARCHITECTURE.md CONTRIBUTING.md CHANGELOG.md LICENSE docs examples "$site/source"
 cp docs/site/index.md "$site/source/index.md"
-{
-  printf '# nivra(1)\n\n'
-  mandoc -T markdown docs/nivra.1 | sed -e '1,/^# NAME/{/^# NAME/!d}' -e 's/^#/##/'
-} >"$site/source/reference/nivra.1.md"
+for name in nivra nivra-worker; do
+  {
+    printf '# %s(1)\n\n' "$name"
+    mandoc -T markdown "docs/$name.1" | sed -e '1,/^# NAME/{/^# NAME/!d}' -e 's/^#/##/'
+  } >"$site/source/reference/$name.1.md"
+done
 cp docs/site/{cpp-reference,python}.md "$site/source/reference"
 
 doxygen docs/site/Doxyfile

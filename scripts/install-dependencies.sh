@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing of Debian's packages: `build` for the library and the tool, `test` for everything
-# that scripts/test.sh runs, `python` for the Python package, `arm`, `bench`, `coverage`, `docs` and `fuzz` for
-# the scripts named after them. Does nothing, and needs no network, when all of it is there.
+# Installs what is missing of Debian's packages: `build` for the library and the tool, `worker` for the worker besides,
+# and a Redis to try it with, `python` for the Python package, `test` for everything that scripts/test.sh runs, `arm`,
+# `bench`, `coverage`, `docs` and `fuzz` for the scripts named after them. Does nothing, and needs no network, when all
+# of it is there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -10,17 +11,19 @@ architectures=()
 python=(python3-dev pybind11-dev python3-pybind11 python3-numpy)
 case "${1:-}" in
   build) ;;
+  worker) packages+=(libhiredis-dev redis-server) ;;
   test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3-jsonschema jq mandoc zsh fish
-    chromium chromium-driver python3-selenium "${python[@]}" python3-pytest python3-mypy python3-pandas) ;;
+    chromium chromium-driver python3-selenium "${python[@]}" python3-pytest python3-mypy python3-pandas
+    libhiredis-dev redis-server) ;;
   python) packages+=("${python[@]}" python3-pip python3-setuptools python3-wheel) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
-  bench) packages+=(git libbenchmark-dev libeigen3-dev) ;;
+  bench) packages+=(git libbenchmark-dev libeigen3-dev libhiredis-dev redis-server) ;;
   coverage) packages+=(libeigen3-dev libgtest-dev gcovr) ;;
   docs) packages+=("${python[@]}" doxygen python3-sphinx python3-myst-parser furo mandoc) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
-  *) echo "usage: $0 build|test|python|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
+  *) echo "usage: $0 build|worker|test|python|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
 esac
 
 scratch=$(mktemp -d)

@@ -44,7 +44,7 @@ fi
 
 # Files that README.md expects readers to have, and the path that it names in a sentence.
 {
-  echo 'set -euxo pipefail; cd /nivra; PATH=$PWD/build/demo/tools/nivra:$PATH'
+  echo 'set -euxo pipefail; cd /nivra; PATH=$PWD/build/demo/tools/nivra:$PWD/build/worker/worker:$PATH'
   echo 'cp examples/data/plaza/*t/*t.txt .; mkdir -p path/to/sequences; cp -r examples/data/plaza path/to/sequences'
   sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$bare/nivra/README.md" | grep -v "$leave_out"
 } >"$bare/blocks.sh"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds everything and runs every check, as CI does: g++ and clang with warnings as errors, the whole suite plain
 # and under the address and undefined-behaviour sanitizers, the thread tests under the thread sanitizer, a short run of
-# the fuzz targets, and the site with its links.
+# the fuzz targets, workers that are killed again and again, and the site with its links.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -23,6 +23,9 @@ echo "== The site"
 scripts/docs.sh
 echo "== Fuzzing"
 scripts/fuzz.sh 12
+echo "== Workers that are killed"
+/usr/bin/python3 tests/worker/survival.py build/release/worker/nivra-worker build/release/tools/nivra/nivra \
+  --frames 13000 --seconds 20
 echo "== Thread tests under the thread sanitizer"
 ctest --preset tsan -R Threads
 echo "== Tests built by clang"

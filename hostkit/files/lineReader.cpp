@@ -41,6 +41,8 @@ bool LineReader::next() {
   return true;
 }
 
+bool LineReader::hasCome() const { return std::memchr(buffer.data() + begin, '\n', end - begin) != nullptr; }
+
 /// @return False if memory doesn't suffice for the line.
 bool LineReader::makeRoom() {
   std::memmove(buffer.data(), buffer.data() + begin, end - begin);

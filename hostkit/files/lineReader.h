@@ -25,6 +25,9 @@ class LineReader {
   /// @return False at the end of the input.
   bool next();
 
+  /// Whether the next line has come already, so that `next` doesn't wait.
+  bool hasCome() const;
+
   /// Without its line break; stays until the next call of `next`. Nothing for one that had to be passed over.
   std::optional<std::string_view> line() const { return current; }
   /// Why there is nothing: the line is longer than `kLongestLine`, or than memory allows.

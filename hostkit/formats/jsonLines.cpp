@@ -277,6 +277,13 @@ class LineParser final : public JsonLineParser {
     lookAtScores(false);
   }
 
+  std::optional<std::string_view> cameraOf(const JsonLine& line) override {
+    std::string_view camera;
+    const bool isThere =
+        parser.parse(line.text.data(), line.text.size(), false)["camera"].get(camera) == simdjson::SUCCESS;
+    return isThere ? std::optional(camera) : std::nullopt;
+  }
+
   void finish() override { lookAtScores(true); }
 
  private:

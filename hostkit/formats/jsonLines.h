@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +30,8 @@ class JsonLineParser {
 
   /// @param record Takes what the line says; what it holds may be reused.
   virtual void read(const JsonLine& line, Record& record) = 0;
+  /// The camera that a line names, however bad it is otherwise; nothing if it names none. Valid until the next call.
+  virtual std::optional<std::string_view> cameraOf(const JsonLine& line) = 0;
   /// Told when no more lines come: now is the time for doubts about all of them.
   virtual void finish() = 0;
 };

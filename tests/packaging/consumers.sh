@@ -23,12 +23,14 @@ expect_hosts() { # how many
 files_in() { (cd "$1" && find . ! -type d | sed 's|^\./||' | sort); } # folders
 
 echo "components"
-for component in runtime development tool; do
+components=(runtime development tool)
+[ ! -e "$build_dir/worker/nivra-worker" ] || components+=(worker)
+for component in "${components[@]}"; do
   quietly cmake --install "$build_dir" --prefix "$work_dir/$component" --component "$component"
   mkdir -p "$component"
 done
 quietly cmake --install "$build_dir" --prefix "$work_dir/whole"
-expect "the components together" "$(files_in whole)" "$(for c in runtime development tool; do files_in "$c"; done | sort)"
+expect "the components together" "$(files_in whole)" "$(for c in "${components[@]}"; do files_in "$c"; done | sort)"
 expect "runtime" "share/doc/nivra/LICENSE" "$(files_in runtime | grep -v '/libnivra\(_c\)\?\.so\.[0-9.]*$')"
 if [ -e tool/bin/nivra ]; then
   expect "tool" "bin/nivra
@@ -38,6 +40,16 @@ share/man/man1/nivra.1
 share/zsh/site-functions/_nivra" "$(files_in tool)"
   cp -a runtime/. tool
   quietly tool/bin/nivra params
+fi
+if [ -e worker ]; then
+  expect "worker" "bin/nivra-worker
+lib/systemd/system/nivra-worker@.service
+share/bash-completion/completions/nivra-worker
+share/fish/vendor_completions.d/nivra-worker.fish
+share/man/man1/nivra-worker.1
+share/zsh/site-functions/_nivra-worker" "$(files_in worker)"
+  cp -a runtime/. worker
+  quietly worker/bin/nivra-worker --version
 fi
 # A moved prefix still works: nothing in it may name the place where it was installed first.
 mkdir moved

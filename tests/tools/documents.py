@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Holds the guide, the JSON Schemas, the manual page and the completion to what the tool does.
+"""Holds the guide, the JSON Schemas, the manual pages and the completion to what the tool does.
 
-usage: documents.py TOOL ROOT [unittest's options]
+usage: documents.py TOOL ROOT [WORKER] [unittest's options]
 """
 import collections
 import contextlib
@@ -20,6 +20,7 @@ import unittest
 import jsonschema
 
 TOOL, ROOT = pathlib.Path(sys.argv.pop(1)).resolve(), pathlib.Path(sys.argv.pop(1)).resolve()
+WORKER = pathlib.Path(sys.argv.pop(1)).resolve() if sys.argv[1:] and "/" in sys.argv[1] else None
 GUIDE = (ROOT / "docs/streams.md").read_text()
 README = (ROOT / "README.md").read_text()
 SAMPLE = (ROOT / "examples/data/stream.jsonl").read_text()
@@ -42,30 +43,35 @@ def answers(text, *options):
     return [json.loads(line) for line in run.stdout.splitlines()]
 
 
-def helped(*command):
-    return subprocess.run([TOOL, *command, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
+def helped(*command, program=TOOL):
+    return subprocess.run([program, *command, "--help"], stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
-def completed_by(shell, words):
+def options_of(*command, program=TOOL):
+    return set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", helped(*command, program=program), re.M))
+
+
+def completed_by(shell, words, program):
     """What a shell offers for the last of the words."""
     scripts = {
         "bash": ["bash", "-c", 'source completions/nivra.bash; COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)); _nivra;'
-                 ' echo "${COMPREPLY[*]}"', "bash", "nivra", *words],
+                 ' echo "${COMPREPLY[*]}"', "bash", program.name, *words],
         "zsh": ["zsh", "-fc", "_describe() { print -l -- ${${(P)2}%%:*} }; compadd() { print -l -- $@ }; _files() {};"
-                ' words=("$@") CURRENT=$#; source completions/_nivra', "zsh", "nivra", *words],
-        "fish": ["fish", "-c", 'source completions/nivra.fish; complete -C "$argv"', " ".join(["nivra", *words])],
+                ' words=("$@") CURRENT=$#; source completions/_nivra', "zsh", program.name, *words],
+        "fish": ["fish", "-c", 'source completions/nivra.fish; complete -C "$argv"', " ".join([program.name, *words])],
     }
-    path = f"{TOOL.parent}{os.pathsep}{os.environ['PATH']}"
+    path = f"{program.parent}{os.pathsep}{os.environ['PATH']}"
     run = subprocess.run(scripts[shell], cwd=ROOT, env={**os.environ, "PATH": path, "HOME": "/nonexistent"},
                          stdout=subprocess.PIPE, text=True, check=True)
     return set(run.stdout.split()) if shell != "fish" else {line.split("\t")[0] for line in run.stdout.splitlines()}
 
 
-def completed(*words):
+def completed(*words, program=TOOL):
     """What may stand for the last of the words; bash, zsh and fish must agree."""
-    offered = completed_by("bash", words)
+    offered = completed_by("bash", words, program)
     for shell in ("zsh", "fish") if "=" not in words else ():
-        assert completed_by(shell, words) == offered, (shell, words, completed_by(shell, words), offered)
+        found = completed_by(shell, words, program)
+        assert found == offered, (shell, words, found, offered)
     return offered
 
 
@@ -212,6 +218,11 @@ class Documents(unittest.TestCase):
             subprocess.run(["bash", "-ec", commands], cwd=folder, env={**os.environ, "PATH": path}, check=True)
             self.assertTrue((folder / "tracks.txt").stat().st_size and (folder / "tracks/plaza.txt").stat().st_size)
 
+    @unittest.skipUnless(WORKER, "the worker is not built")
+    def test_manual_and_completion_of_the_worker_have_every_option(self):
+        self.expect_completion(WORKER, self.expect_manual(WORKER))
+        self.assertEqual(completed("run", "--report", "", program=WORKER), {"all", "confident", "settled"})
+
     def test_only_terminals_get_colours(self):
         def error_on_terminal(**changes):
             reader, terminal = pty.openpty()
@@ -247,22 +258,32 @@ class Documents(unittest.TestCase):
                 self.assertEqual([(camera, int(time), label, int(track), json.loads(box))
                                   for camera, time, label, track, box in printed], tracks)
 
-    def test_manual_and_completion_have_every_option(self):
-        page = (ROOT / "docs/nivra.1").read_text()
-        subprocess.run(["mandoc", "-T", "lint", "-W", "warning", ROOT / "docs/nivra.1"], check=True)
-        commands = set(re.findall(r"^  (\w+)", helped().split("Subcommands:")[1], re.M))
-        self.assertEqual(commands, set(re.findall(r"^\.Ss nivra (.*)", page, re.M)))
+    def expect_manual(self, program):
+        """That its page has every command and option of a program, each of which is handed on."""
+        path = ROOT / "docs" / f"{program.name}.1"
+        page = path.read_text()
+        subprocess.run(["mandoc", "-T", "lint", "-W", "warning", path], check=True)
+        commands = set(re.findall(r"^  (\w+)", helped(program=program).split("Subcommands:")[1], re.M))
+        self.assertEqual(commands, set(re.findall(rf"^\.Ss {program.name} (.*)", page, re.M)))
         self.assertEqual(commands, set(re.findall(r"^\.Nm\n\.Cm (.*)", page, re.M)))
-        self.assertEqual(commands, completed(""))
-        parts = dict(re.findall(r"^\.Ss nivra (.*)\n((?:(?!\.S[sh]).*\n)*)", page, re.M))
+        parts = dict(re.findall(rf"^\.Ss {program.name} (.*)\n((?:(?!\.S[sh]).*\n)*)", page, re.M))
         parts[""] = page.split("\n.Ss")[0]
         for command, part in parts.items():
-            with self.subTest(command=command):
-                words = command.split()
-                known = set(re.findall(r"^  (?:-\w,)?(--[\w-]+)", helped(*words), re.M))
+            with self.subTest(program=program, command=command):
                 items = " ".join(re.findall(r"^\.It Fl.*", part, re.M))
-                self.assertEqual(known, {"--help"} | {f"-{each}" for each in re.findall(r"Fl (-[\w-]+)", items)})
-                self.assertEqual(known, completed(*words, "--"))
+                known = {"--help"} | {f"-{each}" for each in re.findall(r"Fl (-[\w-]+)", items)}
+                self.assertEqual(options_of(*command.split(), program=program), known)
+        return parts
+
+    def expect_completion(self, program, commands):
+        self.assertEqual(set(commands) - {""}, completed("", program=program))
+        for command in commands:
+            with self.subTest(program=program, command=command):
+                words = command.split()
+                self.assertEqual(options_of(*words, program=program), completed(*words, "--", program=program))
+
+    def test_manual_and_completion_have_every_option(self):
+        self.expect_completion(TOOL, self.expect_manual(TOOL))
         names = r"jsonl|motchallenge|coco|yolo|kitti|csv|results|vanilla|reid|hybrid|lowfps|steady|flickering"
         for command, option in [("track", "--from"), ("track", "--to"), ("track", "--tracker"), ("track", "--preset"),
                                 ("eval", "--from"), ("eval", "--truth-from"), ("params", "--preset"),
