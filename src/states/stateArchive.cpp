@@ -24,6 +24,8 @@ Number numberAt(std::string_view bytes, std::size_t place) {
 
 }  // namespace
 
+StateError::~StateError() = default;
+
 StateWriter::StateWriter(std::string& target, const StateKind& kind) : bytes(target), kindVersion(kind.version) {
   constexpr std::uint64_t kNotYetKnown = 0;
   operator()(kind.mark, kind.version, kNotYetKnown);
