@@ -4,7 +4,10 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <deque>
 #include <set>
+#include <unordered_set>
+#include <utility>
 #include <variant>
 
 #include "hostkit/errors.h"
@@ -17,114 +20,178 @@ namespace nivra::hostkit {
 
 namespace {
 
-/// Keeps what comes of one camera's frames.
-class Chronicler {
- public:
-  Chronicler(const ChronicleOptions& chronicleOptions, Chronicle& target)
-      : options(chronicleOptions),
-        chronicle(target),
-        numbering(options.track.read.frameRate, std::nullopt),
-        reporting(policyOf(options.track.report, true)) {}
+using Taking = ChronicleFrame::Taking;
 
-  void take(const Frame& frame, FrameTracks& result) {
-    ChronicleFrame& kept = chronicle.frames.emplace_back();
-    kept.number = numbering.next(*frame.timestamp);
-    kept.timestamp = *frame.timestamp;
-    keepTakers(result, kept);
-    if (options.withReasons) {
-      kept.reasons = options.wholeFrame == kept.number ? result.reasons : worthKeeping(result.reasons, kept);
+bool isBefore(const Taking& taking, std::int32_t track) { return taking.track < track; }
+
+/// Of reasons, those without which nothing can be told of lives and switches.
+FrameReasons worthKeeping(const FrameReasons& all, const ChronicleFrame& kept) {
+  FrameReasons reasons;
+  std::unordered_set<std::size_t> taken;
+  for (const Taking& each : kept.takings) taken.insert(each.detection);
+  for (const TrackExplanation& each : all.tracks) {
+    if (each.change == TrackExplanation::Change::none) continue;
+    reasons.tracks.push_back(each);
+    if (each.change == TrackExplanation::Change::began) taken.erase(*each.detection);
+  }
+  for (const PairExplanation& each : all.pairs) {
+    const bool isEmptyHanded = !kept.detectionOf(each.pair.track);
+    const bool isLeft = taken.count(each.pair.detection) == 0;
+    if (isEmptyHanded || isLeft || each.outcome == Decision::Outcome::outbid) reasons.pairs.push_back(each);
+  }
+  reasons.revivals = all.revivals;
+  return reasons;
+}
+
+void countIdentitiesFrom(std::int32_t first, ChronicleFrame& kept) {
+  if (first == 0) return;
+  for (Taking& each : kept.takings) each.track += first;
+  for (PairExplanation& each : kept.reasons.pairs) {
+    each.pair.track += first;
+    each.rival.track += first;
+  }
+  for (RevivalExplanation& each : kept.reasons.revivals) {
+    for (RevivalExplanation::Members* const members : {&each.pair, &each.rival}) {
+      members->lost += first;
+      members->young += first;
     }
-    if (!options.withTracks) return;
+  }
+  for (TrackExplanation& each : kept.reasons.tracks) {
+    each.track += first;
+    if (each.other) *each.other += first;
+  }
+}
+
+/// Keeps what is told of the tracks of one camera.
+class ToldTracks {
+ public:
+  explicit ToldTracks(const ReportOptions& options) : policy(policyOf(options, true)) {}
+
+  /// @param firstId What the present tracker's identities are counted from.
+  void take(const Frame& frame, FrameTracks& result, std::int32_t firstId) {
+    if (trackers.empty() || trackers.back().firstId != firstId) trackers.push_back({ReportStep(policy), firstId});
+    Tracker& tracker = trackers.back();
     picture = frame.picture;
     result.reasons.clear();
-    reporting.chooseBoxes(frame.detections, result);
-    reporting.learn(kept.timestamp, result);
-    told.push_back(result);
+    tracker.reporting.chooseBoxes(frame.detections, result);
+    tracker.reporting.learn(*frame.timestamp, result);
+    learned.push_back({result, &tracker});
   }
 
-  /// Writes down what is told of tracks, which may depend on the frames to come.
-  void finish() {
+  /// Writes it down, which may depend on all frames.
+  IdentifiedSequence finish(const std::vector<ChronicleFrame>& frames) {
     constexpr PictureSize kNormalised = {2, 2};
-    chronicle.tracks.inPixels = picture.has_value();
-    for (std::size_t i = 0; i < told.size(); ++i) {
-      reporting.apply(chronicle.frames[i].timestamp, told[i]);
-      for (const TrackReport& report : told[i].tracks) {
+    IdentifiedSequence tracks;
+    tracks.inPixels = picture.has_value();
+    for (std::size_t i = 0; i < learned.size(); ++i) {
+      auto& [result, tracker] = learned[i];
+      tracker->reporting.apply(frames[i].timestamp, result);
+      for (const TrackReport& report : result.tracks) {
         IdentifiedRow row;
-        row.frame = chronicle.frames[i].number;
-        row.identified = {toPixels(report.track.box, picture.value_or(kNormalised)), report.track.id};
-        if (hasArea(row.identified.box)) chronicle.tracks.rows.push_back(row);
+        row.frame = frames[i].number;
+        row.identified = {toPixels(report.track.box, picture.value_or(kNormalised)),
+                          tracker->firstId + report.track.id};
+        if (hasArea(row.identified.box)) tracks.rows.push_back(row);
       }
     }
+    return tracks;
   }
 
  private:
-  void keepTakers(const FrameTracks& result, ChronicleFrame& kept) {
-    const std::size_t now = chronicle.frames.size() - 1;
-    for (const TrackReport& report : result.tracks) {
-      const Box& box = report.track.box;
-      const ChronicleLife begun = {now, now, std::nullopt, box, box};
-      ChronicleLife& life = chronicle.lives.try_emplace(report.track.id, begun).first->second;
-      life.lastBox = box;
-      if (report.detectionId < 0) continue;
-      const auto detection = static_cast<std::size_t>(report.detectionId);
-      kept.takerOf[detection] = report.track.id;
-      kept.detectionOf[report.track.id] = detection;
-      life.lastSeen = now;
-    }
-    for (const int id : result.changes.removedIds) {
-      const auto life = chronicle.lives.find(id);
-      if (life != chronicle.lives.end()) life->second.end = now;
-    }
-  }
+  struct Tracker {
+    ReportStep reporting;
+    std::int32_t firstId;
+  };
+  struct Learned {
+    FrameTracks result;
+    Tracker* tracker;
+  };
 
-  static FrameReasons worthKeeping(const FrameReasons& all, const ChronicleFrame& kept) {
-    FrameReasons reasons;
-    std::set<std::size_t> begun;
-    for (const TrackExplanation& each : all.tracks) {
-      if (each.change == TrackExplanation::Change::none) continue;
-      reasons.tracks.push_back(each);
-      if (each.change == TrackExplanation::Change::began) begun.insert(*each.detection);
-    }
-    for (const PairExplanation& each : all.pairs) {
-      const bool isEmptyHanded = kept.detectionOf.count(each.pair.track) == 0;
-      const bool isLeft = begun.count(each.pair.detection) > 0 || kept.takerOf.count(each.pair.detection) == 0;
-      if (isEmptyHanded || isLeft || each.outcome == Decision::Outcome::outbid) reasons.pairs.push_back(each);
-    }
-    reasons.revivals = all.revivals;
-    return reasons;
-  }
-
-  const ChronicleOptions& options;
-  Chronicle& chronicle;
-  FrameNumbering numbering;
-  ReportStep reporting;
+  ReportPolicy policy;
   std::optional<PictureSize> picture;
-  std::vector<FrameTracks> told;  // of each frame, if it is asked for
+  std::deque<Tracker> trackers;  // one after the other
+  std::vector<Learned> learned;  // of each frame
 };
 
 }  // namespace
 
+std::optional<std::int32_t> ChronicleFrame::takerOf(std::size_t detection) const {
+  const auto found = std::find_if(takings.begin(), takings.end(),
+                                  [detection](const Taking& each) { return each.detection == detection; });
+  return found == takings.end() ? std::nullopt : std::optional(found->track);
+}
+
+std::optional<std::size_t> ChronicleFrame::detectionOf(std::int32_t track) const {
+  const auto found = std::lower_bound(takings.begin(), takings.end(), track, isBefore);
+  return found == takings.end() || found->track != track ? std::nullopt : std::optional(found->detection);
+}
+
+void Chronicle::add(int number, const Frame& frame, const FrameTracks& result, bool keepsAll) {
+  ChronicleFrame& kept = allFrames.emplace_back();
+  kept.number = number;
+  kept.timestamp = *frame.timestamp;
+  for (const TrackReport& report : result.tracks) follow(report, kept);
+  std::sort(kept.takings.begin(), kept.takings.end(),
+            [](const Taking& a, const Taking& b) { return a.track < b.track; });
+  for (const int id : result.changes.removedIds) {
+    const auto life = allLives.find(firstOfTracker + id);
+    if (life != allLives.end()) life->second.end = allFrames.size() - 1;
+  }
+  kept.reasons = keepsAll ? result.reasons : worthKeeping(result.reasons, kept);
+  countIdentitiesFrom(firstOfTracker, kept);
+}
+
+void Chronicle::follow(const TrackReport& report, ChronicleFrame& kept) {
+  const std::size_t now = allFrames.size() - 1;
+  const std::int32_t id = firstOfTracker + report.track.id;
+  const Box& box = report.track.box;
+  ChronicleLife& life = allLives.try_emplace(id, ChronicleLife{now, now, std::nullopt, false, box, box}).first->second;
+  life.lastBox = box;
+  if (report.detectionId < 0) return;
+  kept.takings.push_back({report.track.id, static_cast<std::size_t>(report.detectionId)});
+  life.lastSeen = now;
+}
+
+void Chronicle::cutOff() {
+  for (auto& [id, life] : allLives) {
+    if (life.end) continue;
+    life.end = allFrames.size() - 1;
+    life.wasCutOff = true;
+  }
+  if (!allLives.empty()) firstOfTracker = allLives.rbegin()->first + 1;
+}
+
 std::optional<std::size_t> Chronicle::find(int number) const {
-  const auto found = std::lower_bound(frames.begin(), frames.end(), number,
+  const auto found = std::lower_bound(allFrames.begin(), allFrames.end(), number,
                                       [](const ChronicleFrame& each, int wanted) { return each.number < wanted; });
-  if (found == frames.end() || found->number != number) return std::nullopt;
-  return static_cast<std::size_t>(found - frames.begin());
+  if (found == allFrames.end() || found->number != number) return std::nullopt;
+  return static_cast<std::size_t>(found - allFrames.begin());
 }
 
 double Chronicle::secondsAt(std::size_t frame) const {
-  return static_cast<double>(frames[frame].timestamp - frames.front().timestamp) * 1e-9;
+  // A camera that begins anew may count its time anew.
+  const double start = static_cast<double>(allFrames.front().timestamp);
+  return (static_cast<double>(allFrames[frame].timestamp) - start) * 1e-9;
 }
 
 std::optional<std::size_t> Chronicle::lastSeenBefore(std::int32_t track, std::size_t frame) const {
-  const auto life = lives.find(track);
-  if (life == lives.end()) return std::nullopt;
+  const auto life = allLives.find(track);
+  if (life == allLives.end()) return std::nullopt;
   for (std::size_t i = std::min(frame, life->second.lastSeen + 1); i-- > life->second.first;) {
-    if (frames[i].detectionOf.count(track) > 0) return i;
+    if (allFrames[i].detectionOf(track)) return i;
   }
   return std::nullopt;
 }
 
-Chronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& recipe, std::ostream* messages) {
+const TrackExplanation* Chronicle::changeAt(std::size_t frame, std::int32_t track,
+                                            TrackExplanation::Change change) const {
+  for (const TrackExplanation& each : allFrames[frame].reasons.tracks) {
+    if (each.track == track && each.change == change) return &each;
+  }
+  return nullptr;
+}
+
+ReadChronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& recipe, std::ostream* messages) {
   const TrackInput& input = options.track.inputs.front();
   ReadSettings readSettings = options.track.read;
   readSettings.warn = [messages](const std::string& what) {
@@ -135,39 +202,45 @@ Chronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& reci
   Cameras cameras(
       recipe, cameraSettingsOf(answerOptions, associationsOf(answerOptions, knownLabels(options.track, input)), true));
 
-  Chronicle chronicle;
-  Chronicler chronicler(options, chronicle);
+  ReadChronicle result;
+  Chronicle& chronicle = result.chronicle;
+  FrameNumbering numbering(readSettings.frameRate, std::nullopt);
+  std::optional<ToldTracks> told;
+  if (options.withTracks) told.emplace(options.track.report);
   std::set<std::string> names;
   std::string wanted = options.camera;
-  FrameTracks result;
+  FrameTracks tracks;
   const auto reader = input.format->read(input.path, readSettings);
   for (Record record; reader->read(record);) {
     const auto now = Cameras::Clock::now();
     if (auto* const frame = std::get_if<Frame>(&record)) {
       if (options.camera.empty() && names.empty()) wanted = frame->camera;
       names.insert(frame->camera);
-      if (const auto refusal = cameras.take(*frame, now, result)) {
-        ++chronicle.badRecords;
+      if (const auto refusal = cameras.take(*frame, now, tracks)) {
+        ++result.badRecords;
       } else if (frame->camera == wanted) {
-        chronicler.take(*frame, result);
+        const int number = numbering.next(*frame->timestamp);
+        chronicle.add(number, *frame, tracks, options.wholeFrame == number);
+        if (told) told->take(*frame, tracks, chronicle.firstId());
       }
     } else if (const auto* const motion = std::get_if<CameraMotion>(&record)) {
       cameras.take(*motion, now);
     } else if (const auto* const end = std::get_if<CameraEnd>(&record)) {
       cameras.take(*end);
+      if (end->camera == wanted && !chronicle.frames().empty()) chronicle.cutOff();
     } else {
-      ++chronicle.badRecords;
+      ++result.badRecords;
     }
   }
   if (options.camera.empty() && names.size() > 1) {
     throw UsageError(fmt::format("several cameras: --camera takes one of {}", fmt::join(names, ", ")));
   }
-  if (chronicle.frames.empty()) {
+  if (chronicle.frames().empty()) {
     if (options.camera.empty()) throw FileError(fmt::format("{}: no frames", input.path));
     throw UsageError(fmt::format("--camera {}: there is no such camera", options.camera));
   }
-  chronicler.finish();
-  return chronicle;
+  if (told) result.tracks = told->finish(chronicle.frames());
+  return result;
 }
 
 }  // namespace nivra::hostkit

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -9,7 +8,7 @@
 
 #include "hostkit/evaluation/figures.h"
 #include "hostkit/evaluation/preprocessing.h"
-#include "hostkit/formats/frameReasons.h"
+#include "hostkit/explaining/telling.h"
 #include "hostkit/tracking/tracking.h"
 
 namespace nivra::hostkit {
@@ -40,32 +39,13 @@ struct Check {
   Totals totals;
 };
 
-/// A decision and why it was made.
-struct Told {
-  enum class Kind {
-    birth,     // an identity began
-    change,    // another change of a track
-    decision,  // about a pair
-    idSwitch,  // somebody of the truth is found by another identity than before
-  };
-
-  Kind kind = Kind::change;
-  int frame = 0;         // from 1
-  double seconds = 0.0;  // since the first frame
-  std::int32_t track = -1;
-  TrackExplanation::Change change = TrackExplanation::Change::none;
-  std::optional<std::int32_t> other;     // the track that refused, was better, merged, or was before the switch
-  std::optional<std::int64_t> truth;     // whose identity was switched
-  std::optional<std::size_t> detection;  // its position in the input's frame
-  std::vector<Verdict> verdicts;         // those that decided
-  std::optional<double> margin;          // how far the figure is from its limit, as a share of the larger
-  std::string sentence;
+struct Explained : Told {
   std::optional<Check> check;  // of the one parameter that would have changed it
 };
 
 struct Explanations {
   Totals totals;
-  std::vector<Told> told;
+  std::vector<Explained> told;
   std::optional<FrameReasons> reasons;  // all that was told of the frame that was asked for
   std::size_t badRecords = 0;           // of the input, which were passed over
 };

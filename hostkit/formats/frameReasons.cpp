@@ -1,7 +1,5 @@
 #include "hostkit/formats/frameReasons.h"
 
-#include <fmt/format.h>
-
 #include <cstddef>
 
 #include "hostkit/text/jsonText.h"
@@ -10,45 +8,35 @@ namespace nivra::hostkit {
 
 namespace {
 
-constexpr auto appendWhole = [](TextBuffer& json, auto number) {
-  const fmt::format_int digits(number);
-  json += std::string_view(digits.data(), digits.size());
-};
-
-void appendDecision(TextBuffer& json, const Decision& decision) {
-  appendField(json, R"(,"outcome":)", nameOf(decision.outcome), appendQuoted);
-  if (decision.cost) appendField(json, R"(,"cost":)", *decision.cost, appendNumber);
-  appendArrayField(json, R"(,"verdicts":)", decision.verdicts, appendVerdict);
+void appendMembers(TextBuffer& json, const PairExplanation::Members& members) {
+  appendField(json, R"("track":)", members.track, appendWhole);
+  appendField(json, R"(,"detection":)", members.detection, appendWhole);
 }
+
+void appendMembers(TextBuffer& json, const RevivalExplanation::Members& members) {
+  appendField(json, R"("lost":)", members.lost, appendWhole);
+  appendField(json, R"(,"young":)", members.young, appendWhole);
+}
+
+/// Of two that might have gone together, whichever kind they are.
+constexpr auto appendDecision = [](TextBuffer& json, const auto& explanation) {
+  json += '{';
+  appendMembers(json, explanation.pair);
+  if (explanation.outcome == Decision::Outcome::outbid) {
+    json += R"(,"rival":{)";
+    appendMembers(json, explanation.rival);
+    json += '}';
+  }
+  appendField(json, R"(,"outcome":)", nameOf(explanation.outcome), appendQuoted);
+  if (explanation.cost) appendField(json, R"(,"cost":)", *explanation.cost, appendNumber);
+  appendArrayField(json, R"(,"verdicts":)", explanation.verdicts, appendVerdict);
+  json += '}';
+};
 
 void appendInBetween(TextBuffer& json, const InBetweenExplanation& explanation) {
   appendField(json, R"({"detection":)", explanation.middle, appendWhole);
   appendArrayField(json, R"(,"neighbours":)", explanation.neighbours, appendWhole);
   appendArrayField(json, R"(,"verdicts":)", explanation.verdicts, appendVerdict);
-  json += '}';
-}
-
-void appendPair(TextBuffer& json, const PairExplanation& explanation) {
-  appendField(json, R"({"track":)", explanation.pair.track, appendWhole);
-  appendField(json, R"(,"detection":)", explanation.pair.detection, appendWhole);
-  if (explanation.outcome == Decision::Outcome::outbid) {
-    appendField(json, R"(,"rival":{"track":)", explanation.rival.track, appendWhole);
-    appendField(json, R"(,"detection":)", explanation.rival.detection, appendWhole);
-    json += '}';
-  }
-  appendDecision(json, explanation);
-  json += '}';
-}
-
-void appendRevival(TextBuffer& json, const RevivalExplanation& explanation) {
-  appendField(json, R"({"lost":)", explanation.pair.lost, appendWhole);
-  appendField(json, R"(,"young":)", explanation.pair.young, appendWhole);
-  if (explanation.outcome == Decision::Outcome::outbid) {
-    appendField(json, R"(,"rival":{"lost":)", explanation.rival.lost, appendWhole);
-    appendField(json, R"(,"young":)", explanation.rival.young, appendWhole);
-    json += '}';
-  }
-  appendDecision(json, explanation);
   json += '}';
 }
 
@@ -109,8 +97,8 @@ void appendVerdict(TextBuffer& json, const Verdict& verdict) {
 
 void appendReasons(TextBuffer& json, const FrameReasons& reasons) {
   appendArrayField(json, R"({"inBetweens":)", reasons.inBetweens, appendInBetween);
-  appendArrayField(json, R"(,"pairs":)", reasons.pairs, appendPair);
-  appendArrayField(json, R"(,"revivals":)", reasons.revivals, appendRevival);
+  appendArrayField(json, R"(,"pairs":)", reasons.pairs, appendDecision);
+  appendArrayField(json, R"(,"revivals":)", reasons.revivals, appendDecision);
   appendArrayField(json, R"(,"tracks":)", reasons.tracks, appendTrack);
   json += '}';
 }

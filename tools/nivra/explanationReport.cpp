@@ -36,11 +36,6 @@ std::string describe(const Totals& totals) {
   return text;
 }
 
-constexpr auto appendWhole = [](TextBuffer& json, auto number) {
-  const fmt::format_int digits(number);
-  json += std::string_view(digits.data(), digits.size());
-};
-
 void appendTotals(TextBuffer& json, const Totals& totals) {
   appendField(json, R"({"identities":)", totals.identities, appendWhole);
   if (totals.figures) {
@@ -75,7 +70,7 @@ std::string_view nameOf(Told::Kind kind) {
   return "";
 }
 
-void appendTold(TextBuffer& json, const Told& told) {
+void appendTold(TextBuffer& json, const Explained& told) {
   appendField(json, R"({"kind":)", nameOf(told.kind), appendQuoted);
   appendField(json, R"(,"frame":)", told.frame, appendWhole);
   appendField(json, R"(,"seconds":)", told.seconds, appendDouble);
@@ -95,7 +90,7 @@ void appendTold(TextBuffer& json, const Told& told) {
 
 std::string reportAsText(const Explanations& explanations) {
   std::string text = describe(explanations.totals) + '\n';
-  for (const Told& each : explanations.told) {
+  for (const Explained& each : explanations.told) {
     text += fmt::format("frame {} ({:.3f} s): {}\n", each.frame, each.seconds, each.sentence);
     if (each.check) text += fmt::format("    {}\n", inWords(*each.check, explanations.totals));
   }
