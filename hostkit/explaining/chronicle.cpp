@@ -1,16 +1,17 @@
 #include "hostkit/explaining/chronicle.h"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <deque>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <variant>
 
 #include "hostkit/errors.h"
+#include "hostkit/explaining/misses.h"
 #include "hostkit/formats/frameTimes.h"
 #include "hostkit/formats/picture.h"
 #include "hostkit/tracking/cameras.h"
@@ -24,21 +25,46 @@ using Taking = ChronicleFrame::Taking;
 
 bool isBefore(const Taking& taking, std::int32_t track) { return taking.track < track; }
 
+/// The pairs that came to nothing where somebody came away empty or was outbid: of each track and of each detection the
+/// nearest ones, since in a crowd all are near to all.
+std::vector<PairExplanation> nearestMisses(const std::vector<PairExplanation>& all,
+                                           const std::unordered_set<std::size_t>& takenBefore,
+                                           const ChronicleFrame& kept) {
+  constexpr int kMost = 3;
+  std::vector<std::pair<Remoteness, const PairExplanation*>> misses;
+  for (const PairExplanation& each : all) {
+    const bool isOpen = !kept.detectionOf(each.pair.track) || takenBefore.count(each.pair.detection) == 0;
+    const bool isMiss =
+        each.outcome == Decision::Outcome::outbid || (each.outcome != Decision::Outcome::matched && isOpen);
+    if (isMiss) misses.emplace_back(remotenessOf(each, kept), &each);
+  }
+  std::sort(misses.begin(), misses.end());  // equals in their order
+  std::unordered_map<std::int32_t, int> ofTrack;
+  std::unordered_map<std::size_t, int> ofDetection;
+  std::vector<PairExplanation> nearest;
+  for (const auto& [remoteness, miss] : misses) {
+    const auto& [track, detection] = miss->pair;
+    const bool isNear = ofTrack[track] < kMost || ofDetection[detection] < kMost;
+    if (!isNear) continue;
+    ++ofTrack[track];
+    ++ofDetection[detection];
+    nearest.push_back(*miss);
+    nearest.back().verdicts = refusalsOf(*miss);
+  }
+  return nearest;
+}
+
 /// Of reasons, those without which nothing can be told of lives and switches.
 FrameReasons worthKeeping(const FrameReasons& all, const ChronicleFrame& kept) {
   FrameReasons reasons;
-  std::unordered_set<std::size_t> taken;
-  for (const Taking& each : kept.takings) taken.insert(each.detection);
+  std::unordered_set<std::size_t> takenBefore;  // by tracks that there were
+  for (const Taking& each : kept.takings) takenBefore.insert(each.detection);
   for (const TrackExplanation& each : all.tracks) {
     if (each.change == TrackExplanation::Change::none) continue;
     reasons.tracks.push_back(each);
-    if (each.change == TrackExplanation::Change::began) taken.erase(*each.detection);
+    if (each.change == TrackExplanation::Change::began) takenBefore.erase(*each.detection);
   }
-  for (const PairExplanation& each : all.pairs) {
-    const bool isEmptyHanded = !kept.detectionOf(each.pair.track);
-    const bool isLeft = taken.count(each.pair.detection) == 0;
-    if (isEmptyHanded || isLeft || each.outcome == Decision::Outcome::outbid) reasons.pairs.push_back(each);
-  }
+  reasons.pairs = nearestMisses(all.pairs, takenBefore, kept);
   reasons.revivals = all.revivals;
   return reasons;
 }
@@ -233,7 +259,9 @@ ReadChronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& 
     }
   }
   if (options.camera.empty() && names.size() > 1) {
-    throw UsageError(fmt::format("several cameras: --camera takes one of {}", fmt::join(names, ", ")));
+    std::string choice;
+    for (const std::string& each : names) choice += (choice.empty() ? "" : ", ") + each;
+    throw UsageError("several cameras: --camera takes one of " + choice);
   }
   if (chronicle.frames().empty()) {
     if (options.camera.empty()) throw FileError(fmt::format("{}: no frames", input.path));

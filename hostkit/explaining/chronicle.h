@@ -25,7 +25,7 @@ struct ChronicleFrame {
   int number = 0;  // from 1
   std::uint64_t timestamp = 0;
   std::vector<Taking> takings;  // by their tracks
-  FrameReasons reasons;         // those that may matter: pairs of which at least one side came away empty or was outbid
+  FrameReasons reasons;         // those that may matter: changes, and of pairs the nearest that came to nothing
 
   std::optional<std::int32_t> takerOf(std::size_t detection) const;
   std::optional<std::size_t> detectionOf(std::int32_t track) const;

@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <tuple>
 #include <utility>
 
+#include "hostkit/explaining/misses.h"
 #include "hostkit/explaining/words.h"
 
 namespace nivra::hostkit {
@@ -17,33 +19,6 @@ using Change = TrackExplanation::Change;
 using Outcome = Decision::Outcome;
 using Kind = Told::Kind;
 
-/// The verdict behind a change: an end's is the last one that doesn't hold.
-std::optional<Verdict> decisive(const TrackExplanation& explanation) {
-  const bool isLoss = explanation.change == Change::ended || explanation.change == Change::lost;
-  const auto& verdicts = explanation.verdicts;
-  const auto decides = [isLoss](const Verdict& each) { return each.rule != Rule::confidence && each.holds != isLoss; };
-  const auto found = std::find_if(verdicts.rbegin(), verdicts.rend(), decides);
-  return found == verdicts.rend() ? std::nullopt : std::optional(*found);
-}
-
-std::vector<Verdict> refusalsOf(const Decision& decision) {
-  std::vector<Verdict> refusals;
-  for (const Verdict& each : decision.verdicts) {
-    if (!each.holds) refusals.push_back(each);
-  }
-  return refusals;
-}
-
-/// How many times the limit the worst figure of a pair is; 1 for pairs that passed the gates.
-double excessOf(const PairExplanation& pair) {
-  double most = 1.0;
-  for (const Verdict& each : pair.verdicts) {
-    if (each.holds || pair.outcome != Outcome::refused) continue;
-    most = std::max(most, each.limit > 0.0 ? each.figure / each.limit : 1.0 + each.figure - each.limit);
-  }
-  return most;
-}
-
 /// The larger of the two offsets of two boxes' centres, in their mean sizes.
 double offsetBetween(const Box& a, const Box& b) {
   const Point one = center(a);
@@ -51,23 +26,6 @@ double offsetBetween(const Box& a, const Box& b) {
   const float x = std::abs(one.x - other.x) / (width(a) + width(b));
   const float y = std::abs(one.y - other.y) / (height(a) + height(b));
   return 2.0 * static_cast<double>(std::max(x, y));
-}
-
-const char* verbOf(Change change) {
-  switch (change) {
-    case Change::confirmed:
-      return "was confirmed";
-    case Change::identified:
-      return "got an identity of its own";
-    case Change::lost:
-      return "was lost";
-    case Change::revived:
-      return "was revived";
-    case Change::merged:
-      return "was merged";
-    default:
-      return "ended";
-  }
 }
 
 /// The pairs whose margin is smallest are the likeliest mistakes.
@@ -78,37 +36,52 @@ struct Narrow {
   const TrackExplanation* change;
 };
 
-/// The box of somebody in a frame; null if there is none.
-const PixelBox* boxOf(std::int64_t identity, int frame, const IdentifiedSequence& sequence) {
-  const auto isEarlier = [](const IdentifiedRow& row, int wanted) { return row.frame < wanted; };
-  auto row = std::lower_bound(sequence.rows.begin(), sequence.rows.end(), frame, isEarlier);
-  for (; row != sequence.rows.end() && row->frame == frame; ++row) {
-    if (row->identified.identity == identity) return &row->identified.box;
-  }
-  return nullptr;
-}
-
-bool haveMet(const PixelBox* a, const PixelBox* b) {
-  return a != nullptr && b != nullptr && a->left < b->left + b->width && b->left < a->left + a->width &&
-         a->top < b->top + b->height && b->top < a->top + a->height;
-}
-
 }  // namespace
+
+/// Whom of a truth tracks follow.
+class Teller::Followings {
+ public:
+  /// The frames, from 1, in which a track follows one person and nobody else.
+  struct Stretch {
+    std::int64_t person;
+    int first;
+    int last;
+  };
+
+  Followings(const IdentifiedSequence& truth, const IdentifiedSequence& tracks, const SequenceMatching& matching) {
+    for (std::size_t row = 0; row < tracks.rows.size(); ++row) {
+      const int found = matching.truthOfTrack[row];
+      if (found < 0) continue;
+      const auto& [frame, identified] = std::tie(tracks.rows[row].frame, tracks.rows[row].identified);
+      const std::int64_t person = truth.rows[static_cast<std::size_t>(found)].identified.identity;
+      auto& stretches = stretchesOf[identified.identity];
+      if (stretches.empty() || stretches.back().person != person) stretches.push_back({person, frame, frame});
+      stretches.back().last = frame;
+    }
+  }
+
+  /// The last one that began until a frame; null if there is none.
+  const Stretch* lastUntil(std::int64_t track, int frame) const {
+    const auto stretches = stretchesOf.find(track);
+    if (stretches == stretchesOf.end()) return nullptr;
+    const auto isOf = [frame](const Stretch& each) { return each.first <= frame; };
+    const auto found = std::find_if(stretches->second.rbegin(), stretches->second.rend(), isOf);
+    return found == stretches->second.rend() ? nullptr : &*found;
+  }
+
+  bool isFirst(std::int64_t track, std::int64_t person) const { return stretchesOf.at(track).front().person == person; }
+
+ private:
+  std::map<std::int64_t, std::vector<Stretch>> stretchesOf;
+};
 
 /// Somebody of the truth whom a track follows in the place of another one.
 struct Teller::Takeover {
   std::int64_t person;
   std::int32_t from;
   std::int32_t to;
-  std::size_t last;  // when the one did so, and
-  std::size_t now;   // when the other does
-  const IdentifiedSequence& truth;
-  const IdentifiedSequence& tracks;
-
-  /// Whether the box of a track and that of the person have anything in common in a frame.
-  bool hasMet(std::int32_t track, int frame) const {
-    return haveMet(boxOf(person, frame, truth), boxOf(track, frame, tracks));
-  }
+  int lastFrame;  // from 1, in which the one did so, and
+  int nowFrame;   // the other does
 };
 
 // What may be asked.
@@ -136,7 +109,8 @@ std::vector<Told> Teller::life(std::int32_t id) const {
       told.push_back(each.change == Change::began ? startOf(each, frame) : changeOf(each, frame));
     }
     const bool isSeen = chronicle.frames()[frame].detectionOf(id).has_value();
-    if (wasSeen && !isSeen) told.push_back(gapOf(id, frame, end));
+    const bool isMerged = frame == end && chronicle.changeAt(frame, id, Change::merged) != nullptr;
+    if (wasSeen && !isSeen && !isMerged) told.push_back(gapOf(id, frame, end));
     wasSeen = isSeen;
   }
   if (!life.end || life.wasCutOff) told.push_back(lastOf(id, life));
@@ -164,7 +138,7 @@ std::vector<Told> Teller::narrowest(std::size_t count) const {
       if (refusals.size() == 1) all.push_back({marginOf(refusals[0]), frame, &each, nullptr});
     }
     for (const TrackExplanation& each : reasons.tracks) {
-      const auto verdict = decisive(each);
+      const auto verdict = verdictBehind(each, frame);
       if (each.change != Change::none && verdict) all.push_back({marginOf(*verdict), frame, nullptr, &each});
     }
   }
@@ -184,13 +158,17 @@ std::vector<Told> Teller::switches(const IdentifiedSequence& truth, const Identi
     const int track = matching.trackOfTruth[row];
     return track < 0 ? nullptr : &tracks.rows[static_cast<std::size_t>(track)];
   };
+  const Followings followings(truth, tracks, matching);
   for (const std::size_t row : matching.switches) {
     const std::int64_t person = truth.rows[row].identified.identity;
     std::size_t before = row;
     while (before-- > 0) {
       if (truth.rows[before].identified.identity == person && trackOf(before) != nullptr) break;
     }
-    told.push_back(switchOf(person, *trackOf(before), *trackOf(row), truth, tracks));
+    const auto& [from, to] = std::tie(*trackOf(before), *trackOf(row));
+    told.push_back(switchOf({person, static_cast<std::int32_t>(from.identified.identity),
+                             static_cast<std::int32_t>(to.identified.identity), from.frame, to.frame},
+                            followings));
   }
   return told;
 }
@@ -221,18 +199,14 @@ const PairExplanation* Teller::pairAt(std::size_t frame, std::int32_t track, std
   return nullptr;
 }
 
-/// The pair that nearly was, of those with a side in common: rather of a track that went without, then by how many
-/// rules refused it, then by how far.
+/// The pair that nearly was, of those with a side in common.
 template <class IsOf>
 const PairExplanation* Teller::nearestMiss(std::size_t frame, IsOf isOf) const {
   const ChronicleFrame& kept = chronicle.frames()[frame];
-  const auto distanceOf = [&](const PairExplanation& pair) {
-    return std::tuple(kept.detectionOf(pair.pair.track).has_value(), refusalsOf(pair).size(), excessOf(pair));
-  };
   const PairExplanation* nearest = nullptr;
   for (const PairExplanation& each : kept.reasons.pairs) {
     if (each.outcome == Outcome::matched || !isOf(each)) continue;
-    if (nearest == nullptr || distanceOf(each) < distanceOf(*nearest)) nearest = &each;
+    if (nearest == nullptr || remotenessOf(each, kept) < remotenessOf(*nearest, kept)) nearest = &each;
   }
   return nearest;
 }
@@ -266,10 +240,10 @@ void Teller::tellMiss(const PairExplanation& pair, std::size_t frame, Told& told
   if (pair.outcome == Outcome::refused) {
     told.sentence += fmt::format("{} refused it: {}", who, refusalsInWords(told.verdicts));
   } else if (pair.rival.track == pair.pair.track) {
-    told.sentence += fmt::format("{} took detection {} instead of {}, which has {}", who, pair.rival.detection,
+    told.sentence += fmt::format("{} took detection {} instead of {}: {}", who, pair.rival.detection,
                                  pair.pair.detection, inWords(told.verdicts.back()));
   } else {
-    told.sentence += fmt::format("{} lost it to id {} by {}", who, pair.rival.track, inWords(told.verdicts.back()));
+    told.sentence += fmt::format("{} lost it to id {}: {}", who, pair.rival.track, inWords(told.verdicts.back()));
   }
   if (told.verdicts.size() == 1) told.turn = Turn{told.verdicts[0], pair.pair.track, frame, pair.pair.detection};
 }
@@ -282,7 +256,7 @@ bool Teller::tellEnd(std::int32_t track, std::size_t frame, std::size_t detectio
   const auto since = chronicle.frames()[frame].timestamp - chronicle.frames()[*life.end].timestamp;
   told.other = track;
   told.sentence += fmt::format("id {} had ended {} before", track, shownTime(static_cast<double>(since)));
-  const auto verdict = decisive(*end);
+  const auto verdict = decisiveVerdict(*end);
   if (!verdict) return true;
   told.verdicts = {*verdict};
   told.margin = marginOf(*verdict);
@@ -315,21 +289,32 @@ std::optional<Told> Teller::birthOf(const TrackExplanation& start, std::size_t f
   return told;
 }
 
+/// What decided about a change: of one track that was made of two, the comparison of the two.
+std::optional<Verdict> Teller::verdictBehind(const TrackExplanation& explanation, std::size_t frame) const {
+  if (!explanation.other) return decisiveVerdict(explanation);
+  for (const RevivalExplanation& each : chronicle.frames()[frame].reasons.revivals) {
+    const bool isOf = each.pair.lost == explanation.track || each.pair.young == explanation.track;
+    if (!isOf || each.outcome != Outcome::matched) continue;
+    for (const Verdict& verdict : each.verdicts) {
+      if (verdict.rule == Rule::galleryDistance) return verdict;
+    }
+  }
+  return std::nullopt;
+}
+
 Told Teller::changeOf(const TrackExplanation& explanation, std::size_t frame) const {
   Told told = begin(Kind::change, frame, explanation.track);
   told.change = explanation.change;
   told.other = explanation.other;
   told.detection = explanation.detection;
-  told.sentence = fmt::format("id {} {}", explanation.track, verbOf(explanation.change));
-  if (explanation.other) {
-    told.sentence +=
-        fmt::format(explanation.change == Change::merged ? " into id {}" : " by id {}", *explanation.other);
-  }
-  const auto verdict = decisive(explanation);
+  const auto verdict = verdictBehind(explanation, frame);
+  TrackExplanation decided = explanation;
+  decided.verdicts.clear();
+  if (verdict) decided.verdicts.push_back(*verdict);
+  told.sentence = inWords(decided);
   if (!verdict) return told;
   told.verdicts = {*verdict};
   told.margin = marginOf(*verdict);
-  told.sentence += ": " + inWords(*verdict);
   if (explanation.change == Change::ended || explanation.change == Change::lost) {
     told.turn = Turn{*verdict, explanation.track, frame, std::nullopt};
   }
@@ -358,14 +343,16 @@ Told Teller::gapOf(std::int32_t id, std::size_t first, std::size_t end) const {
   std::size_t next = first;
   while (next < std::min(end, chronicle.frames().size()) && !chronicle.frames()[next].detectionOf(id)) ++next;
   Told told = begin(Kind::decision, first, id);
-  told.sentence = fmt::format("id {} takes no detection in {} frames", id, std::max<std::size_t>(next - first, 1));
+  const std::size_t length = std::max<std::size_t>(next - first, 1);
+  told.sentence = fmt::format("id {} takes no detection in {} frame{}", id, length, length == 1 ? "" : "s");
   const PairExplanation* const miss =
       nearestMiss(first, [&](const PairExplanation& each) { return each.pair.track == id; });
   if (miss == nullptr) {
     told.sentence += ", as none was near";
     return told;
   }
-  told.sentence += fmt::format("; in the first of them, of detection {}: ", miss->pair.detection);
+  told.sentence +=
+      fmt::format("{} detection {}: ", length == 1 ? "; of" : "; in the first of them, of", miss->pair.detection);
   tellMiss(*miss, first, told);
   return told;
 }
@@ -402,35 +389,47 @@ Told Teller::revivalOf(const RevivalExplanation& revival, std::size_t frame) con
   return told;
 }
 
-Told Teller::switchOf(std::int64_t person, const IdentifiedRow& before, const IdentifiedRow& after,
-                      const IdentifiedSequence& truth, const IdentifiedSequence& tracks) const {
-  const auto from = static_cast<std::int32_t>(before.identified.identity);
-  const auto to = static_cast<std::int32_t>(after.identified.identity);
-  const std::size_t now = chronicle.find(after.frame).value();
-  Told told = begin(Kind::idSwitch, now, to);
+Told Teller::switchOf(const Takeover& takeover, const Followings& followings) const {
+  const auto& [person, from, to, lastFrame, nowFrame] = takeover;
+  Told told = begin(Kind::idSwitch, chronicle.find(nowFrame).value(), to);
   told.truth = person;
   told.sentence = fmt::format("person {} goes from id {} to id {}", person, from, to);
-  if (after.frame - before.frame > 1) told.sentence += fmt::format(", unseen since frame {}", before.frame);
+  if (nowFrame - lastFrame > 1) told.sentence += fmt::format(", unseen since frame {}", lastFrame);
   told.sentence += ": ";
-  tellTakeover({person, from, to, chronicle.find(before.frame).value(), now, truth, tracks}, told);
+  tellTakeover(takeover, followings.isFirst(to, person), told);
   told.other = from;
+  const Followings::Stretch* const left = followings.lastUntil(from, nowFrame);
+  if (left != nullptr && left->person != person) {
+    told.sentence += fmt::format("; id {} {} person {} from frame {} on", from,
+                                 left->last >= nowFrame ? "follows" : "followed", left->person, left->first);
+  }
+  const Followings::Stretch* const before = followings.lastUntil(to, nowFrame - 1);
+  if (before != nullptr && before->person != person) {
+    told.sentence += fmt::format("; id {} followed person {} until frame {}", to, before->person, before->last);
+  }
   return told;
 }
 
-/// Tells why a track follows somebody in the place of another one.
-void Teller::tellTakeover(const Takeover& takeover, Told& told) const {
-  const auto& [person, from, to, last, now, truth, tracks] = takeover;
+/// Tells why a track follows somebody in the place of another one: when it began, if it began with that person, or else
+/// when it does so first.
+void Teller::tellTakeover(const Takeover& takeover, bool beganWithPerson, Told& told) const {
+  const auto& [person, from, to, lastFrame, nowFrame] = takeover;
   const auto& frames = chronicle.frames();
+  const std::size_t last = chronicle.find(lastFrame).value();
+  const std::size_t now = chronicle.find(nowFrame).value();
   const ChronicleLife& life = chronicle.lives().at(to);
-  // One that began elsewhere came to this person later.
-  const bool isNew = life.first > last && takeover.hasMet(to, frames[life.first].number);
+  const bool isNew = beganWithPerson && life.first > last;
   const std::size_t at = isNew ? life.first : now;
-  if (at != now) told.sentence += fmt::format("id {} began in frame {} because ", to, frames[at].number);
-  if (at == now && isNew) told.sentence += fmt::format("id {} began here because ", to);
+  if (isNew)
+    told.sentence +=
+        fmt::format("id {} began {} because ", to, at == now ? "here" : fmt::format("in frame {}", frames[at].number));
+  const ChronicleLife& old = chronicle.lives().at(from);
+  const bool hasEnded = old.end && *old.end <= at;
+  if (hasEnded && tellMerge(from, *old.end, told)) return;
   const auto taken = frames[at].detectionOf(to);
   if (!taken) {
     const auto seen = chronicle.lastSeenBefore(to, at);
-    told.sentence += fmt::format("id {} is nearer without a detection, expected there from frame {}", to,
+    told.sentence += fmt::format("id {} has no detection, but was seen in frame {} and is expected here", to,
                                  frames[seen.value_or(life.first)].number);
     return;
   }
@@ -438,13 +437,12 @@ void Teller::tellTakeover(const Takeover& takeover, Told& told) const {
   if (const PairExplanation* const pair = pairAt(at, from, *taken)) {
     if (pair->outcome != Outcome::matched) return tellMiss(*pair, at, told);
   }
-  const ChronicleLife& old = chronicle.lives().at(from);
-  if (old.end && *old.end <= at && tellEnd(from, at, *taken, told)) return;
+  if (hasEnded && tellEnd(from, at, *taken, told)) return;
   for (std::size_t frame = at + 1; frame-- > last;) {
     const TrackExplanation* const loss = chronicle.changeAt(frame, from, Change::lost);
     if (loss == nullptr) continue;
     told.sentence += fmt::format("id {} was lost in frame {}", from, frames[frame].number);
-    if (const auto verdict = decisive(*loss)) {
+    if (const auto verdict = decisiveVerdict(*loss)) {
       told.verdicts = {*verdict};
       told.sentence += ": " + inWords(*verdict);
     }
@@ -455,8 +453,19 @@ void Teller::tellTakeover(const Takeover& takeover, Told& told) const {
         fmt::format("id {} has gone to detection {}, and id {} is on detection {}", from, *other, to, *taken);
   } else {
     told.sentence +=
-        fmt::format("id {} is too far away to matter{}", from, old.end && *old.end <= at ? " and has ended" : "");
+        fmt::format("{} is too far away to matter{}", whoBefore(from, at), hasEnded ? " and has ended" : "");
   }
+}
+
+/// Tells into whom a track was merged in a frame, if it was.
+bool Teller::tellMerge(std::int32_t track, std::size_t frame, Told& told) const {
+  const TrackExplanation* const merge = chronicle.changeAt(frame, track, Change::merged);
+  if (merge == nullptr) return false;
+  const Told change = changeOf(*merge, frame);
+  told.verdicts = change.verdicts;
+  told.margin = change.margin;
+  told.sentence += change.sentence;
+  return true;
 }
 
 }  // namespace nivra::hostkit

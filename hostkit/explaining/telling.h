@@ -66,6 +66,7 @@ class Teller {
                              const SequenceMatching& matching) const;
 
  private:
+  class Followings;
   struct Takeover;
 
   Told begin(Told::Kind kind, std::size_t frame, std::int32_t track) const;
@@ -86,9 +87,10 @@ class Teller {
   Told pairOf(const PairExplanation& pair, std::size_t frame) const;
   Told revivalOf(const RevivalExplanation& revival, std::size_t frame) const;
   Told lastOf(std::int32_t id, const ChronicleLife& life) const;
-  Told switchOf(std::int64_t person, const IdentifiedRow& before, const IdentifiedRow& after,
-                const IdentifiedSequence& truth, const IdentifiedSequence& tracks) const;
-  void tellTakeover(const Takeover& takeover, Told& told) const;
+  std::optional<Verdict> verdictBehind(const TrackExplanation& explanation, std::size_t frame) const;
+  Told switchOf(const Takeover& takeover, const Followings& followings) const;
+  void tellTakeover(const Takeover& takeover, bool beganWithPerson, Told& told) const;
+  bool tellMerge(std::int32_t track, std::size_t frame, Told& told) const;
 
   const Chronicle& chronicle;
 };

@@ -77,7 +77,7 @@ void ReasonKeeper::explainInBetween(const InBetweenExplanation& explanation) {
   if (reasons != nullptr) reasons->inBetweens.push_back(explanation);
 }
 void ReasonKeeper::explainPair(const PairExplanation& explanation) {
-  if (reasons != nullptr) reasons->pairs.push_back(explanation);
+  if (reasons != nullptr && reasons->pairs.size() < kMostPairs) reasons->pairs.push_back(explanation);
 }
 void ReasonKeeper::explainRevival(const RevivalExplanation& explanation) {
   if (reasons != nullptr) reasons->revivals.push_back(explanation);

@@ -21,7 +21,8 @@ struct FrameReasons {
   void nameDetections(const std::vector<ObjectDetection>& detections);
 };
 
-/// Keeps what it is told.
+/// Keeps what it is told; of pairs no more than a frame is worth, since boxes that all lie in one place have as many as
+/// there are boxes squared.
 class ReasonKeeper final : public Explainer {
  public:
   /// @param target Takes what comes from now on; null for none.
@@ -33,6 +34,8 @@ class ReasonKeeper final : public Explainer {
   void explainTrack(const TrackExplanation& explanation) override;
 
  private:
+  static constexpr std::size_t kMostPairs = 200'000;
+
   FrameReasons* reasons = nullptr;
 };
 

@@ -142,7 +142,8 @@ struct TrackExplanation {
   std::vector<Verdict> verdicts;         ///< In the order in which they counted.
 };
 
-/// The verdict behind a change; of a track that ended or was lost, the last one that doesn't hold.
+/// The verdict behind a change: of a track that ended or was lost, the last one that doesn't hold; of another one, that
+/// which held only just.
 NIVRA_EXPORT std::optional<Verdict> decisiveVerdict(const TrackExplanation& explanation);
 
 /// @name As people read them

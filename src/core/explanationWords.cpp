@@ -37,9 +37,9 @@ constexpr RuleWords allWords[] = {
     {Rule::edgeDistance, "edgeDistance", "edges {} deviations from where the filter expects them", "at most"},
     {Rule::overlapDistance, "overlapDistance", "1 - IoU of {}", "at most"},
     {Rule::featureDistance, "featureDistance", "appearance {} away", "at most"},
-    {Rule::turn, "turn", "only after surer tracks and cleaner detections, in turn {}", "the winner's being"},
-    {Rule::cost, "cost", "a cost of {}", "the winner's being"},
-    {Rule::order, "order", "the same cost, place {}", "the winner's being"},
+    {Rule::turn, "turn", "a less sure track or detection, which waits for turn {}", "behind the winner's"},
+    {Rule::cost, "cost", "a cost of {}", "above the winner's"},
+    {Rule::order, "order", "the same cost, place {}", "behind the winner's"},
     {Rule::objectnessMargin, "objectnessMargin", "objectness {} below both neighbours", "at least"},
     {Rule::neighbourAngle, "neighbourAngle", "between its neighbours at a cosine of {}", "at most"},
     {Rule::sameLabel, "sameLabel", "another label", "", Unit::none},
@@ -105,6 +105,12 @@ const char* verbOf(Change change) {
       return " ended";
   }
   return "";
+}
+
+/// How far a figure is from its limit, as a share of the larger of the two.
+double marginOf(const Verdict& verdict) {
+  const double most = std::max(std::abs(verdict.figure), std::abs(verdict.limit));
+  return most > 0.0 ? std::abs(verdict.figure - verdict.limit) / most : 0.0;
 }
 
 std::string because(const std::string& reason) { return reason.empty() ? "" : ": " + reason; }
@@ -173,10 +179,13 @@ std::string refusalsInWords(const std::vector<Verdict>& verdicts) {
 
 std::optional<Verdict> decisiveVerdict(const TrackExplanation& explanation) {
   const bool isLoss = explanation.change == Change::ended || explanation.change == Change::lost;
-  const auto& verdicts = explanation.verdicts;
-  const auto decides = [isLoss](const Verdict& each) { return each.rule != Rule::confidence && each.holds != isLoss; };
-  const auto found = std::find_if(verdicts.rbegin(), verdicts.rend(), decides);
-  return found == verdicts.rend() ? std::nullopt : std::optional(*found);
+  std::optional<Verdict> decisive;
+  for (const Verdict& each : explanation.verdicts) {
+    if (each.rule == Rule::confidence || each.holds == isLoss) continue;
+    const bool isOfGain = each.rule != Rule::survival && (!decisive || marginOf(each) < marginOf(*decisive));
+    if (isLoss || isOfGain) decisive = each;
+  }
+  return decisive;
 }
 
 std::string inWords(const InBetweenExplanation& explanation) {

@@ -99,6 +99,52 @@ TEST_F(Explain, CountsTheSwitchesOfEval) {
   EXPECT_GT(switches, 0U);
 }
 
+TEST_F(Explain, TellsWhomIdentitiesFollowAtASwitch) {
+  std::string detections;
+  std::string truth;
+  for (int frame = 1; frame <= 30; ++frame) {
+    for (const int place : {0, 1}) {
+      detections += fmt::format("{},-1,{},200,50,150,0.9\n", frame, 100 + 400 * place);
+      const int person = frame < 10 ? place : 1 - place;  // as if they had changed places at once
+      truth += fmt::format("{},{},{},200,50,150,1,1,1\n", frame, person + 1, 100 + 400 * place);
+    }
+  }
+  const std::string input =
+      sequence(detections, "[Sequence]\nframeRate=25\nseqLength=30\nimWidth=1280\nimHeight=720\n");
+  const std::string told = tell({input, "--truth", write("gt.txt", truth)});
+  EXPECT_NE(
+      told.find("frame 10 (0.360 s): person 1 goes from id 0 to id 1: id 0 has gone to detection 0, and id 1 is on "
+                "detection 1; id 0 follows person 2 from frame 10 on; id 1 followed person 2 until frame 9\n"),
+      std::string::npos)
+      << told;
+}
+
+TEST_F(Explain, CountsOnWhereACameraBeginsAnew) {
+  std::string session;
+  for (int frame = 0; frame < 9; ++frame) {
+    session += fmt::format(
+        R"({{"camera":"gate","picture":[640,480],"timestamp":1{}00000000,"detections":[{{"box":[{},9,99,99],"label":"car"}}]}})"
+        "\n",
+        frame, 10 + frame);
+  }
+  const std::string input = write("twice.jsonl", session + "{\"camera\":\"gate\",\"end\":true}\n" + session);
+  EXPECT_EQ(
+      tell({input, "--id", "0"}),
+      "2 identities\nframe 1 (0.000 s): id 0 began here; no track was near\nframe 5 (0.400 s): id 0 was confirmed: "
+      "smoothed log-likelihood 4.63, confirmed above 4 (vanilla.confidentLikelihoodThreshold)\n"
+      "frame 9 (0.800 s): id 0 was there when its camera ended\n");
+  for (int id = 0; id < 2; ++id) {
+    const int before = 9 * id;
+    EXPECT_EQ(
+        tell({input, "--id", std::to_string(id)}),
+        fmt::format("2 identities\nframe {0} (0.000 s): id {1} began here; no track was near\nframe {2} (0.400 s): id "
+                    "{1} was confirmed: smoothed log-likelihood 4.63, confirmed above 4 "
+                    "(vanilla.confidentLikelihoodThreshold)\nframe {3} (0.800 s): id {1} {4}\n",
+                    before + 1, id, before + 5, before + 9,
+                    id == 0 ? "was there when its camera ended" : "is there to the end"));
+  }
+}
+
 TEST_F(Explain, TellsTheNarrowestDecisionsFirst) {
   double last = 0.0;
   std::size_t count = 0;
