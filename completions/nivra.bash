@@ -25,7 +25,7 @@ _nivra() {
     replay | plot)
       options="$input --tracker --preset --params --param --associate --labels --stabilise --max-detections --report --hold --boxes --beside --tracks --truth"
       options+=' --truth-from --preprocess' files=yes
-      if [[ $command == replay ]]; then options+=' --zones --pictures --video --embed'; else options+=' --kind --camera'; fi ;;
+      if [[ $command == replay ]]; then options+=' --zones --no-reasons --pictures --video --embed'; else options+=' --kind --camera'; fi ;;
     tune)
       options="$input --truth --truth-from --preprocess --tracker --preset --params --param --vary --objective --evaluations"
       options+=' --folds --least-gain --seed --associate --labels --stabilise --max-detections --report --hold --boxes'

@@ -72,6 +72,8 @@ class TrackWriter {
  public:
   virtual ~TrackWriter() = default;
 
+  /// Told as soon as a frame is tracked, before any choice of what is told of it.
+  virtual void tracked(const Frame&, const FrameTracks&) {}
   virtual void frame(const Frame& frame, const FrameTracks& result, TextBuffer& text) = 0;
   virtual void motion(const CameraMotion& motion, TextBuffer& text) = 0;
   virtual void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& text) = 0;

@@ -246,7 +246,8 @@ class CameraPacker {
     packIdentities(identities);
     packMerges(run.sequence.merges, identities);
     packCounts(run.counts);
-    if (run.matching) packMatching(*run.matching, truth);
+    if (run.reasons) packReasons(run.reasons->lives, identities);
+    if (run.matching) packMatching(run, truth);
     json += '}';
   }
 
@@ -262,12 +263,37 @@ class CameraPacker {
     });
   }
 
-  void packMatching(const SequenceMatching& matching, const Identities& truth) {
-    appendArrayField(json, R"(,"switches":)", matching.switches, [&](TextBuffer&, std::size_t at) {
+  /// What happened to each identity, in the order of frames.
+  void packReasons(const std::vector<Told>& lives, const Identities& identities) {
+    std::vector<std::vector<const Told*>> told(identities.ids.size());
+    for (const Told& each : lives) {
+      const auto place = identities.places.find(each.track);
+      if (place != identities.places.end()) told[place->second].push_back(&each);
+    }
+    appendArrayField(json, R"(,"reasons":)", told, [&](TextBuffer&, const auto& life) {
+      appendArray(json, life, [&](TextBuffer&, const Told* each) {
+        appendField(json, R"({"frame":)", each->frame, appendWhole);
+        appendField(json, R"(,"sentence":)", each->sentence, appendQuoted);
+        json += '}';
+      });
+    });
+  }
+
+  void packSwitches(const RecordedTracks& run, const Identities& truth) {
+    std::size_t index = 0;
+    appendArrayField(json, R"(,"switches":)", run.matching->switches, [&](TextBuffer&, std::size_t at) {
       const IdentifiedRow& row = camera.truth->rows[at];
       const auto place = static_cast<std::int64_t>(truth.places.at(row.identified.identity));
-      appendArray(json, std::array<std::int64_t, 2>{row.frame, place}, appendWhole);
+      appendField(json, R"({"frame":)", row.frame, appendWhole);
+      appendField(json, R"(,"person":)", place, appendWhole);
+      if (run.reasons) appendField(json, R"(,"sentence":)", run.reasons->switches[index++].sentence, appendQuoted);
+      json += '}';
     });
+  }
+
+  void packMatching(const RecordedTracks& run, const Identities& truth) {
+    const SequenceMatching& matching = *run.matching;
+    packSwitches(run, truth);
     std::vector<FigureName> shown;
     std::copy_if(figureNames().begin(), figureNames().end(), std::back_inserter(shown),
                  [](const FigureName& figure) { return figure.isShown; });

@@ -47,11 +47,21 @@ void CameraDrafts::addDetections(Draft& draft, const Frame& frame, int number) {
   }
 }
 
-void Recorder::frame(const Frame& frame, const FrameTracks& result, TextBuffer&) {
+void Recorder::tracked(const Frame& frame, const FrameTracks& result) {
   CameraDrafts::Draft& draft = drafts.at(frame.camera);
   Camera& camera = cameraOf(frame, draft);
   const int number = camera.numbering.next(*frame.timestamp);
-  if (keepsDetections) CameraDrafts::addDetections(draft, frame, number);
+  for (const TrackReport& each : result.tracks) {
+    camera.nextId = std::max(camera.nextId, camera.firstId + each.track.id + 1);
+  }
+  if (keeps.detections) CameraDrafts::addDetections(draft, frame, number);
+  if (keeps.reasons) draft.chronicles[camera.run].add(number, frame, result);
+}
+
+void Recorder::frame(const Frame& frame, const FrameTracks& result, TextBuffer&) {
+  CameraDrafts::Draft& draft = drafts.at(frame.camera);
+  Camera& camera = cameraOf(frame, draft);
+  const int number = camera.numberingOfTold.next(*frame.timestamp);
   RecordedTracks& run = draft.camera.runs[camera.run];
   for (const TrackReport& report : result.tracks) {
     IdentifiedRow row = rowOf(report.track, number, camera, draft);
@@ -85,6 +95,7 @@ void Recorder::end(const CameraEnd& end, const std::set<int>&, TextBuffer&) {
   found->second.firstId = found->second.nextId;
   std::vector<Event> happened;
   found->second.events.end(happened);
+  if (keeps.reasons) drafts.at(end.camera).chronicles[found->second.run].cutOff();
 }
 
 Recorder::Camera& Recorder::cameraOf(const Frame& frame, CameraDrafts::Draft& draft) {
@@ -97,8 +108,8 @@ Recorder::Camera& Recorder::cameraOf(const Frame& frame, CameraDrafts::Draft& dr
   tracks.sequence.name = tracks.sequence.file = frame.camera;
   tracks.sequence.inPixels = draft.camera.inPixels;
   CameraEvents events(zones, frame.camera, aspectRatio(draft.camera.picture));
-  return cameras.emplace(frame.camera, Camera{FrameNumbering(frameRate, std::nullopt), std::move(events), run})
-      .first->second;
+  const FrameNumbering numbering(frameRate, std::nullopt);
+  return cameras.emplace(frame.camera, Camera{numbering, numbering, std::move(events), run}).first->second;
 }
 
 IdentifiedRow Recorder::rowOf(const TrackedObjectDetection& track, int number, Camera& camera,
@@ -106,7 +117,6 @@ IdentifiedRow Recorder::rowOf(const TrackedObjectDetection& track, int number, C
   IdentifiedRow row;
   row.frame = number;
   row.identified = {toPixels(track.box, draft.camera.picture), camera.firstId + track.id};
-  camera.nextId = std::max(camera.nextId, row.identified.identity + 1);
   row.label = CameraDrafts::placeOf(draft, track.label);
   row.score = track.score;
   row.confident = track.confident;

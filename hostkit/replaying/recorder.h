@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "hostkit/explaining/chronicle.h"
 #include "hostkit/formats/format.h"
 #include "hostkit/formats/frameTimes.h"
 #include "hostkit/replaying/recording.h"
@@ -17,8 +18,9 @@ class CameraDrafts {
  public:
   struct Draft {
     RecordedCamera camera;
-    std::map<int, std::uint64_t> timestamps;  // ns, of the frames whose time is known
-    std::map<std::string, int> labels;        // their places
+    std::map<int, std::uint64_t> timestamps;      // ns, of the frames whose time is known
+    std::map<std::string, int> labels;            // their places
+    std::map<std::size_t, Chronicle> chronicles;  // of runs by their places, if reasons are asked for
   };
 
   /// The camera of that name; a new one if there is none.
@@ -47,19 +49,22 @@ class CameraDrafts {
   std::map<std::string, std::size_t> places;
 };
 
-/// Keeps what a tracker makes of each frame, and if it is to, what the frame was made of.
+/// What is kept of frames beside what a tracker makes of them.
+struct Recorded {
+  bool detections = false;
+  bool reasons = false;
+};
+
+/// Keeps what a tracker makes of each frame.
 class Recorder final : public TrackWriter {
  public:
   /// @param runName That of the tracker.
   /// @param watched Outlives this object.
-  Recorder(CameraDrafts& cameraDrafts, std::string runName, std::optional<double> knownFrameRate, bool keepDetections,
+  Recorder(CameraDrafts& cameraDrafts, std::string runName, std::optional<double> knownFrameRate, Recorded recorded,
            const Zones& watched)
-      : drafts(cameraDrafts),
-        name(std::move(runName)),
-        frameRate(knownFrameRate),
-        keepsDetections(keepDetections),
-        zones(watched) {}
+      : drafts(cameraDrafts), name(std::move(runName)), frameRate(knownFrameRate), keeps(recorded), zones(watched) {}
 
+  void tracked(const Frame& frame, const FrameTracks& result) override;
   void frame(const Frame& frame, const FrameTracks& result, TextBuffer& text) override;
   void motion(const CameraMotion&, TextBuffer&) override {}
   void end(const CameraEnd& end, const std::set<int>& removedIds, TextBuffer& text) override;
@@ -67,7 +72,8 @@ class Recorder final : public TrackWriter {
 
  private:
   struct Camera {
-    FrameNumbering numbering;
+    FrameNumbering numbering;        // of frames that are tracked
+    FrameNumbering numberingOfTold;  // likewise told, which may be later
     CameraEvents events;
     std::size_t run = 0;       // in `RecordedCamera::runs`
     std::int64_t firstId = 0;  // of its present tracker
@@ -81,7 +87,7 @@ class Recorder final : public TrackWriter {
   CameraDrafts& drafts;
   std::string name;
   std::optional<double> frameRate;
-  bool keepsDetections;
+  Recorded keeps;
   const Zones& zones;
   std::map<std::string, Camera> cameras;
 };

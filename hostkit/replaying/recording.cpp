@@ -124,6 +124,7 @@ class RecordingRun {
   RecordingRun(const RecordingOptions& recordingOptions, std::ostream& messages)
       : options(recordingOptions), read(options.track.read), tracking(options.track), err(messages) {
     tracking.debug = true;  // which tells of those who are lost
+    tracking.explain = options.reasons;
     const ReportOptions& report = tracking.report;
     if (!report.tracks && !report.hold && !report.boxes) tracking.report = kAllReports;
     read.warn = [this](const std::string& what) { err << "warning: " << what << '\n'; };
@@ -148,7 +149,8 @@ class RecordingRun {
     for (std::size_t i = 0; i < options.recipes.size(); ++i) {
       const NamedRecipe& recipe = options.recipes[i];
       for (const TrackInput& each : options.track.inputs) {
-        auto recorder = std::make_unique<Recorder>(drafts, recipe.name, read.frameRate, i == 0, options.zones);
+        const Recorded recorded = {i == 0, options.reasons};
+        auto recorder = std::make_unique<Recorder>(drafts, recipe.name, read.frameRate, recorded, options.zones);
         const std::string complaint = trackInput(each, tracking, recipe.recipe, std::move(recorder), err);
         if (i == 0 && !complaint.empty()) complaints.push_back(complaint);
       }
@@ -191,7 +193,23 @@ class RecordingRun {
     }
   }
 
+  static RecordedReasons reasonsOf(const Chronicle& chronicle, const RecordedTracks& run,
+                                   const RecordedCamera& camera) {
+    const Teller teller(chronicle);
+    RecordedReasons reasons;
+    for (const auto& [id, life] : chronicle.lives()) {
+      for (Told& each : teller.life(id)) reasons.lives.push_back(std::move(each));
+    }
+    if (run.matching) reasons.switches = teller.switches(*camera.truth, run.sequence, *run.matching);
+    return reasons;
+  }
+
   RecordedCamera finished(Draft& draft) const {
+    for (const auto& [place, chronicle] : draft.chronicles) {
+      RecordedTracks& run = draft.camera.runs[place];
+      run.reasons = reasonsOf(chronicle, run, draft.camera);
+    }
+    draft.chronicles.clear();
     draft.camera.frameCount = lengthOf(draft.camera);
     const auto isElsewhere = [&](const auto& each) { return !each.camera.empty() && each.camera != draft.camera.name; };
     auto& [zones, lines] = draft.camera.zones = options.zones;

@@ -11,6 +11,7 @@
 #include "hostkit/counting/zones.h"
 #include "hostkit/evaluation/preprocessing.h"
 #include "hostkit/evaluation/sequenceMatching.h"
+#include "hostkit/explaining/telling.h"
 #include "hostkit/formats/identities.h"
 #include "hostkit/tracking/tracking.h"
 
@@ -37,6 +38,7 @@ struct RecordingOptions {
   const Format* truthFormat = nullptr;  // told from what the truth holds if null
   std::optional<Preprocessing> preprocessing;  // what the truth of each sequence is made for, if not given
   Zones zones;                                 // that are watched
+  bool reasons = false;                        // whether trackers are asked why they do what they do
 };
 
 /// A box that the detector found.
@@ -52,12 +54,19 @@ struct RecordedCounts {
   Counts counts;
 };
 
+/// Why identities are what they are.
+struct RecordedReasons {
+  std::vector<Told> lives;     // one after the other
+  std::vector<Told> switches;  // those of the matching, in its order
+};
+
 /// What one tracker made of a camera.
 struct RecordedTracks {
   std::string name;
   IdentifiedSequence sequence;               // in pixels; labels are the camera's
   std::vector<IdentifiedRow> lost;           // people who are out of sight, but may be recognised
   std::optional<SequenceMatching> matching;  // if there is truth
+  std::optional<RecordedReasons> reasons;    // if they were asked for, of detections that were tracked here
   std::vector<RecordedCounts> counts;        // whenever they change; of detections that were tracked here
 };
 

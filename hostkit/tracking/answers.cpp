@@ -161,6 +161,7 @@ void Answers::takeEach(Frame& frame) {
   const auto start = Cameras::Clock::now();
   if (const auto refusal = cameras.take(frame, now, result)) return refuse(refusal->field, refusal->message);
   notice.updateTime = Cameras::Clock::now() - start;
+  writer->tracked(frame, result);
   reporting.frame(frame, result, words);
   notice.tracked = &frame;
 }

@@ -20,13 +20,13 @@ export function findersOf(boxes, truth) {
 }
 
 function switchesOf(run, truth) {
-  return run.switches.flatMap(([frame, person]) => {
+  return run.switches.flatMap(({ frame, person, sentence }) => {
     const at = truth.boxOf(person, frame);
     if (at < 0 || run.finders[at] < 0) return [];
     let before = at - 1;
     while (before >= truth.starts[person] && run.finders[before] < 0) --before;
     const other = before < truth.starts[person] ? -1 : run.boxes.identity[run.finders[before]];
-    return [{ kind: "switch", frame, identity: run.boxes.identity[run.finders[at]], other, person }];
+    return [{ kind: "switch", frame, identity: run.boxes.identity[run.finders[at]], other, person, sentence }];
   });
 }
 

@@ -2,9 +2,9 @@ import { LOST, SEEN } from "./boxes.js";
 import { colourOf, shapeOf } from "./colours.js";
 import { countsAt } from "./events.js";
 import { plotOfScores } from "./plots.js";
-import { button, clock, duration, element, percent, plural } from "./text.js";
+import { breakable, button, clock, duration, element, percent, plural } from "./text.js";
 
-const MOST_LISTED = 200;
+const MOST_LISTED = 1000;
 const FIGURES = ["HOTA", "DetA", "AssA", "LocA", "MOTA", "IDF1", "IDSW", "FP", "FN"];
 
 /** Rows of names and what stands for them; those without are left out. */
@@ -14,6 +14,11 @@ function facts(rows) {
     if (values.length > 0) list.append(element("dt", "", name), element("dd", "", ...values));
   }
   return list;
+}
+
+/** Says how many of a list are not shown. */
+function restOf(list) {
+  return list.length > MOST_LISTED ? [element("p", "faint", `and ${list.length - MOST_LISTED} more`)] : [];
 }
 
 /** What is known of an identity from its boxes alone. */
@@ -69,6 +74,8 @@ export class Panel {
     this.theme = theme;
     const { view } = this;
     const parts = [view.selected >= 0 ? this.identity() : this.overview(), this.now];
+    this.reasons = view.selected >= 0 ? this.reasonsOf(view.selected) : [];
+    if (view.selected >= 0) parts.push(this.why());
     const events = this.events();
     if (events) parts.push(events);
     if (view.scene.truth && view.scene.runs.some((run) => run.figures)) parts.push(this.scores());
@@ -133,6 +140,37 @@ export class Panel {
     return [followedBy(boxes, identity).map(([partner, count]) => `${nameOf(partner)} (${plural(count, "frame")})`).join(", ")];
   }
 
+  /** What happened to an identity and why, with the switches that it took part in, in the order of frames. */
+  reasonsOf(identity) {
+    const { reasons, events } = this.view.current;
+    const switches = events.switch.filter((each) => each.sentence && (each.identity === identity || each.other === identity));
+    return [...(reasons?.[identity] ?? []), ...switches].sort((a, b) => a.frame - b.frame);
+  }
+
+  why() {
+    const heading = element("h3", "", "Why");
+    if (!this.view.current.reasons) {
+      return element("section", "why", heading, element("p", "faint", "Reasons are told of detections that nivra replay tracks itself."));
+    }
+    const list = element("ol", "events");
+    for (const { frame, sentence } of this.reasons.slice(0, MOST_LISTED)) {
+      const link = this.frameLink(frame, String(frame));
+      link.append(breakable(sentence));
+      list.append(element("li", "", link));
+    }
+    return element("section", "why", heading, list, ...restOf(this.reasons));
+  }
+
+  /** Marks what happened last until the shown frame, and scrolls its list there. */
+  markReason() {
+    const list = this.root.querySelector(".why ol");
+    const last = this.reasons.findLastIndex(({ frame }) => frame <= this.view.frame);
+    const item = list?.children[last];
+    if (item?.ariaCurrent) return;
+    for (const each of list?.children ?? []) each.ariaCurrent = each === item ? "step" : null;
+    if (item) list.scrollTop = item.offsetTop - list.offsetTop;
+  }
+
   /** What there is of the selection in the shown frame. */
   drawNow() {
     const { scene, current, frame, selected } = this.view;
@@ -150,6 +188,7 @@ export class Panel {
       rows.push(["State", "not there"]);
     }
     for (const { name, words } of countsAt(current, frame)) rows.push([name, words]);
+    this.markReason();
     return this.now.replaceChildren(element("h3", "", `Frame ${frame}`), facts(rows));
   }
 
@@ -163,10 +202,10 @@ export class Panel {
       const words = each.kind === "merge"
         ? [this.identityLink(run, each.other), " became ", this.identityLink(run, each.identity)]
         : ["switch from ", ...(each.other < 0 ? [] : [this.identityLink(run, each.other)]), " to ", this.identityLink(run, each.identity)];
-      list.append(element("li", each.kind, this.frameLink(each.frame, String(each.frame)), " ", ...words));
+      const why = each.sentence ? [element("p", "faint", breakable(each.sentence))] : [];
+      list.append(element("li", each.kind, this.frameLink(each.frame, String(each.frame)), " ", ...words, ...why));
     }
-    const rest = all.length > MOST_LISTED ? [element("p", "faint", `and ${all.length - MOST_LISTED} more`)] : [];
-    return element("section", "", element("h3", "", "Merges and switches"), list, ...rest);
+    return element("section", "", element("h3", "", "Merges and switches"), list, ...restOf(all));
   }
 
   scores() {

@@ -6,6 +6,12 @@ export function element(name, className, ...children) {
   return made;
 }
 
+/** A text that may break between the parts of a parameter's name. */
+export function breakable(text) {
+  const parts = text.split(/(?<=\w\.)(?=[a-z])/);
+  return element("span", "", ...parts.flatMap((part, index) => (index > 0 ? [element("wbr"), part] : [part])));
+}
+
 export function button(text, className, onClick) {
   const made = element("button", className, text);
   made.type = "button";

@@ -186,6 +186,44 @@ class Replay(unittest.TestCase):
         self.assertIn(box["id"], self.text("#panel h2"))
         self.assertIn("vanilla", self.text("#panel"))
 
+    def test_panel_tells_what_explain_says(self):
+        """Of whole lives, of switches, and not of tracks that somebody else made."""
+        def told(*options):
+            return json.loads(nivra("explain", PLAZA, "--tracker", "reid", "--json", *AS_SAID, *options))["told"]
+
+        def shown(selector):
+            return self.script("return [...document.querySelectorAll(arguments[0])].map((each) => each.textContent)", selector)
+
+        switches = told("--truth", PLAZA)
+        self.assertEqual([each["sentence"] for each in switches], shown("#panel li.switch > p"))
+        kinds = set()
+        for name in "0", "2", "17":
+            life = told("--id", name)
+            kinds.update(each["change"] for each in life)
+            taken_part = [each for each in switches if name in map(str, (each["track"], each["other"]))]
+            known = [f"{each['frame']}{each['sentence']}" for each in life + taken_part]
+            browsers.drawn(self.browser, f"view.select(0, view.current.boxes.ids.indexOf('{name}'))")
+            self.assertCountEqual(known, shown(".why li"))
+        self.assertLessEqual({"began", "confirmed", "lost", "revived", "merged", "ended"}, kinds)
+
+        frame = life[-1]["frame"]
+        self.browser.find_elements("css selector", ".why li button")[-1].click()
+        browsers.drawn(self.browser)
+        self.assertEqual(frame, self.frame())
+        self.assertEqual(1, self.script("return document.querySelectorAll('.why [aria-current=step]').length"))
+
+        for options in ["--tracks", self.tracks_of_others()], [PLAZA, "--no-reasons"]:
+            page = self.folder / "unexplained.html"
+            nivra("replay", *options, "--force", "-o", page)
+            browsers.open_page(self.browser, page)
+            self.press("n")
+            self.assertIn("nivra replay tracks itself", self.text(".why"))
+
+    def tracks_of_others(self):
+        tracks = self.folder / "others.jsonl"
+        nivra("track", PLAZA, "--force", "-o", tracks)
+        return f"others={tracks}"
+
     def test_search_finds_identities(self):
         from selenium.webdriver.common.keys import Keys
         self.press("/", "1", "2", Keys.ENTER)

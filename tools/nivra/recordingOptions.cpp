@@ -73,8 +73,15 @@ void RecordingArguments::addZonesTo(Command& command) {
                     [this](const std::string& text) { options.zones = readZones(text); });
 }
 
+void RecordingArguments::addReasonsTo(Command& command) {
+  command.addFlag("--no-reasons", hasNoReasons,
+                  "Leave out why identities begin, change and end, which takes time for large crowds");
+  options.reasons = true;
+}
+
 Recording RecordingArguments::record(const Streams& streams) {
   options.track.read = input.settings;
+  if (hasNoReasons) options.reasons = false;
   if (inputs.empty() && named.empty()) inputs.push_back(kStandardInput);
   for (const std::string& path : inputs) {
     const Format& format = input.formatOf(path, streams.err);

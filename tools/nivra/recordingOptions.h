@@ -16,6 +16,9 @@ struct RecordingArguments {
   /// --zones, for commands that show them.
   void addZonesTo(Command& command);
 
+  /// Asks trackers for their reasons, unless --no-reasons is given.
+  void addReasonsTo(Command& command);
+
   /// Tracks the detections and reads the rest.
   /// @throws UsageError for what doesn't go together, and what `hostkit::record` throws.
   Recording record(const Streams& streams);
@@ -30,6 +33,7 @@ struct RecordingArguments {
   std::vector<std::string> beside;
   std::vector<std::pair<std::string, std::string>> named;  // tracks and their paths
   std::string truthFrom;
+  bool hasNoReasons = false;
 };
 
 }  // namespace nivra::tool

@@ -25,9 +25,13 @@ What goes in
   Several cameras are chosen in the page. Tracks and truth are of the camera that is
   called as they are, or of the only one.
 
+  Of detections that are tracked here, the page tells of each identity why it began,
+  was lost, revived, merged or ended, and why it went without detections, as explain
+  does.
+
 With --truth
   The page shows who is found, missed or switched and which boxes are false, by the
-  matching of eval, and its figures.
+  matching of eval, and its figures; and of each switch why it happened.
 
 Examples
       nivra replay examples/data/plaza --tracker reid -o replay.html
@@ -88,6 +92,7 @@ void addReplayCommand(CLI::App& app, const Streams& streams) {
   Command command(app, "replay", "Write a page that shows tracks in a browser", kHelp);
   given->recording.addTo(command);
   given->recording.addZonesTo(command);
+  given->recording.addReasonsTo(command);
   given->output.addTo(command, "FILE", "Where the page goes; standard output if not given or -");
   command.addTexts("--pictures", given->pictures, "[CAMERA=]FOLDER",
                    "A picture for each frame, to stand behind the boxes; may be repeated");
