@@ -80,7 +80,8 @@ void CameraEvents::end(std::vector<Event>& events) {
 Counts CameraEvents::counts() const {
   Counts counts = totals;
   for (const auto& [identity, followed] : identities) {
-    for (std::size_t i = 0; followed.isConfirmed && i < zones.size(); ++i) {
+    const bool isThere = followed.isConfirmed && !followed.isLost;
+    for (std::size_t i = 0; isThere && i < zones.size(); ++i) {
       if (followed.zones[i].presence != Presence::inside) continue;
       ++counts[{{PlaceKind::zone, zones[i]->name}, followed.label}].inside;
     }
@@ -101,8 +102,9 @@ void CameraEvents::see(const Frame& frame, const TrackReport& report) {
   followed.toldIn = frameNumber;
   followed.label = track.label;
   if (report.detectionId >= 0) {
+    const std::uint64_t gone = followed.isLost ? followed.life.last.timestamp : now;
     prolong(followed.life, frame, track);
-    walk(followed, track.box);
+    walk(followed, track.box, gone);
   }
   if (track.confident && !followed.isConfirmed) confirm(followed);
   if (followed.isLost) {
@@ -122,14 +124,15 @@ void CameraEvents::prolong(Life& life, const Frame& frame, const TrackedObjectDe
   }
 }
 
-void CameraEvents::walk(Followed& followed, const Box& box) {
+/// @param gone When they left who are seen outside of a zone for the first time.
+void CameraEvents::walk(Followed& followed, const Box& box, std::uint64_t gone) {
   const Position place = placed({middle(box).x, box.bottom});
   const double margin = kMargin * static_cast<double>(height(box));
-  for (std::size_t i = 0; i < zones.size(); ++i) visit(followed, i, place, margin);
+  for (std::size_t i = 0; i < zones.size(); ++i) visit(followed, i, place, margin, gone);
   for (std::size_t i = 0; i < lines.size(); ++i) cross(followed, i, place, margin);
 }
 
-void CameraEvents::visit(Followed& followed, std::size_t zone, Position place, double margin) {
+void CameraEvents::visit(Followed& followed, std::size_t zone, Position place, double margin, std::uint64_t gone) {
   std::vector<Position> polygon;
   for (const Position& corner : zones[zone]->polygon) polygon.push_back(placed(corner));
   for (std::size_t i = 0, before = polygon.size() - 1; i < polygon.size(); before = i++) {
@@ -141,7 +144,7 @@ void CameraEvents::visit(Followed& followed, std::size_t zone, Position place, d
     stay = {Presence::inside, now};
     happen(followed, {Event::Kind::entered, now, 0, "", {PlaceKind::zone, zones[zone]->name}});
   } else if (!inside) {
-    leave(followed, zone, now);
+    leave(followed, zone, gone);
     stay.presence = Presence::outside;
   }
 }

@@ -62,7 +62,7 @@ struct Event {
 struct Count {
   std::uint64_t times = 0;       // identities were confirmed, zones entered, lines crossed
   std::uint64_t identities = 0;  // to which that happened, each once however often, and merged ones as one
-  std::uint64_t inside = 0;      // identities that are in a zone
+  std::uint64_t inside = 0;      // identities that are in a zone, and not lost
 };
 using Counts = std::map<std::pair<CountedPlace, std::string>, Count>;
 
@@ -120,8 +120,8 @@ class CameraEvents {
 
   void see(const Frame& frame, const TrackReport& report);
   static void prolong(Life& life, const Frame& frame, const TrackedObjectDetection& track);
-  void walk(Followed& followed, const Box& box);
-  void visit(Followed& followed, std::size_t zone, Position place, double margin);
+  void walk(Followed& followed, const Box& box, std::uint64_t gone);
+  void visit(Followed& followed, std::size_t zone, Position place, double margin, std::uint64_t gone);
   void cross(Followed& followed, std::size_t line, Position place, double margin);
   double offset(std::size_t line, Position place) const;
   bool isCrossedBetween(std::size_t line, const ClearPlace& before, const ClearPlace& after) const;
