@@ -349,7 +349,7 @@ TEST(ExplanationWords, NameWhoIsMeantAndWhatDecided) {
   const Verdict sure = {Rule::confidence, true, -0.1, -0.5, "vanilla.confidentLikelihoodThreshold"};
   const Verdict label = {Rule::label, false, 1.0, 0.0, ""};
   const std::string width = "width changed by 2.37 of itself, at most 1 (vanilla.widthRelativeDiffGating)";
-  const std::string cost = "a cost of 0.25, the winner's being 0.2500001";
+  const std::string cost = "a cost of 0.25, above the winner's 0.2500001";
   const Decision refused = {Outcome::refused, {sure, wide, label}, {}};
   const Decision outbid = {Outcome::outbid, {near}, 0.25F};
   const Decision matched = {Outcome::matched, {sure}, 0.25F};

@@ -264,7 +264,10 @@ ReadChronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& 
     throw UsageError("several cameras: --camera takes one of " + choice);
   }
   if (chronicle.frames().empty()) {
-    if (options.camera.empty()) throw FileError(fmt::format("{}: no frames", input.path));
+    const std::string bad = result.badRecords == 0
+                                ? ""
+                                : fmt::format(", but {} bad lines; nivra track says what they are", result.badRecords);
+    if (options.camera.empty()) throw FileError(fmt::format("{}: no frames{}", input.path, bad));
     throw UsageError(fmt::format("--camera {}: there is no such camera", options.camera));
   }
   if (told) result.tracks = told->finish(chronicle.frames());

@@ -31,15 +31,19 @@ class Explaining {
     result.badRecords = run.badRecords;
     result.totals = totalsOf(run);
     if (options.frame) result.reasons = chronicle.frames()[positionOf(*options.frame)].reasons;
-    for (Told& each : told()) {
+    std::vector<Told> all = told();
+    for (Told& each : all) {
       std::optional<Check> check;
       if (each.turn) check = checkOf(*each.turn);
       result.told.push_back({std::move(each), std::move(check)});
     }
+    result.leftUnchecked = leftUnchecked;
     return result;
   }
 
  private:
+  static constexpr std::size_t kMostRuns = 100;  // to check decisions by
+
   /// All that was asked for.
   std::vector<Told> told() const {
     const Teller teller(chronicle);
@@ -93,6 +97,10 @@ class Explaining {
     if (value.empty()) return std::nullopt;
     const auto key = std::pair<std::string, std::string>(turn.verdict.parameter, value);
     auto found = others.find(key);
+    if (found == others.end() && others.size() == kMostRuns) {
+      leftUnchecked = true;
+      return std::nullopt;
+    }
     if (found == others.end()) {
       ReadChronicle other = follow(recipe.with(key.first, key.second), false);
       Totals totals = totalsOf(other);
@@ -134,6 +142,7 @@ class Explaining {
   ReadChronicle run;
   const Chronicle& chronicle = run.chronicle;
   std::map<std::pair<std::string, std::string>, std::pair<Chronicle, Totals>> others;  // by parameter and value
+  bool leftUnchecked = false;
 };
 
 std::string changeInWords(const char* what, double before, double after, const char* unit) {

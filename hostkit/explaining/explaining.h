@@ -48,6 +48,7 @@ struct Explanations {
   std::vector<Explained> told;
   std::optional<FrameReasons> reasons;  // all that was told of the frame that was asked for
   std::size_t badRecords = 0;           // of the input, which were passed over
+  bool leftUnchecked = false;           // some decisions, behind a hundred runs
 };
 
 /// Tracks an input, explains what was chosen, and checks what other values of parameters would have changed.

@@ -137,6 +137,7 @@ class RecordingRun {
     Recording recording;
     for (const std::string& each : complaints) recording.complaint += (recording.complaint.empty() ? "" : "; ") + each;
     for (Draft& each : drafts.all()) recording.cameras.push_back(finished(each));
+    if (recording.cameras.empty() && !recording.complaint.empty()) throw FileError(recording.complaint);
     if (recording.cameras.empty()) throw FileError("there is nothing to be seen");
     return recording;
   }

@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -23,7 +24,7 @@ constexpr char kHelp[] = R"(What is told
   Each sentence names the rule that decided, its figure and its limit, and in
   brackets the parameter that sets the limit. Where one parameter alone would have
   changed the decision, the input is tracked again with it, and the line below
-  tells whether it did, and what else it changed.
+  tells whether it did, and what else it changed; for a hundred values at most.
 
   Identities are those of nivra track, whose options for labels, parameters and
   cameras hold here, too. The input is read several times, and so is no pipe.
@@ -36,6 +37,11 @@ Examples
 constexpr Range<int> kIdentityNumbers = {0, std::numeric_limits<int>::max()};
 constexpr Range<std::size_t> kDecisionCounts = {1, 100'000};
 
+bool isThere(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::exists(path, ignored);
+}
+
 struct Arguments {
   ExplainOptions options;
   std::string inputPath;
@@ -47,7 +53,7 @@ struct Arguments {
 
 void run(Arguments& given, const Streams& streams) {
   ExplainOptions& options = given.options;
-  if (!canBeReadTwice(given.inputPath)) {
+  if (given.inputPath == kStandardInput || (isThere(given.inputPath) && !canBeReadTwice(given.inputPath))) {
     throw UsageError(given.inputPath + ": expected a file or a folder, as it is read several times");
   }
   options.track.read = given.input.settings;
@@ -55,6 +61,9 @@ void run(Arguments& given, const Streams& streams) {
   const Explanations explanations = explain(options, given.tracker.recipe(streams.err), streams.err);
   if (explanations.badRecords > 0) {
     streams.err << "warning: " << explanations.badRecords << " lines were passed over; nivra track says why\n";
+  }
+  if (explanations.leftUnchecked) {
+    streams.err << "warning: a hundred other values of parameters were tried; of decisions behind, none was\n";
   }
   print((given.asJson ? reportAsJson : reportAsText)(explanations), given.output.target(streams.out));
 }
