@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """Measures workers on a Redis of their own beside `nivra track`, and prints the tables of docs/scale.md.
 
-usage: workers.py BUILD [--frames N] [--lag-seconds S]; BUILD is a folder of the preset bench.
+usage: workers.py BUILD [--frames N] [--rounds N] [--lag-seconds S]; BUILD is a folder of the preset bench.
 """
 import argparse
 import contextlib
 import json
+import os
 import pathlib
 import random
 import re
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -71,17 +73,33 @@ def server(fsync=""):
             redis.kill()
 
 
+def processor_seconds_at_end(process):
+    """Waits until it has ended."""
+    _, status, usage = os.wait4(process.pid, 0)
+    process.returncode = os.waitstatus_to_exitcode(status)
+    return usage.ru_utime + usage.ru_stime
+
+
+def processor_seconds(process):
+    """So far."""
+    fields = pathlib.Path(f"/proc/{process.pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
 def seconds_of_track(bench, stream):
+    """By the clock, and of the processor."""
     begin = time.monotonic()
-    subprocess.run([bench.tool, "track", *LABELS], stdin=open(stream), stdout=subprocess.DEVNULL,
-                   stderr=subprocess.DEVNULL, check=True)
-    return time.monotonic() - begin
+    process = subprocess.Popen([bench.tool, "track", *LABELS], stdin=open(stream), stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
+    busy = processor_seconds_at_end(process)
+    return time.monotonic() - begin, busy
 
 
 def seconds_of_workers(bench, stream, frames, count, fsync="", options=()):
-    """From the first answer to the last one, and what the workers say of themselves."""
+    """From the first answer to the last one, of the processor for workers and Redis, and what the workers say."""
     with server(fsync) as redis:
         subprocess.run(bench.command(redis, "feed", "--most-waiting", "1000000", stream), check=True)
+        fed = processor_seconds(redis.process)
         metrics = [bench.folder / f"metrics{i}" for i in range(count)]
         begin = time.monotonic()
         workers = [subprocess.Popen(bench.command(redis, "run", *LABELS, "--metrics", path, *options)) for path in metrics]
@@ -94,36 +112,33 @@ def seconds_of_workers(bench, stream, frames, count, fsync="", options=()):
         seconds = time.monotonic() - begin
         for each in workers:
             each.terminate()
-        for each in workers:
-            each.wait()
-        return seconds, [bench.figures(path) for path in metrics]
+        busy = sum(processor_seconds_at_end(each) for each in workers)
+        return seconds, (busy, processor_seconds(redis.process) - fed), [bench.figures(path) for path in metrics]
 
 
-def measure_throughput(bench, frames):
+def measure_throughput(bench, frames, rounds):
     stream = bench.folder / "stream.jsonl"
     with open(stream, "w") as file:
         file.writelines(lines_of(CAMERAS, frames, 100))
-    best = {}
-    figures = {}
-    kinds = {"`nivra track`": None, "1 worker": (1, ""), "2 workers": (2, ""), "4 workers": (4, ""),
+    kinds = {"1 worker": (1, ""), "2 workers": (2, ""), "4 workers": (4, ""),
              "1 worker, appendfsync everysec": (1, "everysec"), "1 worker, appendfsync always": (1, "always")}
-    for _ in range(3):
+    speeds, costs, shares = ({name: [] for name in kinds} for _ in range(3))
+    for _ in range(rounds):
         for name, kind in kinds.items():
-            if kind is None:
-                seconds = seconds_of_track(bench, stream)
-            else:
-                seconds, figures[name] = seconds_of_workers(bench, stream, frames, *kind)
-            best[name] = min(seconds, best.get(name, seconds))
-    print(f"{frames} frames of {CAMERAS} cameras, 100 detections each\n")
-    print("| | frames per second | of `nivra track` |\n|---|---|---|")
-    for name, seconds in best.items():
-        print(f"| {name} | {frames / seconds:,.0f} | {100 * best['`nivra track`'] / seconds:.0f} % |")
-    one = figures["1 worker"][0]
-    whole = best["1 worker"]
-    print(f"\nOf the time of one worker: answers {100 * one['busy_seconds_total'] / whole:.0f} %, "
-          f"commits {100 * one['commit_seconds_sum'] / whole:.0f} %, "
-          f"states {100 * one['state_seconds_total'] / whole:.1f} % "
-          f"({one['states_total']:.0f} of {one['state_bytes_total'] / one['states_total'] / 1000:.0f} kB)")
+            track_seconds, track_busy = seconds_of_track(bench, stream)
+            seconds, busy, figures = seconds_of_workers(bench, stream, frames, *kind)
+            speeds[name].append(track_seconds / seconds)
+            costs[name].append([each / track_busy for each in busy])
+            shares[name].append([figures[0][each] / seconds for each in
+                                 ("busy_seconds_total", "commit_seconds_sum", "state_seconds_total")])
+    print(f"{frames} frames of {CAMERAS} cameras, 100 detections each, beside `nivra track` on the same lines; the middle "
+          f"of {rounds} pairs of runs\n")
+    print("| | frames per second | processor time of the workers | and of Redis |\n|---|---|---|---|")
+    for name in kinds:
+        figures = [statistics.median(each) for each in (speeds[name], *zip(*costs[name]))]
+        print(f"| {name} | " + " | ".join(f"{100 * each:.0f} %" for each in figures) + " |")
+    answers, commits, states = (100 * statistics.median(each) for each in zip(*shares["1 worker"]))
+    print(f"\nOf the time of one worker, answers take {answers:.0f} %, commits {commits:.0f} %, states {states:.1f} %.")
 
 
 def measure_lag(bench, seconds, cameras=1000, rate=10):
@@ -159,12 +174,13 @@ def measure_lag(bench, seconds, cameras=1000, rate=10):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--frames", type=int, default=16_000)
+    parser.add_argument("--frames", type=int, default=6_000)
+    parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--lag-seconds", type=int, default=15)
     arguments = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:
         bench = Bench(arguments.build.resolve(), folder)
-        measure_throughput(bench, arguments.frames)
+        measure_throughput(bench, arguments.frames, arguments.rounds)
         measure_lag(bench, arguments.lag_seconds)
 
 

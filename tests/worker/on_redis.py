@@ -104,6 +104,13 @@ class OnRedis(unittest.TestCase):
                 self.assertEqual(self.redis.ask("HEXISTS", f"{name}:{{0}}:shard", "triers"), "0")
                 self.assertEqual(self.redis.ask("HEXISTS", f"{name}:{{0}}:shard", "takeovers"), "0")
 
+    def test_workers_that_leave_have_died_of_nothing(self):
+        note = "return redis.call('HSET', KEYS[2], 'triers', 'other ' .. redis.call('ZRANGE', KEYS[1], 0, 0)[1] .. ' ')"
+        with self.worker():
+            self.wait_for(1, "ZCARD", "nivra:workers")
+            self.redis.ask("EVAL", note, "2", "nivra:workers", "nivra:{0}:shard")
+        self.assertEqual(self.redis.ask("HSTRLEN", "nivra:{0}:shard", "triers"), str(len("other ")))
+
     def test_queues_have_an_end(self):
         lines = "".join(f'{{"camera":"a","timestamp":{i}}}\n' for i in range(50))
         self.redis.ask("SET", "nivra:shards", "1")

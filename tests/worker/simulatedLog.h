@@ -121,7 +121,9 @@ class SimulatedClient final : public Log {
         if (shard.epoch != each.epoch) continue;
         shard.owner.clear();
       }
-      if (leaves) log.workers.erase(name);
+      if (!leaves) return 0;
+      for (SimulatedLog::Shard& each : log.shards) each.triers.erase(name);
+      log.workers.erase(name);
       return 0;
     });
   }

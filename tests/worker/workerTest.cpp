@@ -104,6 +104,7 @@ class Story {
     }
     if (!isPeaceful && !log.late.empty() && roll(8) == 0) {
       const auto some = log.late.begin() + roll(static_cast<unsigned>(log.late.size()));
+      wereAway.insert(log.at(some->lease).owner);
       log.commit(*some);
       log.late.erase(some);
     }

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
@@ -72,18 +73,13 @@ class Feeder {
 
   void follow() {
     patience.until([&] { shards = agreeOnShards(connection, redisOptions); });
-    while (collect()) {
-      for (auto& [shard, waiting] : batch) {
-        patience.until([this, to = shard, &theirs = waiting] { put(to, theirs); });
-      }
-    }
+    while (collect()) patience.until([&] { put(); });
     if (options.source.empty()) patience.until([&] { forget(); });
   }
 
  private:
   /// @return False at the end of the input.
   bool collect() {
-    batch.clear();
     std::size_t count = 0;
     std::size_t bytes = 0;
     while (count < options.batch && bytes < kMostBytes && (count == 0 || lines.hasCome())) {
@@ -113,18 +109,26 @@ class Feeder {
     used.insert(shard);
   }
 
-  /// Offers lines until the shard has room for all of them.
-  void put(int shard, std::vector<Line>& waiting) {
+  /// Offers the lines until all shards have room for theirs.
+  void put() {
     constexpr std::chrono::milliseconds kPause{20};
-    const std::string most = std::to_string(options.mostWaiting);
-    while (!waiting.empty()) {
-      RedisConnection::Words words = {source, most};
-      for (const Line& each : waiting) words.insert(words.end(), {each.number, each.kind, each.text, each.usualCamera});
-      connection.sendScript(script, {keys.of(shard, "in"), keys.of(shard, "fed")}, words);
-      const std::int64_t taken = connection.receive().number();
-      waiting.erase(waiting.begin(), waiting.begin() + taken);
-      if (!waiting.empty()) std::this_thread::sleep_for(kPause);
+    while (true) {
+      for (const auto& [shard, waiting] : batch) offer(shard, waiting);
+      for (auto each = batch.begin(); each != batch.end();) {
+        std::vector<Line>& waiting = each->second;
+        waiting.erase(waiting.begin(), waiting.begin() + connection.receive().number());
+        each = waiting.empty() ? batch.erase(each) : std::next(each);
+      }
+      if (batch.empty()) return;
+      std::this_thread::sleep_for(kPause);
     }
+  }
+
+  void offer(int shard, const std::vector<Line>& waiting) {
+    const std::string most = std::to_string(options.mostWaiting);
+    RedisConnection::Words words = {source, most};
+    for (const Line& each : waiting) words.insert(words.end(), {each.number, each.kind, each.text, each.usualCamera});
+    connection.sendScript(script, {keys.of(shard, "in"), keys.of(shard, "fed")}, words);
   }
 
   /// A source that nobody can name again need not be remembered.

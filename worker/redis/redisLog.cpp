@@ -81,6 +81,14 @@ end
 return {now, redis.call('XLEN', KEYS[3])}
 )";
 
+/// KEYS: shard. ARGV: worker. It lives, so it has died of no entry.
+constexpr char kExonerate[] = R"(
+local triers = redis.call('HGET', KEYS[1], 'triers') or ''
+local first, last = string.find(triers, ARGV[1] .. ' ', 1, true)
+if first then redis.call('HSET', KEYS[1], 'triers', string.sub(triers, 1, first - 1) .. string.sub(triers, last + 1)) end
+return 1
+)";
+
 /// KEYS: shard. ARGV: epoch.
 constexpr char kRelease[] = R"(
 if redis.call('HGET', KEYS[1], 'epoch') ~= ARGV[1] then return 0 end
@@ -140,8 +148,9 @@ RedisLog::RedisLog(const RedisOptions& redis, const RedisLogOptions& logOptions,
       takeScript{kTake},
       commitScript{kCommit},
       releaseScript{kRelease},
+      exonerateScript{kExonerate},
       connection(redis.address, redis.patience,
-                 {&joinScript, &renewScript, &takeScript, &commitScript, &releaseScript}),
+                 {&joinScript, &renewScript, &takeScript, &commitScript, &releaseScript, &exonerateScript}),
       reading(redis.address, redis.patience, {}) {}
 
 Standing RedisLog::claim(const std::vector<Lease>& held) {
@@ -306,8 +315,15 @@ void RedisLog::release(const std::vector<Lease>& leases, bool leaves) {
   for (const Lease& each : leases) {
     connection.sendScript(releaseScript, {keys.of(each.shard, "shard")}, {std::to_string(each.epoch)});
   }
-  if (leaves) connection.send({"ZREM", keys.workers(), self});
-  for (std::size_t i = 0; i < leases.size() + (leaves ? 1 : 0); ++i) connection.receive();
+  for (std::size_t i = 0; i < leases.size(); ++i) connection.receive();
+  if (leaves) leave();
+}
+
+void RedisLog::leave() {
+  for (int shard = 0; shard < shards; ++shard)
+    connection.sendScript(exonerateScript, {keys.of(shard, "shard")}, {self});
+  for (int shard = 0; shard < shards; ++shard) connection.receive();
+  connection.ask({"ZREM", keys.workers(), self});
 }
 
 }  // namespace nivra::worker

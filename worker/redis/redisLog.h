@@ -35,6 +35,7 @@ class RedisLog final : public Log {
  private:
   void takeFree(const std::set<int>& held, const std::set<std::string>& living, Standing& standing);
   void lookAtFull();
+  void leave();
   std::size_t affordable(std::size_t most) const;
   void ask(const std::map<int, Position>& cursors, std::size_t most, std::chrono::milliseconds patience);
   std::vector<Batch> receive();
@@ -48,6 +49,7 @@ class RedisLog final : public Log {
   RedisScript takeScript;
   RedisScript commitScript;
   RedisScript releaseScript;
+  RedisScript exonerateScript;
   RedisConnection connection;
   RedisConnection reading;        // of its own, as it waits for entries to come
   int shards = 0;                 // 0 until it is known
