@@ -11,15 +11,7 @@ mkdir -p "$work_dir/examples"
 cp -r "$source_dir/examples/host" "$work_dir/examples/host"
 cd "$work_dir"
 
-fail() { echo "$*" >&2; exit 1; }
-quietly() { "$@" >"$work_dir/output" 2>&1 || { cat "$work_dir/output"; fail "failed: $*"; }; }
-expect() { # what is compared, expected, actual
-  [ "$2" = "$3" ] || fail "$1: expected"$'\n'"$2"$'\n'"but there is"$'\n'"$3"
-}
-expect_hosts() { # how many
-  [ "$(grep -c "frame 49: identity 0 .*confident" log)" -eq "$1" ] ||
-    { cat log; fail "expected $1 hosts that track, but they printed this"; }
-}
+. "$source_dir/tests/packaging/installed.sh"
 files_in() { (cd "$1" && find . ! -type d | sed 's|^\./||' | sort); } # folders
 
 echo "components"
@@ -59,19 +51,20 @@ prefix=$work_dir/moved/development
 libdir=$(dirname "$(find "$prefix" -name 'libnivra.so' -o -name 'libnivra.a')")
 
 echo "README.md"
-# The blocks about an installed library, as they stand there but for the prefix and this build's compiler and flags.
-blocks=$(sed -n '/^## Embed it/,/^## /{/^```sh$/,/^```$/p}' "$source_dir/README.md" |
-  sed '1,/^```$/d; /^```/d' | sed "s|/opt/nivra/lib|$libdir|g; s|/opt/nivra|$prefix|g")
-run_blocks() (
+# With this build's compiler and flags.
+(
   # shellcheck disable=SC2086  # flags are words
   g++() { command "$compiler" $flags "$@"; }
   export -f g++
   export compiler flags CXX=$compiler CXXFLAGS=$flags
-  mkdir build
-  bash -ec "$blocks"
+  run_readme_hosts "$source_dir/README.md" "$prefix" "$libdir"
 )
-run_blocks >log 2>&1 || { cat log; exit 1; }
-expect_hosts 3
+
+if [ -e "$libdir/libnivra_c.so" ]; then
+  echo "docs/c.md"
+  PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir \
+    run_c_program "$source_dir/docs/c.md" -D CMAKE_PREFIX_PATH="$prefix" -D CMAKE_C_FLAGS="$flags"
+fi
 
 echo "no other library"
 # Eigen is for tests and benchmarks: neither headers nor CMake's and pkg-config's files may ask a host for it.
