@@ -16,6 +16,11 @@ ROOT = Path(__file__).parent.resolve()
 class CMakeBuild(build_ext):
     def build_extension(self, ext):
         target = Path(self.get_ext_fullpath(ext.name)).resolve()
+        target.parent.mkdir(parents=True, exist_ok=True)
+        # Packages of a system have built it already, with the system's library.
+        self.copy_file(os.environ.get("NIVRA_PYTHON_MODULE") or self.built_by_cmake(), str(target))
+
+    def built_by_cmake(self):
         build = Path(self.build_temp).resolve()
         options = {
             "CMAKE_BUILD_TYPE": "Release",
@@ -35,8 +40,7 @@ class CMakeBuild(build_ext):
         jobs = str(os.cpu_count() or 1)
         subprocess.run(["cmake", "--build", build, "--target", "nivra_python", "--parallel", jobs], check=True)
         (built,) = (build / "python/nivra").glob("_core*.so")
-        target.parent.mkdir(parents=True, exist_ok=True)
-        self.copy_file(str(built), str(target))
+        return str(built)
 
     @staticmethod
     def pybind11_folder():

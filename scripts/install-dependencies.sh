@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing of Debian's packages: `build` for the library and the tool, `worker` for the worker besides,
-# and a Redis to try it with, `python` for the Python package, `test` for everything that scripts/test.sh runs, `arm`,
-# `bench`, `coverage`, `docs` and `fuzz` for the scripts named after them. Does nothing, and needs no network, when all
-# of it is there.
+# and a Redis to try it with, `python` for the Python package, `package` for Debian's, `test` for everything that
+# scripts/test.sh runs, `arm`, `bench`, `coverage`, `docs` and `fuzz` for the scripts named after them. Does nothing, and
+# needs no network, when all of it is there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
@@ -15,7 +15,12 @@ case "${1:-}" in
   test) packages+=(clang libclang-rt-14-dev llvm libeigen3-dev libgtest-dev python3-jsonschema jq mandoc zsh fish
     chromium chromium-driver python3-selenium "${python[@]}" python3-pytest python3-mypy python3-pandas
     libhiredis-dev redis-server) ;;
-  python) packages+=("${python[@]}" python3-pip python3-setuptools python3-wheel) ;;
+  python) packages+=("${python[@]}" python3-build python3-pip python3-setuptools python3-venv
+    python3-wheel) ;;
+  package)
+    # What else the build takes stands in debian/control, a line each; debhelper is named by a level of it there.
+    mapfile -t needed < <(sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([a-z0-9+.-]*\).*/\1/p' "$root/debian/control")
+    packages=("${needed[@]/debhelper-compat/debhelper}" g++ dpkg-dev git lintian xz-utils) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
@@ -23,7 +28,7 @@ case "${1:-}" in
   coverage) packages+=(libeigen3-dev libgtest-dev gcovr) ;;
   docs) packages+=("${python[@]}" doxygen python3-sphinx python3-myst-parser furo mandoc) ;;
   fuzz) packages+=(clang libclang-rt-14-dev llvm) ;;
-  *) echo "usage: $0 build|worker|test|python|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
+  *) echo "usage: $0 build|worker|test|python|package|arm|bench|coverage|docs|fuzz" >&2; exit 2 ;;
 esac
 
 scratch=$(mktemp -d)

@@ -14,19 +14,19 @@ expect_hosts() { # how many
 run_readme_hosts() { # README.md, prefix, folder of the library in it
   local blocks
   blocks=$(sed -n '/^## Embed it/,/^## /{/^```sh$/,/^```$/p}' "$1" |
-    sed '1,/^```$/d' | sed "/^\`\`\`/d; s|/opt/nivra/lib|$3|g; s|/opt/nivra|$2|g")
+    sed "/^\`\`\`/d; s|/opt/nivra/lib|$3|g; s|/opt/nivra|$2|g")
   mkdir build
   bash -ec "$blocks" >log 2>&1 || { cat log; exit 1; }
   expect_hosts 3
 }
 
-# Builds the program of docs/c.md in the ways that the page shows, and runs it.
+# Builds the program that docs/c.md begins with in the ways that the page shows, and runs it.
 run_c_program() { # docs/c.md, then what CMake is to know
-  blocks_of() { sed -n "/^\`\`\`$2\$/,/^\`\`\`\$/{//!p}" "$1"; }
+  first_block() { sed -n "/^\`\`\`$2\$/,/^\`\`\`\$/{/^\`\`\`\$/q; /^\`\`\`/!p}" "$1"; }
   mkdir program
-  blocks_of "$1" c >program/program.c
-  { echo 'cmake_minimum_required(VERSION 3.20)' && blocks_of "$1" cmake; } >program/CMakeLists.txt
-  (cd program && bash -ec "$(blocks_of "$1" sh)") >log
+  first_block "$1" c >program/program.c
+  { echo 'cmake_minimum_required(VERSION 3.20)' && first_block "$1" cmake; } >program/CMakeLists.txt
+  (cd program && bash -ec "$(first_block "$1" sh)") >log
   quietly cmake -S program -B program/build "${@:2}"
   quietly cmake --build program/build
   program/build/program >>log
