@@ -14,6 +14,7 @@
 #include "hostkit/explaining/misses.h"
 #include "hostkit/formats/frameTimes.h"
 #include "hostkit/formats/picture.h"
+#include "hostkit/text/numbers.h"
 #include "hostkit/tracking/cameras.h"
 #include "hostkit/tracking/reportPolicy.h"
 
@@ -260,7 +261,7 @@ ReadChronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& 
   }
   if (options.camera.empty() && names.size() > 1) {
     std::string choice;
-    for (const std::string& each : names) choice += (choice.empty() ? "" : ", ") + each;
+    for (const std::string& each : names) choice += (choice.empty() ? "" : ", ") + hostkit::quoted(each);
     throw UsageError("several cameras: --camera takes one of " + choice);
   }
   if (chronicle.frames().empty()) {

@@ -156,20 +156,37 @@ TEST_F(Explain, TellsTheNarrowestDecisionsFirst) {
   EXPECT_EQ(count, 9U);
 }
 
+TEST_F(Explain, KeepsOfACrowdTheNearestMisses) {
+  constexpr int kPeople = 60;
+  constexpr int kFrames = 6;
+  std::string rows;
+  for (int frame = 1; frame <= kFrames; ++frame) {
+    for (int i = 0; i < kPeople; ++i) rows += fmt::format("{},-1,{},{},50,100,0.9\n", frame, 100 + i % 8, 100 + i / 8);
+  }
+  const std::string input = sequence(rows, "[Sequence]\nframeRate=25\nseqLength=6\nimWidth=1280\nimHeight=720\n");
+  std::size_t decisions = 0;
+  forEachTold(tell({input, "--worst", "99999", "--json"}),
+              [&](const simdjson::dom::element& told) { decisions += textOf(told, "kind") == "decision" ? 1U : 0U; });
+  EXPECT_GT(decisions, static_cast<std::size_t>(kPeople));
+  EXPECT_LE(decisions, static_cast<std::size_t>(kPeople * kFrames * 6)) << "all are near to all";
+}
+
 TEST_F(Explain, RefusesWhatIsNotThere) {
   const struct {
     Arguments arguments;
     const char* message;
+    int code = 2;
   } cases[] = {
       {{"-"}, "error: -: expected a file or a folder, as it is read several times\n"},
+      {{"nowhere.txt"}, "error: cannot read nowhere.txt: No such file or directory\n", 1},
       {{kPlaza, "--id", "100000"}, "error: --id 100000: there is no such identity\n"},
       {{kPlaza, "--frame", "100000"}, "error: --frame 100000: there is no such frame\n"},
       {{kPlaza, "--camera", "yard"}, "error: --camera yard: there is no such camera\n"},
-      {{NIVRA_SAMPLES "/stream.jsonl"}, "error: several cameras: --camera takes one of gate, yard\n"},
+      {{NIVRA_SAMPLES "/stream.jsonl"}, "error: several cameras: --camera takes one of \"gate\", \"yard\"\n"},
   };
-  for (const auto& [arguments, message] : cases) {
+  for (const auto& [arguments, message, code] : cases) {
     const Outcome outcome = nivra(Arguments{"explain"} + arguments);
-    EXPECT_EQ(outcome.code, 2) << message;
+    EXPECT_EQ(outcome.code, code) << message;
     EXPECT_EQ(outcome.err, message);
   }
 }
