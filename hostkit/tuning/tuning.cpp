@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <numeric>
@@ -214,7 +215,7 @@ class Search {
     Found best = start;
     std::map<ParameterMap, double> known = {{start.values, start.score}};
     std::size_t callsLeft = callsOfClimb();
-    goUphill(start.point, [&](const SearchPoint& point) -> std::optional<double> {
+    const auto heightAt = [&](const SearchPoint& point) -> std::optional<double> {
       const ParameterMap values = space.valuesAt(point);
       const auto before = known.find(values);
       if (before != known.end()) return before->second;
@@ -224,7 +225,12 @@ class Search {
       known.emplace(values, score);
       if (score > best.score) best = {point, values, score, true};
       return score;
-    });
+    };
+    // Small steps see a summit where wide ones see a ridge, so what they led to is left with wide steps again.
+    for (double before = std::numeric_limits<double>::lowest(); best.score > before && callsLeft > 0;) {
+      before = best.score;
+      goUphill(best.point, heightAt);
+    }
     work->skip(static_cast<double>(callsLeft) * framesOf(set));
     return best;
   }
