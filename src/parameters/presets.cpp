@@ -25,26 +25,34 @@ struct Preset {
 };
 
 constexpr PresetValue kSteady[] = {
-    {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.3"},
-    {names::kVanillaSection, "confidentLikelihoodThreshold", "2"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceX", "0.0003"},
-    {names::kVanillaKalmanSection, "observationNoiseVarianceY", "0.0005"},
+    {names::kVanillaSection, "widthFactorGating", "0.6"},
+    {names::kVanillaSection, "heightFactorGating", "0.25"},
+    {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.15"},
+    {names::kVanillaKalmanSection, "processNoiseVariance", "0.1"},
+    {names::kVanillaLowFpsSection, "heightRelativeDiffGating", "0.5"},
     {names::kVanillaLowFpsSection, "confidentLikelihoodThreshold", "1.5"},
+    {names::kReidSection, "maxIouDistance", "0.7"},
     {names::kReidSection, "minTimeBeforeConfident", "200000000"},
     {names::kReidSection, "minTimeBeforeConfidentId", "1000000000"},
+    {names::kReidSection, "inactiveAge", "3000000000"},
 };
 
 constexpr PresetValue kFlickering[] = {
+    {names::kVanillaSection, "widthFactorGating", "0.6"},
+    {names::kVanillaSection, "heightFactorGating", "0.25"},
     {names::kVanillaSection, "expirationLikelihoodThreshold", "-0.3"},
-    {names::kVanillaSection, "confidentLikelihoodThreshold", "1.5"},
+    {names::kVanillaSection, "confidentLikelihoodThreshold", "2"},
     {names::kVanillaKalmanSection, "processNoiseVariance", "0.5"},
+    {names::kVanillaLowFpsSection, "heightRelativeDiffGating", "0.5"},
+    {names::kVanillaLowFpsSection, "expirationLikelihoodThreshold", "-0.3"},
     {names::kVanillaLowFpsSection, "confidentLikelihoodThreshold", "1.5"},
-    {names::kVanillaLowFpsKalmanSection, "processNoiseVariance", "0.2"},
+    {names::kReidSection, "maxFeatureDistance", "0.5"},
+    {names::kReidSection, "maxIouDistance", "0.7"},
     {names::kReidSection, "minTimeBeforeConfident", "50000000"},
+    {names::kReidSection, "minTimeBeforeConfidentId", "1000000000"},
     {names::kReidSection, "maxConfidentAge", "1000000000"},
-    {names::kReidSection, "inactiveAge", "3000000000"},
+    {names::kReidSection, "inactiveAge", "5000000000"},
     {names::kReidKalman4DSection, "processFactor", "16"},
-    {names::kReidKalman4DSection, "defaultObservationNoise", "0.0003"},
     {names::kReidKalman4DSection, "mahalanobisLimit", "6"},
 };
 
