@@ -1,6 +1,8 @@
 #include "hostkit/files/output.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -217,6 +219,17 @@ std::unique_ptr<Output> openOutput(const Target& target) {
 std::unique_ptr<Output> openInside(const Target& target, const std::string& file) {
   return openOutput(
       {target.standardOutput, (fs::path(target.path) / file).string(), target.replaces, NewFile::Folders::areMade});
+}
+
+bool standardOutputIsTorn() {
+  struct stat status {};
+  if (fstat(STDOUT_FILENO, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size == 0) return false;
+  const int file = open("/proc/self/fd/1", O_RDONLY | O_CLOEXEC);  // it is open for writing alone
+  if (file < 0) return false;
+  char last = '\n';
+  const bool isRead = pread(file, &last, 1, status.st_size - 1) == 1;
+  close(file);
+  return isRead && last != '\n';
 }
 
 void print(std::string_view text, const Target& target) {

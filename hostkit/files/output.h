@@ -43,6 +43,9 @@ struct Target {
 /// @throws FileError when it cannot be opened, or would replace a file without permission.
 std::unique_ptr<Output> openOutput(const Target& target);
 
+/// Whether the standard output is a file whose last line lacks its end, as when a process was killed while it wrote.
+bool standardOutputIsTorn();
+
 /// Writes a text that is the whole output.
 void print(std::string_view text, const Target& target);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 #include <map>
 #include <memory>
 #include <utility>
@@ -336,6 +337,8 @@ void track(const TrackOptions& options, const TrackerRecipe& recipe, const Targe
     output->write(format.trackHeader);
   };
   if (!toFolder) begin(openOutput(target));
+  const bool goesOnInStandardOutput = !options.state.empty() && &target.standardOutput == &std::cout;
+  if (target.path.empty() && goesOnInStandardOutput && standardOutputIsTorn()) output->write("\n");
   for (std::size_t i = 0; i < options.inputs.size(); ++i) {
     if (toFolder) begin(openInside(target, files[i]));
     Run run(options, recipe, options.inputs[i], writerFor(options, format), *output, summary, err);

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <csignal>
+#include <iostream>
 #include <regex>
 #include <thread>
 #include <utility>
@@ -55,11 +56,11 @@ class Process {
     if (child != 0) return;
     dup2(input, STDIN_FILENO);
     close_range(STDERR_FILENO + 1, ~0U, 0);  // the other ends of pipes among them
-    std::ofstream out(output, std::ios::binary | std::ios::app);
+    dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0666), STDOUT_FILENO);
     std::ofstream err(output + ".err", std::ios::binary);
     std::vector<const char*> argv = {"nivra"};
     for (const std::string& argument : arguments) argv.push_back(argument.c_str());
-    const int code = run(kNivra, static_cast<int>(argv.size()), argv.data(), {out, err});
+    const int code = run(kNivra, static_cast<int>(argv.size()), argv.data(), {std::cout, err});
     err.flush();
     _exit(code);
   }
@@ -200,6 +201,18 @@ TEST_F(TrackState, LosesNothingOfAnInputThatIsRepeatedWheneverItIsKilled) {
     ASSERT_TRUE(fits) << "answers are missing, or others";
   }
   EXPECT_GT(kills, 0);
+}
+
+TEST_F(TrackState, EndsALineThatWasTorn) {
+  nivraReading(inputBefore(100), withState());
+  for (const std::string told : {"", "line\n", "torn"}) {
+    write("output", told);
+    const Arguments arguments = withState({write("input.jsonl", inputBefore(101))});
+    const std::string state = contentOf(path("state"));
+    Process(arguments, STDIN_FILENO, path("output")).end();
+    EXPECT_EQ(contentOf(path("output")), told + (told == "torn" ? "\n" : "") + answers[100] + '\n');
+    write("state", state);
+  }
 }
 
 TEST_F(TrackState, IsKeptWhenASignalOrTheTimeAsksForIt) {
