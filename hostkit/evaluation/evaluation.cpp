@@ -39,7 +39,7 @@ class TrackSource {
     if (isFolder(input.path)) {
       files = sequencesIn(input.path);
     } else {
-      sequences = readIdentities(input.path, options.trackFormat, options.read);
+      sequences = readIdentities({input.path, options.trackFormat}, options.read);
     }
   }
 
@@ -50,7 +50,7 @@ class TrackSource {
 
   IdentifiedSequence read(const std::string& sequence, bool isOnly, const ReadSettings& settings) const {
     if (const IdentifiedSequence* const found = find(sequence, isOnly)) return *found;
-    auto all = readIdentities(files.at(sequence).string(), options.trackFormat, settings);
+    auto all = readIdentities({files.at(sequence).string(), options.trackFormat}, settings);
     if (all.size() > 1) {
       throw FileError(fmt::format("{} holds several cameras: {}", files.at(sequence).string(), listed(namesOf(all))));
     }
@@ -130,7 +130,7 @@ class EvaluationRun {
   }
 
   void findTruths() {
-    for (TruthSource& each : hostkit::findTruths(options.truth, options.truthFormat, options.read)) {
+    for (TruthSource& each : hostkit::findTruths({options.truth, options.truthFormat}, options.read)) {
       contests.emplace_back(std::move(each));
     }
     isOnly = contests.size() == 1;

@@ -23,8 +23,9 @@ const Format* formatOfTruth(const std::string& path, const Format* format) {
 
 }  // namespace
 
-std::vector<IdentifiedSequence> readIdentities(const std::string& path, const Format* format,
-                                               const ReadSettings& settings) {
+std::vector<IdentifiedSequence> readIdentities(const IdentityInput& input, const ReadSettings& settings) {
+  const auto& [path, format, sequences] = input;
+  if (!sequences.empty()) return sequences;
   const Format& known = format != nullptr ? *format : recogniseFormat(path);
   if (known.readIdentities == nullptr) {
     throw FileError(fmt::format("{} is read as {}, which has no identities", shownName(path), known.name));
@@ -52,21 +53,22 @@ std::map<std::string, fs::path> sequencesIn(const fs::path& folder) {
 
 void TruthSource::read(const Format* format, const ReadSettings& settings) {
   if (path.empty()) return;
-  auto all = readIdentities(path, formatOfTruth(path, format), settings);
+  auto all = readIdentities({path, formatOfTruth(path, format)}, settings);
   if (all.size() > 1) throw FileError(fmt::format("{} holds several cameras", path));
   if (!all.empty()) sequence = std::move(all.front());
   path.clear();
 }
 
-std::vector<TruthSource> findTruths(const std::string& path, const Format* format, const ReadSettings& settings) {
+std::vector<TruthSource> findTruths(const IdentityInput& input, const ReadSettings& settings) {
+  const auto& [path, format, sequences] = input;
   std::vector<TruthSource> truths;
   std::error_code ignored;
-  if (fs::is_directory(path, ignored) && !truthFileOf(path)) {
+  if (sequences.empty() && fs::is_directory(path, ignored) && !truthFileOf(path)) {
     for (const auto& [name, place] : sequencesIn(path)) truths.push_back({name, place.string()});
     if (truths.empty())
       throw FileError(fmt::format("no truth in {}: neither sequence folders with gt/gt.txt nor files", path));
   } else {
-    for (IdentifiedSequence& each : readIdentities(path, formatOfTruth(path, format), settings)) {
+    for (IdentifiedSequence& each : readIdentities({path, formatOfTruth(path, format), sequences}, settings)) {
       truths.push_back({each.name, "", std::move(each)});
     }
   }

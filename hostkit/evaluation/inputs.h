@@ -10,10 +10,17 @@
 
 namespace nivra::hostkit {
 
-/// @param format Told from what the input holds if null.
+/// Tracks or truth: a file, a sequence folder, or of truth a folder of either. Or what is in memory.
+struct IdentityInput {
+  std::string path;
+  const Format* format = nullptr;                  // told from what the input holds if null
+  std::vector<IdentifiedSequence> sequences = {};  // in memory; then there is no path
+
+  bool isGiven() const { return !path.empty() || !sequences.empty(); }
+};
+
 /// @throws FileError when the input cannot be read, or has no identities.
-std::vector<IdentifiedSequence> readIdentities(const std::string& path, const Format* format,
-                                               const ReadSettings& settings);
+std::vector<IdentifiedSequence> readIdentities(const IdentityInput& input, const ReadSettings& settings);
 
 /// The files of a folder by the names of their sequences; folders that are no sequences, and files of no format, are
 /// passed over.
@@ -31,9 +38,7 @@ struct TruthSource {
   void read(const Format* format, const ReadSettings& settings);
 };
 
-/// The truths of a file, of a sequence folder, or of a folder of either.
-/// @param format Told from what the inputs hold if null.
 /// @throws FileError when there is none, or it cannot be read.
-std::vector<TruthSource> findTruths(const std::string& path, const Format* format, const ReadSettings& settings);
+std::vector<TruthSource> findTruths(const IdentityInput& input, const ReadSettings& settings);
 
 }  // namespace nivra::hostkit

@@ -107,17 +107,14 @@ class ToldTracks {
 
   /// Writes it down, which may depend on all frames.
   IdentifiedSequence finish(const std::vector<ChronicleFrame>& frames) {
-    constexpr PictureSize kNormalised = {2, 2};
     IdentifiedSequence tracks;
     tracks.inPixels = picture.has_value();
     for (std::size_t i = 0; i < learned.size(); ++i) {
       auto& [result, tracker] = learned[i];
       tracker->reporting.apply(frames[i].timestamp, result);
       for (const TrackReport& report : result.tracks) {
-        IdentifiedRow row;
-        row.frame = frames[i].number;
-        row.identified = {toPixels(report.track.box, picture.value_or(kNormalised)),
-                          tracker->firstId + report.track.id};
+        IdentifiedRow row = rowOf(report.track, frames[i].number, picture);
+        row.identified.identity += tracker->firstId;
         if (hasArea(row.identified.box)) tracks.rows.push_back(row);
       }
     }
@@ -237,7 +234,7 @@ ReadChronicle chronicleOf(const ChronicleOptions& options, const TrackerRecipe& 
   std::set<std::string> names;
   std::string wanted = options.camera;
   FrameTracks tracks;
-  const auto reader = input.format->read(input.path, readSettings);
+  const auto reader = input.read(readSettings);
   for (Record record; reader->read(record);) {
     const auto now = Cameras::Clock::now();
     if (auto* const frame = std::get_if<Frame>(&record)) {

@@ -69,12 +69,13 @@ class Explaining {
   }
 
   void readTruth() {
-    if (options.truth.empty()) return;
-    std::vector<TruthSource> sources = findTruths(options.truth, nullptr, options.track.read);
+    if (!options.truth.isGiven()) return;
+    std::vector<TruthSource> sources = findTruths(options.truth, options.track.read);
     const auto isWanted = [&](const TruthSource& each) { return each.name == options.camera; };
     auto found = sources.size() == 1 ? sources.begin() : std::find_if(sources.begin(), sources.end(), isWanted);
-    if (found == sources.end()) throw UsageError(fmt::format("--truth {}: --camera has to name one", options.truth));
-    found->read(nullptr, options.track.read);
+    if (found == sources.end())
+      throw UsageError(fmt::format("--truth {}: --camera has to name one", options.truth.path));
+    found->read(options.truth.format, options.track.read);
     truth = std::move(found->sequence);
     preprocessing = options.preprocessing.value_or(usualPreprocessing(*truth));
   }

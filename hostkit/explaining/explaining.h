@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hostkit/evaluation/figures.h"
+#include "hostkit/evaluation/inputs.h"
 #include "hostkit/evaluation/preprocessing.h"
 #include "hostkit/explaining/telling.h"
 #include "hostkit/tracking/tracking.h"
@@ -21,7 +22,7 @@ struct ExplainOptions {
   std::optional<int> id;                       // the life of this identity
   std::optional<int> frame;                    // all that happened in this frame, from 1
   std::optional<std::size_t> worst;            // so many decisions, those with the smallest margin first
-  std::string truth;                           // the identity switches by this truth; empty for none
+  IdentityInput truth;                         // the identity switches by this truth, if it is given
   std::optional<Preprocessing> preprocessing;  // what the truth is made for, if not given
 };
 

@@ -39,6 +39,19 @@ void sortByFrame(std::vector<IdentifiedRow>& rows) {
 
 }  // namespace
 
+IdentifiedRow rowOf(const TrackedObjectDetection& track, int frame, const std::optional<PictureSize>& picture) {
+  const Box& box = track.box;
+  IdentifiedRow row;
+  row.frame = frame;
+  row.identified.box = picture
+                           ? toPixels(box, *picture)
+                           : PixelBox{box.left, -box.top, double{box.right} - box.left, double{box.top} - box.bottom};
+  row.identified.identity = track.id;
+  row.score = track.score;
+  row.confident = track.confident;
+  return row;
+}
+
 void finishIdentities(IdentifiedSequence& sequence) {
   if (sequence.frameCount > 0) requireFramesWithin(sequence, sequence.frameCount);
   sortByFrame(sequence.rows);

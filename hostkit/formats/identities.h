@@ -65,6 +65,12 @@ struct IdentifiedSequence {
   std::map<std::string, int> places;
 };
 
+/// A report's row in a frame, from 1.
+/// @param picture In whose pixels it is to be; if there is none, it is in a picture 2 wide and 2 high around the
+/// origin, y
+///   growing downward.
+IdentifiedRow rowOf(const TrackedObjectDetection& track, int frame, const std::optional<PictureSize>& picture);
+
 /// Sorts rows by frame, and leaves those of a frame in their order.
 /// @throws FileError, naming file and line, for a frame beyond the last one and an identity twice in a frame.
 void finishIdentities(IdentifiedSequence& sequence);

@@ -47,6 +47,12 @@ std::string Footage::addressOf(const fs::path& file) const {
   return address;
 }
 
+fs::path videoAt(const std::string& file) {
+  std::error_code ignored;
+  if (!fs::is_regular_file(file, ignored)) throw FileError(fmt::format("no such file: {}", file));
+  return file;
+}
+
 std::vector<fs::path> picturesIn(const std::string& folder) {
   std::vector<fs::path> pictures;
   std::error_code fault;

@@ -25,6 +25,9 @@ struct Footage {
   std::string addressOf(const std::filesystem::path& file) const;
 };
 
+/// @throws FileError unless there is such a file, which is returned.
+std::filesystem::path videoAt(const std::string& file);
+
 /// The pictures in a folder by the last numbers in their names; files that are none are passed over.
 /// @throws FileError when the folder cannot be read or has none.
 std::vector<std::filesystem::path> picturesIn(const std::string& folder);

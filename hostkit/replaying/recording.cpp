@@ -30,7 +30,7 @@ constexpr ReportOptions kAllReports = {kReportsOfStreams.tracks, kReportsOfStrea
 void keepDetections(const TrackInput& input, const ReadSettings& settings, CameraDrafts& drafts) {
   const double frameRate = settings.frameRate.value_or(kUsualFrameRate);
   std::map<std::string, FrameNumbering> numberings;
-  const auto reader = input.format->read(input.path, settings);
+  const auto reader = input.read(settings);
   for (Record record; reader->read(record);) {
     Frame* const frame = std::get_if<Frame>(&record);
     if (frame == nullptr) continue;
@@ -133,7 +133,7 @@ class RecordingRun {
   Recording record() {
     trackInputs();
     for (const NamedTracks& each : options.tracks) addTracks(each);
-    if (!options.truth.empty()) addTruth();
+    if (options.truth.isGiven()) addTruth();
     Recording recording;
     for (const std::string& each : complaints) recording.complaint += (recording.complaint.empty() ? "" : "; ") + each;
     for (Draft& each : drafts.all()) recording.cameras.push_back(finished(each));
@@ -159,7 +159,7 @@ class RecordingRun {
   }
 
   void addTracks(const NamedTracks& tracks) {
-    auto sequences = readIdentities(tracks.path, tracks.format, read);
+    auto sequences = readIdentities(tracks.input, read);
     const bool isOnly = sequences.size() == 1;
     for (IdentifiedSequence& each : sequences) {
       Draft& draft = drafts.forSequence(each.name, isOnly);
@@ -172,20 +172,21 @@ class RecordingRun {
   }
 
   void addTruth() {
-    auto truths = findTruths(options.truth, options.truthFormat, read);
+    auto truths = findTruths(options.truth, read);
     bool isUsed = false;
     for (TruthSource& each : truths) {
       Draft* const draft = drafts.find(each.name, truths.size() == 1);
       if (draft == nullptr) continue;
       isUsed = true;
-      each.read(options.truthFormat, read);
+      each.read(options.truth.format, read);
       RecordedCamera& camera = draft->camera;
       camera.preprocessing = options.preprocessing.value_or(usualPreprocessing(each.sequence));
       adopt(each.sequence, *draft, read);
       compare(camera, each.sequence);
       camera.truth = std::move(each.sequence);
     }
-    if (!isUsed) throw FileError(fmt::format("no camera is called as the truth in {} is", shownName(options.truth)));
+    if (!isUsed)
+      throw FileError(fmt::format("no camera is called as the truth in {} is", shownName(options.truth.path)));
   }
 
   static void compare(RecordedCamera& camera, const IdentifiedSequence& truth) {
@@ -229,6 +230,15 @@ class RecordingRun {
 };
 
 }  // namespace
+
+const RecordedCamera& cameraNamed(const Recording& recording, const std::string& name) {
+  const auto& cameras = recording.cameras;
+  if (name.empty() && cameras.size() == 1) return cameras.front();
+  const auto found = std::find_if(cameras.begin(), cameras.end(), [&](const auto& each) { return each.name == name; });
+  if (found != cameras.end()) return *found;
+  if (name.empty()) throw UsageError(fmt::format("there are {} cameras: give --camera NAME", cameras.size()));
+  throw FileError(fmt::format("there is no camera {}", name));
+}
 
 Recording record(const RecordingOptions& options, std::ostream& err) { return RecordingRun(options, err).record(); }
 

@@ -9,6 +9,7 @@
 
 #include "hostkit/counting/cameraEvents.h"
 #include "hostkit/counting/zones.h"
+#include "hostkit/evaluation/inputs.h"
 #include "hostkit/evaluation/preprocessing.h"
 #include "hostkit/evaluation/sequenceMatching.h"
 #include "hostkit/explaining/telling.h"
@@ -26,16 +27,14 @@ struct NamedRecipe {
 /// Tracks that somebody made already.
 struct NamedTracks {
   std::string name;
-  std::string path;
-  const Format* format;
+  IdentityInput input;
 };
 
 struct RecordingOptions {
   TrackOptions track;  // whose inputs are detections
   std::vector<NamedRecipe> recipes;
   std::vector<NamedTracks> tracks;
-  std::string truth;                    // a file, a sequence folder, or a folder of either; empty if there is none
-  const Format* truthFormat = nullptr;  // told from what the truth holds if null
+  IdentityInput truth;                         // if it is given
   std::optional<Preprocessing> preprocessing;  // what the truth of each sequence is made for, if not given
   Zones zones;                                 // that are watched
   bool reasons = false;                        // whether trackers are asked why they do what they do
@@ -89,6 +88,10 @@ struct Recording {
   std::vector<RecordedCamera> cameras;
   std::string complaint;  // what is wrong with files that have bad lines; empty if all is well
 };
+
+/// @param name Empty for the only one.
+/// @throws UsageError, FileError if there is no such camera.
+const RecordedCamera& cameraNamed(const Recording& recording, const std::string& name);
 
 /// Tracks the detections with each of the recipes, reads tracks and truth, and compares the two.
 ///

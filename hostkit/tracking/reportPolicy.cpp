@@ -29,6 +29,19 @@ std::vector<TrackReport>::iterator reportOf(int identity, std::vector<TrackRepor
 
 }  // namespace
 
+ReportedTracks parseReportedTracks(const std::string& option, const std::string& text) {
+  if (text == "all") return ReportedTracks::all;
+  if (text == "confident") return ReportedTracks::confident;
+  if (text == "settled") return ReportedTracks::settled;
+  throw UsageError(option + " " + text + ": expected all, confident or settled");
+}
+
+ReportedBoxes parseReportedBoxes(const std::string& option, const std::string& text) {
+  if (text == "smoothed") return ReportedBoxes::smoothed;
+  if (text == "detected") return ReportedBoxes::detected;
+  throw UsageError(option + " " + text + ": expected smoothed or detected");
+}
+
 ReportPolicy policyOf(const ReportOptions& options, bool isFile) {
   ReportPolicy policy = isFile ? kReportsOfFiles : kReportsOfStreams;
   policy.tracks = options.tracks.value_or(policy.tracks);

@@ -4,6 +4,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "hostkit/formats/format.h"
@@ -49,6 +50,11 @@ struct ReportOptions {
   std::optional<ReportedBoxes> boxes;
   std::optional<std::uint64_t> delay;  // ns, by which settled tracks are told late instead of looking ahead to the end
 };
+
+/// @param option Its name in complaints.
+/// @throws UsageError unless the text names one.
+ReportedTracks parseReportedTracks(const std::string& option, const std::string& text);
+ReportedBoxes parseReportedBoxes(const std::string& option, const std::string& text);
 
 /// @param isFile Whether the input is known to its end.
 /// @throws UsageError when such an input can't be told so.

@@ -57,6 +57,22 @@ std::set<std::string> labelsOf(Reader& reader) {
   return labels;
 }
 
+/// Hands out what is in memory.
+class RecordReader final : public Reader {
+ public:
+  explicit RecordReader(std::shared_ptr<const std::vector<Record>> knownRecords) : records(std::move(knownRecords)) {}
+
+  bool read(Record& record) override {
+    if (next == records->size()) return false;
+    record = (*records)[next++];
+    return true;
+  }
+
+ private:
+  std::shared_ptr<const std::vector<Record>> records;
+  std::size_t next = 0;
+};
+
 /// One input from beginning to end: every record goes to its camera, and what came of it to the output.
 class Run {
  public:
@@ -66,7 +82,7 @@ class Run {
         input(trackInput),
         settings(trackOptions.read),
         answers(options, recipe, associationsOf(options, knownLabels(options, input)), std::move(writer),
-                canBeReadTwice(input.path) && options.state.empty()),
+                canBeReadTwice(input) && options.state.empty()),
         output(trackOutput),
         summary(totals),
         err(messages),
@@ -91,7 +107,7 @@ class Run {
     warn();
     summary.tracks += answers.tracksTold();
     summary.leftOut += answers.leftOut();
-    if (badLines == 0 || !canBeReadTwice(input.path)) return "";
+    if (badLines == 0 || !canBeReadTwice(input)) return "";
     return fmt::format("{} of {} lines refused, read as {}; the first: {}", badLines, recordsTaken, input.format->name,
                        firstFault);
   }
@@ -103,7 +119,7 @@ class Run {
 
  private:
   void answerAll() {
-    const auto reader = input.format->read(input.path, settings);
+    const auto reader = input.read(settings);
     for (Record record; reader->read(record);) {
       if (state && state->isToEnd()) break;
       ++recordsTaken;
@@ -126,7 +142,7 @@ class Run {
       settings.warn(what);
       warn();
     };
-    state.emplace(StateFile::Place{options.state, options.stateEvery}, canBeReadTwice(input.path), answers, output,
+    state.emplace(StateFile::Place{options.state, options.stateEvery}, canBeReadTwice(input), answers, output,
                   showWarning);
     settings.wait = [this](int descriptor) { return state->wait(descriptor); };
   }
@@ -138,7 +154,7 @@ class Run {
   }
 
   void lookAhead() {
-    const auto reader = input.format->read(input.path, options.read);
+    const auto reader = input.read(options.read);
     for (Record record; reader->read(record);) {
       answers.foresee(record);
       if (std::holds_alternative<Frame>(record)) ++framesPassed;
@@ -281,7 +297,7 @@ void requireState(const TrackOptions& options, const Format& format) {
     throw UsageError("--state is for tracks in jsonl: events and other formats need what was told before");
   }
   const TrackInput& input = options.inputs[0];
-  if (!input.format->readsAsItComes && !canBeReadTwice(input.path)) {
+  if (!input.format->readsAsItComes && !canBeReadTwice(input)) {
     throw UsageError(
         fmt::format("--state needs files of {}, since a stream of it is read to its end first", input.format->name));
   }
@@ -301,6 +317,11 @@ void requirePlace(const std::vector<TrackInput>& inputs, const Format& format, b
 
 }  // namespace
 
+std::unique_ptr<Reader> TrackInput::read(const ReadSettings& settings) const {
+  if (records) return std::make_unique<RecordReader>(records);
+  return format->read(path, settings);
+}
+
 std::string trackInput(const TrackInput& input, const TrackOptions& options, const TrackerRecipe& recipe,
                        std::unique_ptr<TrackWriter> writer, std::ostream& err) {
   /// Takes nothing, and is given nothing.
@@ -318,9 +339,11 @@ bool canBeReadTwice(const std::string& path) {
   return isRegularFile(path) || (path != kStandardInput && fs::is_directory(path, ignored));
 }
 
+bool canBeReadTwice(const TrackInput& input) { return input.records || canBeReadTwice(input.path); }
+
 std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, const TrackInput& input) {
-  if (!options.labels.empty() || !canBeReadTwice(input.path)) return std::nullopt;
-  return labelsOf(*input.format->read(input.path, options.read));
+  if (!options.labels.empty() || !canBeReadTwice(input)) return std::nullopt;
+  return labelsOf(*input.read(options.read));
 }
 
 void track(const TrackOptions& options, const TrackerRecipe& recipe, const Target& target, std::ostream& err) {

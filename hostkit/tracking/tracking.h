@@ -13,9 +13,13 @@
 
 namespace nivra::hostkit {
 
+/// Detections in a file or another place to read from; or in memory.
 struct TrackInput {
-  std::string path;
-  const Format* format;
+  std::string path;  // or how what is in memory is called
+  const Format* format = nullptr;
+  std::shared_ptr<const std::vector<Record>> records = nullptr;  // in memory; then there is no format
+
+  std::unique_ptr<Reader> read(const ReadSettings& settings) const;
 };
 
 struct TrackOptions : AnswerOptions {
@@ -33,6 +37,7 @@ std::optional<std::set<std::string>> knownLabels(const TrackOptions& options, co
 
 /// Whether an input is there for reading again.
 bool canBeReadTwice(const std::string& path);
+bool canBeReadTwice(const TrackInput& input);
 
 /// Tracks one input from beginning to end.
 /// @param writer Keeps what comes of its records, and says nothing.

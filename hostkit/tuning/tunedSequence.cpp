@@ -14,21 +14,12 @@
 
 namespace nivra::hostkit {
 
-namespace {
-
-/// As files hold boxes that aren't in pixels: in a picture 2 wide and 2 high, y growing downward.
-PixelBox uprightBox(const Box& box) {
-  return {box.left, -box.top, double{box.right} - box.left, double{box.top} - box.bottom};
-}
-
-}  // namespace
-
-TunedSequence::TunedSequence(const TunedInput& input, const AnswerOptions& options, const Format* truthFormat,
+TunedSequence::TunedSequence(const TunedInput& input, const AnswerOptions& options,
                              std::optional<Preprocessing> preprocessing)
     : sequenceName(nameOf(input.path)), policy(policyOf(options.report, true)) {
   std::set<std::string> labels;
   std::set<std::string> cameras;
-  const auto reader = input.format->read(input.path, options.read);
+  const auto reader = input.read(options.read);
   for (Record record; reader->read(record);) {
     if (const auto* const fault = std::get_if<BadLine>(&record)) {
       failAt(input.path, static_cast<int>(reader->line()), fault->field, fault->message);
@@ -45,9 +36,9 @@ TunedSequence::TunedSequence(const TunedInput& input, const AnswerOptions& optio
   settings = cameraSettingsOf(options, associationsOf(options, labels), true);
   frameRate = options.read.frameRate;
 
-  auto truths = findTruths(input.truth, truthFormat, options.read);
-  if (truths.size() > 1) throw FileError(fmt::format("{} holds the truth of several sequences", input.truth));
-  truths.front().read(truthFormat, options.read);
+  auto truths = findTruths(input.truth, options.read);
+  if (truths.size() > 1) throw FileError(fmt::format("{} holds the truth of several sequences", input.truth.path));
+  truths.front().read(input.truth.format, options.read);
   const IdentifiedSequence& people = truths.front().sequence;
   if (people.inPixels != picture.has_value()) {
     throw FileError(fmt::format("of {} and its truth, only one is in pixels: give --picture WxH", input.path));
@@ -93,11 +84,7 @@ Figures TunedSequence::evaluate(const TrackerRecipe& recipe) const {
 
 void TunedSequence::addRows(int number, const std::vector<TrackReport>& reports, IdentifiedSequence& tracks) const {
   for (const TrackReport& report : reports) {
-    const Box& box = report.track.box;
-    IdentifiedRow row;
-    row.frame = number;
-    row.identified.box = picture ? toPixels(box, *picture) : uprightBox(box);
-    row.identified.identity = report.track.id;
+    const IdentifiedRow row = rowOf(report.track, number, picture);
     if (hasArea(row.identified.box)) tracks.rows.push_back(row);
   }
 }

@@ -6,26 +6,23 @@
 #include <vector>
 
 #include "hostkit/evaluation/figures.h"
+#include "hostkit/evaluation/inputs.h"
 #include "hostkit/evaluation/preprocessing.h"
-#include "hostkit/tracking/answers.h"
+#include "hostkit/tracking/tracking.h"
 
 namespace nivra::hostkit {
 
-/// Detections, and where the truth about them is.
-struct TunedInput {
-  std::string path;
-  const Format* format;
-  std::string truth;  // a file or a sequence folder
+/// Detections, and the truth about them.
+struct TunedInput : TrackInput {
+  IdentityInput truth;
 };
 
 /// A sequence and its truth in memory, to see again and again what trackers make of it.
 class TunedSequence {
  public:
-  /// @param truthFormat Told from what the truth holds if null.
   /// @param preprocessing What the truth is made for, if not given.
   /// @throws FileError, naming the place, for what can't be read, bad lines and several cameras.
-  TunedSequence(const TunedInput& input, const AnswerOptions& options, const Format* truthFormat,
-                std::optional<Preprocessing> preprocessing);
+  TunedSequence(const TunedInput& input, const AnswerOptions& options, std::optional<Preprocessing> preprocessing);
 
   /// The figures of a new tracker's reports, as they are of the file that they would be written to.
   Figures evaluate(const TrackerRecipe& recipe) const;

@@ -77,7 +77,7 @@ class Search {
     }
     const TrackerRecipe checked(options.tracker, options.settings);
     for (const TunedInput& each : options.inputs) {
-      sequences.emplace_back(each, options, options.truthFormat, options.preprocessing);
+      sequences.emplace_back(each, options, options.preprocessing);
     }
     divide();
   }

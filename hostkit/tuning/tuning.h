@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "hostkit/evaluation/figures.h"
 #include "hostkit/evaluation/preprocessing.h"
+#include "hostkit/text/numbers.h"
 #include "hostkit/tracking/answers.h"
 #include "hostkit/tuning/objective.h"
 #include "hostkit/tuning/tunedSequence.h"
@@ -17,8 +19,13 @@
 namespace nivra::hostkit {
 
 struct TuningOptions : AnswerOptions {
+  static constexpr Range<int> kEvaluations = {10, 1'000'000};
+  static constexpr Range<int> kFolds = {1, 1000};
+  static constexpr Range<double> kGains = {0.0, 100.0};
+  static constexpr Range<std::uint64_t> kSeeds = {0, std::numeric_limits<std::uint64_t>::max()};
+  static constexpr Range<int> kJobs = {1, 1024};
+
   std::vector<TunedInput> inputs;              // at least one
-  const Format* truthFormat = nullptr;         // told from what the truth holds if null
   std::optional<Preprocessing> preprocessing;  // what the truth of each sequence is made for, if not given
   TrackerChoice tracker = kTrackers[0];
   std::vector<Setting> settings;        // where the search begins, and what it doesn't change

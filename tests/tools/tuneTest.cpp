@@ -137,7 +137,7 @@ TEST_F(Tune, DependsOnTheSeedAloneAndHoldsSequencesOut) {
 TEST_F(Tune, LeavesTheBestSoFarWhenInterrupted) {
   const std::string sequence = flickering("street", 36);
   TuningOptions options;
-  options.inputs = {{sequence, &kMotChallenge, sequence}};
+  options.inputs = {{{sequence, &kMotChallenge}, {sequence}}};
   options.evaluations = 60;
   const Tuning whole = tune(options);
   EXPECT_FALSE(whole.isInterrupted);

@@ -31,19 +31,6 @@ std::optional<ScoreUnit> parseScoreUnit(const std::string& text) {
   throw UsageError(fmt::format("--scores {}: expected fraction, percent or auto", text));
 }
 
-ReportedTracks parseReport(const std::string& text) {
-  if (text == "all") return ReportedTracks::all;
-  if (text == "confident") return ReportedTracks::confident;
-  if (text == "settled") return ReportedTracks::settled;
-  throw UsageError("--report " + text + ": expected all, confident or settled");
-}
-
-ReportedBoxes parseBoxes(const std::string& text) {
-  if (text == "smoothed") return ReportedBoxes::smoothed;
-  if (text == "detected") return ReportedBoxes::detected;
-  throw UsageError("--boxes " + text + ": expected smoothed or detected");
-}
-
 bool parseStabilise(const std::string& text) {
   if (text != "auto" && text != "off") throw UsageError("--stabilise " + text + ": expected auto or off");
   return text == "auto";
@@ -229,13 +216,13 @@ void addTrackingOptions(Command& command, AnswerOptions& options) {
                     "Refuse frames with more detections");
   ReportOptions& report = options.report;
   command.addParsed("--report", "TRACKS", "all, confident or settled; in files settled, in streams all if not given",
-                    [&report](const std::string& text) { report.tracks = parseReport(text); });
+                    [&report](const std::string& text) { report.tracks = parseReportedTracks("--report", text); });
   command.addParsed("--hold", "TIME", "How long after its last detection a track is told, or always; in files 0.1",
                     [&report](const std::string& text) {
                       report.hold = text == "always" ? ReportPolicy::kAlways : parseTime("--hold", text);
                     });
   command.addParsed("--boxes", "KIND", "smoothed or detected; in files detected, in streams smoothed if not given",
-                    [&report](const std::string& text) { report.boxes = parseBoxes(text); });
+                    [&report](const std::string& text) { report.boxes = parseReportedBoxes("--boxes", text); });
 }
 
 void addAnswerOptions(Command& command, AnswerOptions& options) {

@@ -5,9 +5,9 @@
 
 #include "commandOptions.h"
 #include "commands.h"
-#include "explanationReport.h"
 #include "hostkit/errors.h"
 #include "hostkit/explaining/explaining.h"
+#include "hostkit/explaining/report.h"
 
 namespace nivra::tool {
 
@@ -78,7 +78,7 @@ void addExplainCommand(CLI::App& app, const Streams& streams) {
   command.addNumber("--id", options.id, kIdentityNumbers, "N", "The life of this identity");
   command.addNumber("--frame", options.frame, kFrameCounts, "F", "All that was decided in this frame, from 1");
   command.addNumber("--worst", options.worst, kDecisionCounts, "K", "So many decisions, the narrowest first");
-  command.addText("--truth", options.truth, "PATH", "The identity switches by this truth, each explained");
+  command.addText("--truth", options.truth.path, "PATH", "The identity switches by this truth, each explained");
   command.addParsed("--preprocess", "KIND", "Of the truth, as nivra eval has it: auto, none, mot17 or mot20",
                     [&options](const std::string& text) {
                       if (text != "auto") options.preprocessing = parsePreprocessing("--preprocess", text);

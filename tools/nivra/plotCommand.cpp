@@ -1,6 +1,3 @@
-#include <fmt/format.h>
-
-#include <algorithm>
 #include <memory>
 
 #include "commandOptions.h"
@@ -32,19 +29,9 @@ struct Arguments {
   OutputOptions output;
 };
 
-/// The camera that is asked for, or the only one.
-const RecordedCamera& cameraOf(const Recording& recording, const std::string& name) {
-  const auto& cameras = recording.cameras;
-  if (name.empty() && cameras.size() == 1) return cameras.front();
-  const auto found = std::find_if(cameras.begin(), cameras.end(), [&](const auto& each) { return each.name == name; });
-  if (found != cameras.end()) return *found;
-  if (name.empty()) throw UsageError(fmt::format("there are {} cameras: give --camera NAME", cameras.size()));
-  throw FileError(fmt::format("there is no camera {}", name));
-}
-
 void run(Arguments& given, const Streams& streams) {
   const Recording recording = given.recording.record(streams);
-  print(plot(cameraOf(recording, given.camera), given.kind), given.output.target(streams.out));
+  print(plot(cameraNamed(recording, given.camera), given.kind), given.output.target(streams.out));
   if (!recording.complaint.empty()) throw FileError(recording.complaint);
 }
 

@@ -59,7 +59,7 @@ void RecordingArguments::addTo(Command& command) {
       "Another tracker for the same detections, with a preset, files and values of parameters; may be repeated");
   command.addEachParsed("--tracks", "NAME=PATH", "Tracks and how they are called; may be repeated",
                         [this](const std::string& text) { named.push_back(parseAssignment("--tracks", text)); });
-  command.addText("--truth", options.truth, "PATH", "The truth: a file, a sequence folder, or a folder of these");
+  command.addText("--truth", options.truth.path, "PATH", "The truth: a file, a sequence folder, or a folder of these");
   command.addText("--truth-from", truthFrom, "FORMAT", "Format of the truth, told from what it holds if not given");
   command.addParsed("--preprocess", "KIND", "auto, none, mot17 or mot20, as eval has them; auto if not given",
                     [this](const std::string& text) {
@@ -86,13 +86,13 @@ Recording RecordingArguments::record(const Streams& streams) {
   for (const std::string& path : inputs) {
     const Format& format = input.formatOf(path, streams.err);
     if (holdsTracks(path, format)) {
-      options.tracks.push_back({hostkit::nameOf(std::filesystem::path(path)), path, &format});
+      options.tracks.push_back({hostkit::nameOf(std::filesystem::path(path)), {path, &format}});
     } else {
       options.track.inputs.push_back({path, &format});
     }
   }
-  for (const auto& [name, path] : named) options.tracks.push_back({name, path, &input.formatOf(path, streams.err)});
-  if (!truthFrom.empty()) options.truthFormat = &formatNamed("--truth-from", truthFrom);
+  for (const auto& [name, path] : named) options.tracks.push_back({name, {path, &input.formatOf(path, streams.err)}});
+  if (!truthFrom.empty()) options.truth.format = &formatNamed("--truth-from", truthFrom);
   addRecipes(streams.err);
   return hostkit::record(options, streams.err);
 }

@@ -70,8 +70,7 @@ Footage footageOf(const Arguments& given, const Recording& recording) {
   }
   for (const std::string& each : given.videos) {
     const auto [camera, file] = parseFootage("--video", each, recording);
-    if (!std::filesystem::is_regular_file(file)) throw FileError(fmt::format("no such file: {}", file));
-    footage.cameras[camera].video = file;
+    footage.cameras[camera].video = videoAt(file);
   }
   return footage;
 }

@@ -6,19 +6,15 @@
 
 #include "commandOptions.h"
 #include "commands.h"
-#include "hostkit/evaluation/inputs.h"
 #include "hostkit/files/interruption.h"
-#include "hostkit/files/textFile.h"
 #include "hostkit/formats/formats.h"
-#include "hostkit/formats/motChallenge.h"
+#include "hostkit/tuning/inputs.h"
+#include "hostkit/tuning/report.h"
 #include "hostkit/tuning/tuning.h"
-#include "tuningReport.h"
 
 namespace nivra::tool {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kHelp[] = R"(What goes in
   Sequence folders with detections and gt/gt.txt, or a folder of them; or any input of
@@ -43,12 +39,6 @@ Examples
       nivra tune path/to/sequences --tracker reid --objective HOTA=2,IDF1 -o site.params
       nivra tune path/to/sequences --preset flickering --vary vanilla.kalman -o site.params)";
 
-constexpr Range<int> kJobs = {1, 1024};
-constexpr Range<int> kEvaluations = {10, 1'000'000};
-constexpr Range<int> kFolds = {1, 1000};
-constexpr Range<std::uint64_t> kSeeds = {0, std::numeric_limits<std::uint64_t>::max()};
-constexpr Range<double> kGains = {0.0, 100.0};
-
 struct Arguments {
   TuningOptions options;
   std::vector<std::string> inputs;
@@ -60,65 +50,15 @@ struct Arguments {
   bool quiet = false;
 };
 
-/// The inputs, with the sequence folders in the place of a folder that holds some.
-std::vector<std::string> sequencesOf(const std::vector<std::string>& inputs) {
-  std::vector<std::string> all;
-  for (const std::string& input : inputs) {
-    std::error_code ignored;
-    std::vector<std::string> inside;
-    if (fs::is_directory(input, ignored) && !isSequenceFolder(input)) {
-      for (const auto& [name, path] : sequencesIn(input)) {
-        if (isSequenceFolder(path.string())) inside.push_back(path.string());
-      }
-    }
-    if (inside.empty()) inside.push_back(input);
-    all.insert(all.end(), inside.begin(), inside.end());
-  }
-  return all;
-}
-
-/// Where the truth about an input is.
-class Truths {
- public:
-  /// @param truth The argument of --truth; empty if the inputs are to hold it.
-  Truths(const std::string& truth, std::size_t inputCount) : given(truth) {
-    std::error_code ignored;
-    isFolder = fs::is_directory(given, ignored) && !truthFileOf(given);
-    if (isFolder) files = sequencesIn(given);
-    if (!given.empty() && !isFolder && inputCount > 1) {
-      throw UsageError(fmt::format("--truth {}: of several inputs, a folder with the truth of each", given));
-    }
-  }
-
-  std::string of(const std::string& input) const {
-    if (given.empty()) {
-      if (!truthFileOf(input)) throw FileError(fmt::format("no gt/gt.txt in {}; --truth tells what is true", input));
-      return input;
-    }
-    if (!isFolder) return given;
-    const auto found = files.find(nameOf(input));
-    if (found == files.end()) throw FileError(fmt::format("no truth of {} in {}", nameOf(input), given));
-    return found->second.string();
-  }
-
- private:
-  std::string given;
-  bool isFolder = false;
-  std::map<std::string, fs::path> files;
-};
-
 void run(Arguments& given, const Streams& streams) {
   TuningOptions& options = given.options;
   options.read = given.input.settings;
   options.read.warn = [&streams](const std::string& warning) { streams.err << "warning: " << warning << '\n'; };
   options.tracker = given.tracker.choice;
   options.settings = given.tracker.settings();
-  if (!given.truthFrom.empty()) options.truthFormat = &formatNamed("--truth-from", given.truthFrom);
-  const std::vector<std::string> inputs = sequencesOf(given.inputs);
-  const Truths truths(given.truth, inputs.size());
-  for (const std::string& path : inputs) {
-    options.inputs.push_back({path, &given.input.formatOf(path, streams.err), truths.of(path)});
-  }
+  const Format* const truthFormat = given.truthFrom.empty() ? nullptr : &formatNamed("--truth-from", given.truthFrom);
+  options.inputs = tunedInputs(given.inputs, {given.truth, truthFormat},
+                               [&](const std::string& path) { return &given.input.formatOf(path, streams.err); });
   const InterruptionNoted interruption;
   options.isInterrupted = [&interruption] { return interruption.hasCome(); };
   options.progress = given.quiet ? nullptr : streams.terminal;
@@ -134,7 +74,8 @@ void run(Arguments& given, const Streams& streams) {
 void addTuneCommand(CLI::App& app, const Streams& streams) {
   const auto given = std::make_shared<Arguments>();
   TuningOptions& options = given->options;
-  options.jobs = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), kJobs.least, kJobs.most);
+  options.jobs = std::clamp(static_cast<int>(std::thread::hardware_concurrency()), TuningOptions::kJobs.least,
+                            TuningOptions::kJobs.most);
   Command command(app, "tune", "Search parameters that suit sequences whose truth is known", kHelp);
   command.addTexts("INPUT", given->inputs, "", "Files, sequence folders, or folders of these")
       ->required()
@@ -156,12 +97,15 @@ void addTuneCommand(CLI::App& app, const Streams& streams) {
       .addParsed("--objective", "FIGURE[=WEIGHT],...", "What is to become large: figures of nivra eval",
                  [&options](const std::string& text) { options.objective = Objective("--objective", text); })
       ->default_str(options.objective.text());
-  command.addNumber("--evaluations", options.evaluations, kEvaluations, "N", "How many parameters each search tries");
-  command.addNumber("--folds", options.folds, kFolds, "N", "In how many parts sequences are held out; 1 for none");
-  command.addNumber("--least-gain", options.leastGain, kGains, "N", "Leave out what gives less of the objective");
-  command.addNumber("--seed", options.seed, kSeeds, "N", "Another number begins at other places");
+  command.addNumber("--evaluations", options.evaluations, TuningOptions::kEvaluations, "N",
+                    "How many parameters each search tries");
+  command.addNumber("--folds", options.folds, TuningOptions::kFolds, "N",
+                    "In how many parts sequences are held out; 1 for none");
+  command.addNumber("--least-gain", options.leastGain, TuningOptions::kGains, "N",
+                    "Leave out what gives less of the objective");
+  command.addNumber("--seed", options.seed, TuningOptions::kSeeds, "N", "Another number begins at other places");
   addTrackingOptions(command, options);
-  command.addNumber("--jobs", options.jobs, kJobs, "N", "How many threads work");
+  command.addNumber("--jobs", options.jobs, TuningOptions::kJobs, "N", "How many threads work");
   command.addFlag("--quiet", given->quiet, "No progress on a terminal");
   command.whenChosen([given, streams] { run(*given, streams); });
 }

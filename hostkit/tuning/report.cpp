@@ -1,4 +1,4 @@
-#include "tuningReport.h"
+#include "hostkit/tuning/report.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace nivra::tool {
-
-using namespace hostkit;
+namespace nivra::hostkit {
 
 namespace {
 
@@ -75,4 +73,4 @@ std::string summaryOf(const TuningOptions& options, const Tuning& tuning) {
                      tuning.isInterrupted ? "; interrupted" : "");
 }
 
-}  // namespace nivra::tool
+}  // namespace nivra::hostkit

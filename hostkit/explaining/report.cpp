@@ -1,4 +1,4 @@
-#include "explanationReport.h"
+#include "hostkit/explaining/report.h"
 
 #include <fmt/format.h>
 
@@ -7,9 +7,7 @@
 
 #include "hostkit/text/jsonText.h"
 
-namespace nivra::tool {
-
-using namespace hostkit;
+namespace nivra::hostkit {
 
 namespace {
 
@@ -75,7 +73,7 @@ void appendTold(TextBuffer& json, const Explained& told) {
   appendField(json, R"(,"frame":)", told.frame, appendWhole);
   appendField(json, R"(,"seconds":)", told.seconds, appendDouble);
   appendField(json, R"(,"track":)", told.track, appendWhole);
-  appendField(json, R"(,"change":)", nivra::nameOf(told.change), appendQuoted);
+  appendField(json, R"(,"change":)", nameOf(told.change), appendQuoted);
   if (told.other) appendField(json, R"(,"other":)", *told.other, appendWhole);
   if (told.truth) appendField(json, R"(,"truth":)", *told.truth, appendWhole);
   if (told.detection) appendField(json, R"(,"detection":)", *told.detection, appendWhole);
@@ -107,4 +105,4 @@ std::string reportAsJson(const Explanations& explanations) {
   return std::string(json.view());
 }
 
-}  // namespace nivra::tool
+}  // namespace nivra::hostkit
