@@ -17,18 +17,6 @@ namespace {
 using hostkit::Figures;
 using hostkit::IdentifiedBox;
 
-/// The figures by name: numbers, and an array for each that has a value at every threshold.
-py::tuple figuresOf(const Figures& figures) {
-  py::dict numbers;
-  for (const hostkit::FigureName& each : hostkit::figureNames()) numbers[each.name] = each.of(figures);
-  py::dict curves;
-  for (const hostkit::CurveName& each : hostkit::curveNames()) {
-    const auto curve = each.of(figures);
-    curves[each.name] = py::array_t<double>(static_cast<py::ssize_t>(curve.size()), curve.data());
-  }
-  return py::make_tuple(numbers, curves);
-}
-
 py::list evaluateFiles(const std::string& truth, const std::vector<std::pair<std::string, std::string>>& trackers,
                        const std::optional<std::string>& truthFormat, const std::optional<std::string>& trackFormat,
                        const std::optional<std::string>& preprocessing, std::vector<std::string> sequences,
@@ -61,30 +49,15 @@ py::list evaluateFiles(const std::string& truth, const std::vector<std::pair<std
 
 /// The identities and boxes of each frame.
 hostkit::TrackFrames framesOf(const char* argument, const py::iterable& given, BoxFormat format) {
-  using Ids = py::array_t<std::int64_t, py::array::c_style>;
   hostkit::TrackFrames frames;
   for (const auto& each : given) {
-    const auto pair = py::cast<std::pair<py::object, py::object>>(each);
-    const Ids ids = py::cast<Ids>(pair.first);
-    const RealArray boxes(argument, pair.second);
-    const bool isNothing = ids.size() == 0 && boxes.isEmpty();
-    if (!isNothing && (boxes.dimensions() != 2 || boxes.length(0) != ids.size() || boxes.length(1) != 4)) {
-      boxes.refuseShape(
-          fmt::format("({}, 4) in frame {}, a box for each of the identities", ids.size(), frames.size()));
-    }
+    const auto [ids, boxes] = identifiedBoxes(argument, each, frames.size());
     auto& frame = frames.emplace_back();
     for (std::size_t i = 0; i < static_cast<std::size_t>(ids.size()); ++i) {
-      hostkit::PixelBox box{boxes[4 * i], boxes[4 * i + 1], boxes[4 * i + 2], boxes[4 * i + 3]};
-      if (format == BoxFormat::corners) {
-        box.width -= box.left;
-        box.height -= box.top;
-        if (box.height < 0.0) {  // y grows upward
-          box.top += box.height;
-          box.height = -box.height;
-        }
-      } else if (format == BoxFormat::centreAndSize) {
-        box.left -= box.width / 2.0;
-        box.top -= box.height / 2.0;
+      hostkit::PixelBox box = pixelBox(boxes, i, format, true);
+      if (box.height < 0.0) {  // y grows upward
+        box.top += box.height;
+        box.height = -box.height;
       }
       frame.push_back({box, ids.data()[i]});
     }
@@ -108,6 +81,47 @@ py::tuple evaluateFrames(const py::iterable& truth, const py::iterable& tracks, 
 }
 
 }  // namespace
+
+py::tuple figuresOf(const Figures& figures) {
+  py::dict numbers;
+  for (const hostkit::FigureName& each : hostkit::figureNames()) numbers[each.name] = each.of(figures);
+  py::dict curves;
+  for (const hostkit::CurveName& each : hostkit::curveNames()) {
+    const auto curve = each.of(figures);
+    curves[each.name] = py::array_t<double>(static_cast<py::ssize_t>(curve.size()), curve.data());
+  }
+  return py::make_tuple(numbers, curves);
+}
+
+std::pair<py::array_t<std::int64_t, py::array::c_style>, RealArray> identifiedBoxes(const char* argument,
+                                                                                    const py::handle& given,
+                                                                                    std::size_t frame) {
+  using Ids = py::array_t<std::int64_t, py::array::c_style>;
+  const auto pair = py::cast<std::pair<py::object, py::object>>(given);
+  Ids ids = py::cast<Ids>(pair.first);
+  RealArray boxes(argument, pair.second);
+  const bool isNothing = ids.size() == 0 && boxes.isEmpty();
+  if (!isNothing && (boxes.dimensions() != 2 || boxes.length(0) != ids.size() || boxes.length(1) != 4)) {
+    boxes.refuseShape(fmt::format("({}, 4) in frame {}, a box for each of the identities", ids.size(), frame));
+  }
+  return {std::move(ids), std::move(boxes)};
+}
+
+hostkit::PixelBox pixelBox(const RealArray& boxes, std::size_t row, BoxFormat format, bool inPixels) {
+  hostkit::PixelBox box{boxes[4 * row], boxes[4 * row + 1], boxes[4 * row + 2], boxes[4 * row + 3]};
+  if (!inPixels) {
+    box.top = -box.top;
+    if (format == BoxFormat::corners) box.height = -box.height;
+  }
+  if (format == BoxFormat::corners) {
+    box.width -= box.left;
+    box.height -= box.top;
+  } else if (format == BoxFormat::centreAndSize) {
+    box.left -= box.width / 2.0;
+    box.top -= box.height / 2.0;
+  }
+  return box;
+}
 
 void declareEvaluation(py::module_& module) {
   module.def("evaluate_files", evaluateFiles);

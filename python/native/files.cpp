@@ -121,14 +121,69 @@ auto attributesOf(const Frame& frame) {
   return attributes;
 }
 
+/// A detection as pickles hold it.
+using PlainDetection =
+    std::tuple<std::array<float, 4>, std::string, float, float, std::int32_t,
+               std::vector<std::pair<std::string, float>>, std::vector<std::tuple<std::int32_t, std::int32_t, float>>,
+               std::optional<std::vector<float>>>;
+
+PlainDetection plainOf(const ObjectDetection& detection) {
+  const Box& box = detection.box;
+  std::vector<std::pair<std::string, float>> classifications;
+  for (const auto& [label, score] : detection.classifications) classifications.emplace_back(label, score);
+  std::vector<std::tuple<std::int32_t, std::int32_t, float>> attributes;
+  for (const auto& [type, value, score] : detection.attributes) attributes.emplace_back(type, value, score);
+  return {{box.left, box.top, box.right, box.bottom},
+          detection.label,
+          detection.score,
+          detection.objectness,
+          detection.id,
+          classifications,
+          attributes,
+          detection.feature};
+}
+
+ObjectDetection detectionOf(PlainDetection plain) {
+  ObjectDetection detection;
+  std::array<float, 4> box{};
+  std::vector<std::pair<std::string, float>> classifications;
+  std::vector<std::tuple<std::int32_t, std::int32_t, float>> attributes;
+  std::tie(box, detection.label, detection.score, detection.objectness, detection.id, classifications, attributes,
+           detection.feature) = std::move(plain);
+  detection.box = {box[0], box[1], box[2], box[3]};
+  for (const auto& [label, score] : classifications) detection.classifications.push_back({label, score});
+  for (const auto& [type, value, score] : attributes) detection.attributes.push_back({type, value, score});
+  return detection;
+}
+
+py::tuple pickled(const Frame& frame) {
+  std::vector<PlainDetection> detections;
+  for (const ObjectDetection& each : frame.detections) detections.push_back(plainOf(each));
+  return py::make_tuple(frame.camera, frame.timestamp, sidesOf(frame.picture), frame.percentPerConfidence, frame.names,
+                        detections);
+}
+
+Frame unpickled(const py::tuple& state) {
+  Frame frame;
+  frame.camera = py::cast<std::string>(state[0]);
+  frame.timestamp = py::cast<std::optional<std::uint64_t>>(state[1]);
+  frame.picture = pictureOf(py::cast<PictureSides>(state[2]));
+  frame.percentPerConfidence = py::cast<float>(state[3]);
+  frame.names = py::cast<std::vector<std::string>>(state[4]);
+  for (auto& each : py::cast<std::vector<PlainDetection>>(state[5])) {
+    frame.detections.push_back(detectionOf(std::move(each)));
+  }
+  return frame;
+}
+
 Frame makeFrame(const Terms& terms, std::string camera, const py::object& timestamp, py::object boxes,
-                py::object scores, py::object labels, py::object features, py::object attributes,
+                py::object scores, py::object classIds, py::object labels, py::object features, py::object attributes,
                 py::object objectness) {
   Frame frame;
   frame.camera = std::move(camera);
   frame.picture = terms.picture;
   if (!timestamp.is_none()) frame.timestamp = parseTimestamp(timestamp);
-  fillDetections({std::move(boxes), std::move(scores), py::none(), std::move(labels), std::move(features),
+  fillDetections({std::move(boxes), std::move(scores), std::move(classIds), std::move(labels), std::move(features),
                   std::move(attributes), std::move(objectness)},
                  terms, frame.detections);
   return frame;
@@ -138,7 +193,13 @@ void writeRecords(const std::string& path, const py::iterable& records, const st
                   const std::optional<double>& frameRate, bool replaces) {
   const Format& target = hostkit::detectionFormatNamed("format", format ? *format : formatToWrite(path, format).name);
   const auto writer = target.writeDetections({std::cout, path, replaces}, {frameRate, std::nullopt});
-  for (const auto& each : records) writer->write(py::cast<Record>(each));
+  for (const auto& each : records) {
+    if (!py::isinstance<Frame>(each) && !py::isinstance<CameraMotion>(each) && !py::isinstance<CameraEnd>(each)) {
+      failType("records",
+               fmt::format("expected what read hands out or frame makes, not {}", Py_TYPE(each.ptr())->tp_name));
+    }
+    writer->write(py::cast<Record>(each));
+  }
   writer->finish();
 }
 
@@ -159,9 +220,11 @@ void writeTracks(const std::string& path,
   output->finish();
 }
 
-hostkit::ReadSettings settingsOf(const PictureSides& picture, const std::optional<double>& frameRate, std::string label,
-                                 std::map<std::int64_t, std::string> categories,
-                                 const std::optional<std::string>& scores) {
+}  // namespace
+
+hostkit::ReadSettings readSettingsOf(const PictureSides& picture, const std::optional<double>& frameRate,
+                                     std::string label, std::map<std::int64_t, std::string> categories,
+                                     const std::optional<std::string>& scores) {
   hostkit::ReadSettings settings;
   settings.picture = pictureOf(picture);
   settings.frameRate = frameRate;
@@ -174,8 +237,6 @@ hostkit::ReadSettings settingsOf(const PictureSides& picture, const std::optiona
   settings.scores = *scores == "percent" ? hostkit::ScoreUnit::percent : hostkit::ScoreUnit::fraction;
   return settings;
 }
-
-}  // namespace
 
 void declareFiles(py::module_& module) {
   py::class_<Frame>(module, "Frame")
@@ -199,15 +260,17 @@ void declareFiles(py::module_& module) {
       .def_property_readonly("features", featuresOf)
       .def_property_readonly("attributes", attributesOf)
       .def("__len__", [](const Frame& frame) { return frame.detections.size(); })
-      .def("head", [](const Frame& frame) {  // all but the detections
-        Frame head;
-        head.camera = frame.camera;
-        head.timestamp = frame.timestamp;
-        head.picture = frame.picture;
-        head.percentPerConfidence = frame.percentPerConfidence;
-        head.names = frame.names;
-        return head;
-      });
+      .def("head",
+           [](const Frame& frame) {  // all but the detections
+             Frame head;
+             head.camera = frame.camera;
+             head.timestamp = frame.timestamp;
+             head.picture = frame.picture;
+             head.percentPerConfidence = frame.percentPerConfidence;
+             head.names = frame.names;
+             return head;
+           })
+      .def(py::pickle(&pickled, &unpickled));
   module.def("make_frame", makeFrame);
 
   py::class_<CameraMotion>(module, "CameraMotion")
@@ -217,19 +280,30 @@ void declareFiles(py::module_& module) {
            py::arg("matrix"), py::arg("picture"), py::arg("camera"))
       .def_readonly("camera", &CameraMotion::camera)
       .def_property_readonly("picture", [](const CameraMotion& motion) { return sidesOf(motion.picture); })
-      .def_property_readonly("matrix", [](const CameraMotion& motion) {
-        return py::array_t<double>({2, 3}, motion.matrix.data());
-      });
+      .def_property_readonly("matrix",
+                             [](const CameraMotion& motion) {
+                               return py::array_t<double>({2, 3}, motion.matrix.data());
+                             })
+      .def(py::pickle(
+          [](const CameraMotion& motion) {
+            return py::make_tuple(motion.camera, sidesOf(motion.picture), motion.matrix);
+          },
+          [](const py::tuple& state) {
+            return CameraMotion{py::cast<std::string>(state[0]), pictureOf(py::cast<PictureSides>(state[1])),
+                                py::cast<std::array<double, 6>>(state[2])};
+          }));
   py::class_<CameraEnd>(module, "CameraEnd")
       .def(py::init([](std::string camera) { return CameraEnd{std::move(camera)}; }), py::arg("camera"))
-      .def_readonly("camera", &CameraEnd::camera);
+      .def_readonly("camera", &CameraEnd::camera)
+      .def(py::pickle([](const CameraEnd& end) { return py::make_tuple(end.camera); },
+                      [](const py::tuple& state) { return CameraEnd{py::cast<std::string>(state[0])}; }));
 
   py::class_<FileReader>(module, "FileReader")
       .def(py::init([](const std::string& path, const std::optional<std::string>& format, const PictureSides& picture,
                        const std::optional<double>& frameRate, std::string label,
                        std::map<std::int64_t, std::string> categories, const std::optional<std::string>& scores) {
         return std::make_unique<FileReader>(
-            path, format, settingsOf(picture, frameRate, std::move(label), std::move(categories), scores));
+            path, format, readSettingsOf(picture, frameRate, std::move(label), std::move(categories), scores));
       }))
       .def("__iter__", [](const py::object& reader) { return reader; })
       .def("__next__",

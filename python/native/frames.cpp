@@ -29,6 +29,7 @@ std::optional<RealArray> columnOf(const char* argument, const py::object& given,
 std::optional<RealArray> matrixOf(const char* argument, const py::object& given, std::size_t count) {
   if (given.is_none()) return std::nullopt;
   RealArray array(argument, given);
+  if (count == 0 && array.dimensions() <= 2 && array.isEmpty()) return std::nullopt;
   if (array.dimensions() != 2 || static_cast<std::size_t>(array.length(0)) != count || array.length(1) == 0) {
     array.refuseShape(fmt::format("({}, D), a row for each of the boxes", count));
   }
@@ -99,11 +100,12 @@ class Classes {
       failType("labels", "class_ids are given as well: expected either");
     if (!givenIds.is_none()) ids.emplace(idsOf(givenIds, count));
     if (givenLabels.is_none()) return;
-    labels = py::reinterpret_steal<py::object>(PySequence_Fast(givenLabels.ptr(), ""));
-    if (!labels || py::isinstance<py::str>(givenLabels)) {
-      PyErr_Clear();
+    const bool isText = py::isinstance<py::str>(givenLabels) || py::isinstance<py::bytes>(givenLabels);
+    if (isText || PySequence_Check(givenLabels.ptr()) == 0) {
       failType("labels", "expected a sequence with a string for each of the boxes");
     }
+    labels = py::reinterpret_steal<py::object>(PySequence_Fast(givenLabels.ptr(), ""));
+    if (!labels) throw py::error_already_set();
     if (py::len(labels) != count) {
       failValue("labels", fmt::format("{} of them, expected {}, one for each of the boxes", py::len(labels), count));
     }
@@ -151,7 +153,11 @@ class Classes {
     PyObject* const item = PySequence_Fast_GET_ITEM(labels.ptr(), static_cast<Py_ssize_t>(row));
     if (!PyUnicode_Check(item))
       failType("labels", fmt::format("{} at position {}, expected a string", Py_TYPE(item)->tp_name, row));
-    return py::cast<std::string>(py::handle(item));
+    Py_ssize_t length = 0;
+    const char* const text = PyUnicode_AsUTF8AndSize(item, &length);
+    if (text != nullptr) return {text, static_cast<std::size_t>(length)};
+    PyErr_Clear();
+    failValue("labels", fmt::format("no text at position {}, but half a character", row));
   }
 
   const Terms& terms;
@@ -321,6 +327,10 @@ std::uint64_t parseTimestamp(const py::object& given) {
                          Py_TYPE(given.ptr())->tp_name));
   }
   const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(given.ptr()));
+  if (!number) {
+    PyErr_Clear();
+    failType("timestamp", "expected whole nanoseconds, not an array of them");
+  }
   const auto timestamp = PyLong_AsUnsignedLongLong(number.ptr());
   if (PyErr_Occurred() == nullptr) return timestamp;
   PyErr_Clear();

@@ -9,9 +9,12 @@
 #include "evaluation.h"
 #include "files.h"
 #include "hostkit/errors.h"
+#include "hostkit/formats/frameTimes.h"
 #include "hostkit/tracking/parameterNames.h"
 #include "hostkit/tracking/trackerRecipe.h"
+#include "recordings.h"
 #include "reports.h"
+#include "setup.h"
 #include "tracker.h"
 
 namespace nivra::python {
@@ -21,8 +24,8 @@ namespace {
 /// Complaints of the kit name options as the tool's callers write them: "--param a=b" is an argument here.
 std::string inPython(std::string text) {
   using Name = std::pair<const char*, const char*>;
-  constexpr std::array<Name, 4> kNames = {
-      {{"--from", "format"}, {"--to", "format"}, {"--param", "params"}, {"--", ""}}};
+  constexpr std::array<Name, 5> kNames = {
+      {{"--from", "format"}, {"--to", "format"}, {"--param", "params"}, {"--picture WxH", "picture"}, {"--", ""}}};
   for (const auto& [option, argument] : kNames) {
     for (auto at = text.find(option); at != std::string::npos; at = text.find(option, at)) {
       text.replace(at, std::char_traits<char>::length(option), argument);
@@ -90,6 +93,9 @@ PYBIND11_MODULE(_core, module) {
   declareFiles(module);
   declareTracker(module);
   declareEvaluation(module);
+  declareSetup(module);
+  declareRecordings(module);
+  module.def("timestamp_of", nivra::hostkit::timestampOf);
   module.def("parameters", parametersOf);
   module.def("presets", presetsOf);
   module.def("set_fault_handler", setHandler);

@@ -10,6 +10,7 @@
 #include "hostkit/formats/frameTimes.h"
 #include "hostkit/tracking/cameras.h"
 #include "reports.h"
+#include "setup.h"
 
 namespace nivra::python {
 
@@ -19,17 +20,10 @@ using hostkit::Frame;
 
 constexpr StateKind kCameraState = {0x4143564EU, 1, "camera"};  // "NVCA"
 
-/// A tracker with the parameters of a preset and then the caller's own.
 hostkit::TrackerRecipe recipeOf(const std::string& tracker, const std::optional<std::string>& preset,
                                 const ParameterMap& params) {
   const hostkit::TrackerChoice choice = hostkit::parseTrackerChoice(tracker);
-  std::vector<hostkit::Setting> settings;
-  const auto add = [&](const ParameterMap& more) {
-    for (const auto& [key, value] : more) settings.push_back({key, value});
-  };
-  if (preset) add(presetParameters(hostkit::parsePreset(*preset), choice.selector));
-  add(params);
-  return {choice, settings};
+  return {choice, settingsOf(choice, preset, params)};
 }
 
 /// A camera's tracker, and what of a frame is used again for the next one.

@@ -129,6 +129,7 @@ def make_frame(
     timestamp: Any,
     boxes: Any,
     scores: Any,
+    class_ids: Any,
     labels: Any,
     features: Any,
     attributes: Any,
@@ -154,6 +155,81 @@ def evaluate_files(
     warn: Callable[[str], None],
 ) -> list[tuple[str, str, str, Any]]: ...
 def evaluate_frames(truth: Any, tracks: Any, box_format: str) -> tuple[dict[str, float], dict[str, Any]]: ...
+
+class ReadSettings:
+    def __init__(
+        self,
+        picture: tuple[int, int] | None,
+        fps: float | None,
+        label: str,
+        categories: dict[int, str],
+        scores: str | None,
+    ) -> None: ...
+
+class Setup:
+    def __init__(
+        self,
+        tracker: str,
+        preset: str | None,
+        params: dict[str, str],
+        labels: list[str],
+        associations: dict[str, set[str]],
+        read: ReadSettings,
+        stabilise: bool,
+        report: str | None,
+        hold: float | None,
+        boxes: str | None,
+    ) -> None: ...
+
+class Input: ...
+
+class Identities:
+    def __init__(self, path: str, format: str | None) -> None: ...
+
+class Recording:
+    def write_page(
+        self, path: str, pictures: dict[str, str], videos: dict[str, str], embed: bool, replace: bool
+    ) -> None: ...
+    def plot(self, kind: str, camera: str) -> str: ...
+
+def input_of_file(path: str, format: str | None) -> Input: ...
+def input_of_records(name: str, records: Iterable[Any]) -> Input: ...
+def identities_of_arrays(argument: str, frames: Iterable[Any], terms: Terms) -> Identities: ...
+def identities_of_tracks(frames: list[tuple[str, int, Terms, Any]]) -> Identities: ...
+def explain(
+    setup: Setup,
+    input: Input,
+    truth: Identities,
+    camera: str,
+    id: int | None,
+    frame: int | None,
+    worst: int | None,
+    preprocessing: str | None,
+) -> tuple[str, str, int, list[str]]: ...
+def tuned_inputs(
+    paths: list[str], truth: str, format: str | None, truth_format: str | None
+) -> list[tuple[Input, Identities]]: ...
+def tuning_ranges() -> dict[str, tuple[float, float]]: ...
+def tune(
+    setup: Setup,
+    inputs: list[tuple[Input, Identities]],
+    vary: list[str],
+    objective: str,
+    evaluations: int,
+    folds: int,
+    least_gain: float,
+    seed: int,
+    jobs: int,
+    preprocessing: str | None,
+) -> tuple[dict[str, str], list[tuple[Any, ...]], dict[str, Any], Any, list[str], bool, str, list[str]]: ...
+def record(
+    read: ReadSettings,
+    detections: Input | None,
+    tracks: list[tuple[str, Identities]],
+    truth: Identities,
+    preprocessing: str | None,
+) -> tuple[Recording, list[str]]: ...
+def timestamp_of(frame: int, fps: float) -> int: ...
 def parameters(tracker: str | None) -> list[tuple[Any, ...]]: ...
 def presets(tracker: str) -> dict[str, dict[str, str]]: ...
 def set_fault_handler(handler: Callable[[str], None] | None) -> None:

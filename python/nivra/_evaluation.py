@@ -69,7 +69,7 @@ def evaluate(
     :raises FileError: for what cannot be read. ValueError for what is called wrongly.
     """
     if not isinstance(truth, (str, os.PathLike)):
-        pair = (_boxes(truth, box_format), _boxes(_in_memory(tracks), box_format))
+        pair = (_boxes("truth", truth, box_format), _boxes("tracks", _in_memory(tracks), box_format))
         return [Evaluation("", "", "", *_core.evaluate_frames(*pair, box_format))]
     named: Iterable[tuple[str, Any]]
     if isinstance(tracks, Mapping):
@@ -100,12 +100,32 @@ def _in_memory(tracks: Any) -> Iterable[FrameBoxes]:
     return tracks  # type: ignore[no-any-return]
 
 
-def _boxes(frames: Iterable[FrameBoxes], box_format: str) -> list[tuple[Any, Any]]:
+def _boxes(argument: str, frames: Iterable[FrameBoxes], box_format: str) -> list[tuple[Any, Any]]:
     """Identities and boxes of each frame, in the format."""
     plain = []
-    for frame in frames:
+    for number, frame in enumerate(frames):
         if isinstance(frame, Tracks):
             plain.append((frame.id, frame._terms.boxes_of(frame._reports, box_format)))
         else:
-            plain.append((np.asarray(frame[0], np.int64), np.asarray(frame[1], np.float64)))
+            plain.append(identified(argument, frame, number))
     return plain
+
+
+def identified(argument: str, frame: Any, number: int) -> tuple[npt.NDArray[np.int64], Any]:
+    """The identities and boxes of a frame.
+
+    :param argument: Its name in complaints.
+    :param number: Likewise that of the frame.
+    """
+    try:
+        given, boxes = frame
+    except (TypeError, ValueError):
+        raise TypeError(f"{argument}: frame {number} is no pair of identities (M,) and boxes (M, 4)") from None
+    ids = np.asarray(given)
+    if ids.size > 0 and ids.dtype.kind not in "iu":
+        raise TypeError(f"{argument}: identities of dtype {ids.dtype} in frame {number}, expected whole numbers")
+    if ids.ndim != 1:
+        raise ValueError(f"{argument}: identities of shape {ids.shape} in frame {number}, expected (M,)")
+    if len(np.unique(ids)) < len(ids):
+        raise ValueError(f"{argument}: an identity is twice in frame {number}")
+    return ids.astype(np.int64), boxes

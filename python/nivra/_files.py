@@ -84,7 +84,7 @@ def frame(
     """
     names = sorted(set(labels)) if labels is not None and len(labels) > 0 else ["human"]
     terms = _core.Terms(picture, box_format, list(range(len(names))), names, False)
-    return _core.make_frame(terms, camera, timestamp, boxes, scores, labels, features, attributes, objectness)
+    return _core.make_frame(terms, camera, timestamp, boxes, scores, None, labels, features, attributes, objectness)
 
 
 def write(
@@ -118,4 +118,9 @@ def write_tracks(
     :param replace: Whether an older file makes room.
     :raises FileError: if it cannot be written.
     """
-    _core.write_tracks(os.fspath(path), [each._written() for each in tracks], format, fps, replace)
+    written = []
+    for each in tracks:
+        if not hasattr(each, "_written"):
+            raise TypeError(f"tracks: expected those of each frame, not {type(each).__name__}")
+        written.append(each._written())
+    _core.write_tracks(os.fspath(path), written, format, fps, replace)

@@ -2,14 +2,16 @@
 
 from __future__ import annotations
 
+import os
 import warnings
 from collections.abc import Iterable, Mapping, Sequence
 from typing import Any, SupportsIndex, Union
 
+import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._files import Frame
+from ._files import Frame, Path, read
 from ._tracks import Terms, Tracks
 
 Classes = Union[Sequence[str], Mapping[int, str]]
@@ -67,13 +69,20 @@ class Tracker:
         :raises ValueError: for names, values and sizes that there are not.
         """
         self._options = {key: value for key, value in locals().items() if key != "self"}
+        _require("tracker", tracker, str, "a name")
+        _require("params", params, (Mapping, type(None)), "a mapping from keys to values")
+        _require("preset", preset, (str, type(None)), "a name")
+        _require("box_format", box_format, str, "a name")
+        _require("stabilise", stabilise, (bool, np.bool_), "True or False")
+        _require("camera", camera, str, "a name")
+        _require("fps", fps, (int, float, np.number, type(None)), "a number of frames per second")
         ids, names, leaves_out = _classes(classes)
         if picture is not None:
             picture = _picture(picture)
         if fps is not None and not _FRAME_RATES[0] <= fps <= _FRAME_RATES[1]:
             raise ValueError(f"fps: {fps}, expected frames per second from {_FRAME_RATES[0]} to {_FRAME_RATES[1]:g}")
         self._terms = Terms(camera, picture, box_format, ids, names, leaves_out)
-        texts = {key: _text(value) for key, value in (params or {}).items()}
+        texts = _texts(params)
         self._native = _core.Tracker(
             tracker, preset, texts, _associations(associations, names), self._terms.native, fps, stabilise
         )
@@ -142,7 +151,7 @@ class Tracker:
 
 
 def track(
-    frames: Iterable[Any],
+    frames: Path | Iterable[Any],
     tracker: str = "vanilla",
     **options: Any,
 ) -> list[Tracks]:
@@ -153,12 +162,16 @@ def track(
     >>> [tracks.id.tolist() for tracks in nivra.track(frames, picture=(1920, 1080), fps=25)]
     [[0], [0], [0]]
 
-    :param frames: For each frame of a camera its boxes, or a mapping with the arguments of `Tracker.update`. Or the
-        records that `read` hands out, of any number of cameras: each gets a tracker of its own, and the classes are the
-        labels that there are, if `classes` isn't given.
+    :param frames: For each frame of a camera its boxes, or a mapping with the arguments of `Tracker.update`. Or a path,
+        or the records that `read` hands out, of any number of cameras: each gets a tracker of its own, and the classes
+        are the labels that there are, if `classes` isn't given.
     :param tracker: As `Tracker` has it, and so are the options.
     :return: The tracks of each frame.
     """
+    if isinstance(frames, (str, os.PathLike)):
+        frames = read(frames, picture=options.get("picture"), fps=options.get("fps"))
+    if isinstance(frames, Mapping):
+        raise TypeError("frames: expected a list of them, not a mapping")
     listed = list(frames)
     if any(isinstance(each, _core.Frame) for each in listed):
         return _track_records(listed, tracker, options)
@@ -172,6 +185,7 @@ def _track_records(records: list[Any], tracker: str, options: dict[str, Any]) ->
     cameras: dict[str, Tracker] = {}
     results = []
     for record in records:
+        _require("frames", record, (_core.Frame, _core.CameraMotion, _core.CameraEnd), "records alone if there are any")
         if isinstance(record, _core.CameraEnd):
             cameras.pop(record.camera, None)
             continue
@@ -185,6 +199,11 @@ def _track_records(records: list[Any], tracker: str, options: dict[str, Any]) ->
     return results
 
 
+def _require(argument: str, given: object, kind: Any, expected: str) -> None:
+    if not isinstance(given, kind):
+        raise TypeError(f"{argument}: {given!r}, expected {expected}")
+
+
 def _classes(given: Classes | None) -> tuple[list[int], list[str], bool]:
     """Ids and names of classes, and whether others are left out."""
     if given is None:
@@ -192,14 +211,22 @@ def _classes(given: Classes | None) -> tuple[list[int], list[str], bool]:
     if isinstance(given, str):
         raise TypeError(f"classes: expected a list of names, such as [{given!r}]")
     if isinstance(given, Mapping):
-        ids, names = list(given.keys()), list(given.values())
+        try:
+            ids, names = [id.__index__() for id in given], list(given.values())
+        except AttributeError:
+            raise TypeError(f"classes: expected names by whole numbers, not {given!r}") from None
     else:
+        _require("classes", given, (Sequence, np.ndarray), "a list of names, or a mapping from ids to names")
         ids, names = list(range(len(given))), list(given)
     if not names:
         raise ValueError("classes: expected at least one")
     for name in names:
         if not isinstance(name, str):
             raise TypeError(f"classes: expected names, not {name!r}")
+        try:
+            name.encode()
+        except UnicodeEncodeError:
+            raise ValueError(f"classes: {name!r} holds half a character") from None
     return ids, names, isinstance(given, Mapping)
 
 
@@ -215,13 +242,22 @@ def _picture(given: tuple[int, int]) -> tuple[int, int]:
 
 def _associations(given: Mapping[str, Iterable[str]] | None, names: list[str]) -> dict[str, set[str]]:
     associations = {name: {name} for name in names}
+    _require("associations", given, (Mapping, type(None)), "a mapping from classes to lists of classes")
     for label, taken in (given or {}).items():
+        _require("associations", taken, Iterable, "lists of classes")
         if isinstance(taken, str):
             raise TypeError(f"associations: expected a list of classes for {label!r}, such as [{taken!r}]")
         associations[label] = set(taken)
         for unknown in ({label} | associations[label]) - set(names):
             raise ValueError(f"associations: {unknown!r} is none of the classes")
     return associations
+
+
+def _texts(params: Mapping[str, object] | None) -> dict[str, str]:
+    """Parameters as the library reads them."""
+    for key in params or {}:
+        _require("params", key, str, "keys that are names")
+    return {key: _text(value) for key, value in (params or {}).items()}
 
 
 def _text(value: object) -> str:

@@ -221,9 +221,11 @@ class Tracks:
     def _some(self, index: Index) -> Tracks:
         if not isinstance(index, slice):
             index = np.asarray(index)
+            if index.ndim != 1:
+                raise IndexError(f"expected a row, a slice, or a mask or list of rows, not shape {index.shape}")
             if index.size == 0:
                 index = index.astype(np.intp)
-        reports = (np.atleast_1d(self._reports[0][index]), *self._reports[1:])
+        reports = (self._reports[0][index], *self._reports[1:])
         return Tracks(self._terms, self._frame, self.timestamp, self._count, reports)
 
     def _track(self, row: int) -> Track:
@@ -236,7 +238,7 @@ class Tracks:
         if head is None:
             nothing = np.empty((0, 4))
             head = _core.make_frame(
-                terms, self._terms.camera, self.timestamp, nothing, None, None, None, None, None
+                terms, self._terms.camera, self.timestamp, nothing, *[None] * 6
             )
         return head, terms, self._reports
 

@@ -20,7 +20,7 @@ ROOT = Path(__file__).parents[2]
 PACKAGE = Path(nivra.__file__).parent
 
 
-@pytest.mark.parametrize("name", ["", "._evaluation", "._files", "._parameters", "._tracker", "._tracks"])
+@pytest.mark.parametrize("name", ["", "._evaluation", "._explaining", "._files", "._parameters", "._replaying", "._tracker", "._tracks", "._tuning"])
 def test_docstrings(name):
     result = doctest.testmod(importlib.import_module(f"nivra{name}"))
     assert result.attempted > 0 and result.failed == 0
@@ -88,7 +88,7 @@ def test_the_tutorial_runs(tmp_path, monkeypatch):
         for block in blocks:
             exec(compile(block, "a document", "exec"), page)
     assert "0.9" in said.getvalue()
-    assert {"tracks.txt", "plaza.csv"} <= set(os.listdir())
+    assert {"tracks.txt", "plaza.csv", "plaza.html"} <= set(os.listdir())
 
     makers = {
         "with_identities": Detections(box, ones, np.zeros(1, int)),
@@ -107,7 +107,7 @@ def test_types(tmp_path):
     pytest.importorskip("mypy")
     cache = os.environ.get("NIVRA_MYPY_CACHE", str(tmp_path))
     # pybind11's classes have a class of their own, and those that nobody makes take any arguments.
-    (tmp_path / "allowed").write_text(r"nivra\._core\.[A-Z]\w+" "\n" r"nivra\._core\.Frame\.__init__" "\n")
+    (tmp_path / "allowed").write_text(r"nivra\._core\.[A-Z]\w+" "\n" r"nivra\._core\.(Frame|Input|Recording)\.__init__" "\n")
     checks = [
         ({"MYPYPATH": str(PACKAGE.parent)}, ["mypy", "--strict", "--cache-dir", cache, "-p", "nivra"]),
         ({"PYTHONPATH": str(PACKAGE.parent)}, ["mypy.stubtest", "nivra._core", "--allowlist", str(tmp_path / "allowed")]),

@@ -1,6 +1,8 @@
 """Files, and the same tracks from Python as from the tool."""
 
+import copy
 import os
+import pickle
 import subprocess
 
 import numpy as np
@@ -30,6 +32,8 @@ def test_tracks_are_those_of_the_tool(world, tmp_path, tracker, to):
     path = tmp_path / "tracks"
     expected = run("track", world / "plaza", "--tracker", tracker, "--to", to, *AS_REPORTED)
     nivra.write_tracks(path, nivra.track(nivra.read(world / "plaza"), tracker, stabilise=True), format=to)
+    assert path.read_text() == expected
+    nivra.write_tracks(path, nivra.track(world / "plaza", tracker, stabilise=True), format=to, replace=True)
     assert path.read_text() == expected
 
 
@@ -79,6 +83,20 @@ def test_what_is_read_can_be_written_and_read_again(world, tmp_path):
     nivra.write(path, [], replace=True)
 
 
+def test_what_is_read_and_its_tracks_can_be_pickled(world, tmp_path):
+    stream = tmp_path / "stream.jsonl"
+    lines = ['{"camera":"a","picture":[1280,720],"motion":{"matrix":[1,0,-40,0,1,0]}}', '{"camera":"a","end":true}']
+    stream.write_text("\n".join(lines) + "\n")
+    records = [*nivra.read(world / "plaza"), *nivra.read(stream)]
+    copies = pickle.loads(pickle.dumps(records))
+    for name, each in (("first", records), ("second", copies)):
+        nivra.write(tmp_path / f"{name}.jsonl", each)
+        tracks = nivra.track(each, "reid")
+        nivra.write_tracks(tmp_path / f"{name}.tracks.jsonl", tracks if name == "first" else copy.deepcopy(tracks))
+    for kind in ("jsonl", "tracks.jsonl"):
+        assert (tmp_path / f"first.{kind}").read_bytes() == (tmp_path / f"second.{kind}").read_bytes()
+
+
 def test_frames_of_ones_own_can_be_written(tmp_path):
     frame = nivra.frame(
         [[0, 0, 10, 20], [5, 5, 9, 9]], 7, scores=[0.5, 1], labels=["b", "a"], picture=(64, 48), camera="door",
@@ -101,6 +119,12 @@ def test_files_that_cannot_be_read_are_named(tmp_path):
         nivra.read(tmp_path / "none.jsonl")
     with pytest.raises(ValueError, match="format blob: expected"):
         nivra.read(bad, format="blob")
+    for call in (nivra.write, nivra.write_tracks):
+        with pytest.raises(TypeError, match="expected .*, not list"):
+            call(tmp_path / "none.jsonl", [[1, 2, 3, 4]])
+    for frames, text in (({"boxes": []}, "frames: expected a list"), ([nivra.frame([], 1), []], "frames: .*records alone")):
+        with pytest.raises(TypeError, match=text):
+            nivra.track(frames, fps=25)
 
 
 def test_figures_are_those_of_the_tool(world, tmp_path):

@@ -44,15 +44,18 @@ def after(frames, **options):
         ({"labels": []}, ValueError, "labels: 0 of them, expected 1"),
         ({"labels": [7]}, TypeError, "labels: int at position 0"),
         ({"labels": "person"}, TypeError, "labels: expected a sequence"),
+        ({"labels": {"person"}}, TypeError, "labels: expected a sequence"),
+        ({"labels": ["\ud800"]}, ValueError, "labels: no text at position 0"),
         ({"labels": ["car"], "class_ids": [1]}, TypeError, "labels: class_ids are given as well"),
         ({"features": [1.0, 2.0]}, ValueError, r"features: shape \(2,\), expected \(1, D\)"),
         ({"features": np.zeros((1, 0))}, ValueError, "features: shape"),
         ({"objectness": [1, 1]}, ValueError, r"objectness: shape \(2,\), expected \(1,\)"),
         ({"objectness": [40]}, ValueError, "objectness: 40 at position 0"),
         ({"attributes": [[(1, 2)]]}, TypeError, "attributes: expected a list of"),
-        ({"attributes": []}, ValueError, None),
+        ({"boxes": [], "attributes": [], "features": [], "objectness": [], "labels": []}, None, None),
         ({"timestamp": 0.5}, TypeError, "timestamp: expected whole nanoseconds, not float"),
         ({"timestamp": -1}, ValueError, "timestamp: -1"),
+        ({"timestamp": np.array([7])}, TypeError, "timestamp: expected whole nanoseconds"),
         ({"timestamp": 2**64}, ValueError, "timestamp: 18446744073709551616"),
         ({"timestamp": 7}, ValueError, "timestamp: 7 is not newer"),
         ({"camera_motion": np.eye(4)}, ValueError, r"camera_motion: shape \(4, 4\), expected \(2, 3\) or \(3, 3\)"),
@@ -65,7 +68,7 @@ def test_wrong_arguments_are_named_and_change_nothing(arguments, error, text):
     for each in twins:
         each.update([BOX], 10, scores=[0.9])
     if text is None:  # nothing for each of no boxes is right
-        assert len(twins[0].update([], 20, **arguments)) >= 0
+        assert twins[0].update(timestamp=20, **arguments).detection_track.tolist() == []
         return
     with pytest.raises(error, match=text):
         twins[0].update(**{"boxes": [BOX], "timestamp": 20, "camera_motion": [[1, 0, 50], [0, 1, 0]], **arguments})
@@ -85,6 +88,16 @@ def test_wrong_arguments_are_named_and_change_nothing(arguments, error, text):
         ({"fps": 0}, ValueError, "fps: 0"),
         ({"classes": "person"}, TypeError, "classes: expected a list of names"),
         ({"classes": []}, ValueError, "classes: expected at least one"),
+        ({"classes": 80}, TypeError, "classes: 80, expected a list of names"),
+        ({"classes": {"a": "b"}}, TypeError, "classes: expected names by whole numbers"),
+        ({"classes": ["\ud800"]}, ValueError, "classes: .* half a character"),
+        ({"fps": "25"}, TypeError, "fps: '25', expected a number"),
+        ({"params": [1]}, TypeError, r"params: \[1\], expected a mapping"),
+        ({"params": {1: 2}}, TypeError, "params: 1, expected keys"),
+        ({"tracker": 1}, TypeError, "tracker: 1, expected a name"),
+        ({"stabilise": "auto"}, TypeError, "stabilise: 'auto', expected True or False"),
+        ({"camera": 5}, TypeError, "camera: 5, expected a name"),
+        ({"associations": {"car": 5}}, TypeError, "associations: 5, expected lists of classes"),
         ({"classes": [1]}, TypeError, "classes: expected names, not 1"),
         ({"box_format": "yxyx"}, ValueError, "box_format: 'yxyx'"),
         ({"associations": {"car": ["truck"]}}, ValueError, "associations: 'truck' is none of the classes"),
@@ -227,8 +240,9 @@ def test_tracks_are_a_sequence():
     assert tracks[-1].id == 2 and tracks[1].score == pytest.approx(0.8)
     assert [tracks[index].id.tolist() for index in (slice(1, None), [2, 0], [], np.array([True, False, True]))] == [
         [1, 2], [2, 0], [], [0, 2]]  # fmt: skip
-    with pytest.raises(IndexError):
-        tracks[3]
+    for beyond in (3, [3], [[0]], [True], None):
+        with pytest.raises(IndexError):
+            tracks[beyond]
     assert tracks.as_array().shape == (3, 8)
     assert tracks.as_array()[1].tolist() == pytest.approx([100, 100, 200, 300, 1, 0.8, 0, 1], abs=1e-3)
     tracks.id[:] = 7
