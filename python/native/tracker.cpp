@@ -78,11 +78,11 @@ class Tracker {
   void goOnFrom(const std::string& bytes) {
     const Use use(*this);
     StateReader archive(bytes, kCameraState);
-    hostkit::CameraState state;
+    const auto state = std::make_unique<hostkit::CameraState>();  // of one on the stack, g++ 12 warns without reason
     std::int32_t frames = 0;
-    archive(state, frames);
+    archive(*state, frames);
     archive.finish();
-    camera = std::make_unique<hostkit::Camera>(recipe, associations, state);
+    camera = std::make_unique<hostkit::Camera>(recipe, associations, *state);
     framesTaken = frames;
   }
 
