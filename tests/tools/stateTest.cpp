@@ -223,16 +223,16 @@ TEST_F(TrackState, IsKeptWhenASignalOrTheTimeAsksForIt) {
     int signal;
     Arguments options;
   };
-  for (const auto& [signal, options] : {Case{SIGTERM, {}}, {SIGINT, {}}, {SIGKILL, {"--state-every", "0.01"}}}) {
-    SCOPED_TRACE(signal);
+  for (const Case& ended : {Case{SIGTERM, {}}, {SIGINT, {}}, {SIGKILL, {"--state-every", "0.01"}}}) {
+    SCOPED_TRACE(ended.signal);
     std::filesystem::remove(path("state"));
     std::filesystem::remove(path("output"));
     const Pipe pipe;
-    Process process(withState(options), pipe.ends[0], path("output"));
+    Process process(withState(ended.options), pipe.ends[0], path("output"));
     pipe.write(begun + input[100].substr(0, 20));  // nothing more comes, and still the time passes
-    const auto hasKept = [&] { return signal != SIGKILL || contentIfThere(path("state")) == expected; };
+    const auto hasKept = [&] { return ended.signal != SIGKILL || contentIfThere(path("state")) == expected; };
     EXPECT_TRUE(waitFor([&] { return contentIfThere(path("output")) == told && hasKept(); }));
-    EXPECT_EQ(process.end(signal), signal == SIGKILL ? -SIGKILL : 0);
+    EXPECT_EQ(process.end(ended.signal), ended.signal == SIGKILL ? -SIGKILL : 0);
     EXPECT_EQ(contentOf(path("output")), told);
     EXPECT_EQ(contentOf(path("state")), expected);
   }
