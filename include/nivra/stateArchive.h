@@ -25,8 +25,6 @@ namespace nivra {
 class NIVRA_EXPORT StateError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
-  StateError(const StateError&) = default;
-  StateError& operator=(const StateError&) = default;
   ~StateError() override;  // stands in the library, and its table with it
 };
 
