@@ -175,8 +175,8 @@ def measure_lag(bench, seconds, cameras=1000, rate=10):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--frames", type=int, default=6_000)
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--frames", type=int, default=10_000)
+    parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--lag-seconds", type=int, default=15)
     arguments = parser.parse_args()
     with tempfile.TemporaryDirectory() as folder:

@@ -35,7 +35,7 @@ class Answering {
 using MakeAnswering = std::function<std::unique_ptr<Answering>(const std::string& state)>;
 
 struct WorkerOptions {
-  std::size_t batch = 256;                      // entries of a shard at once
+  std::size_t batch = 512;                      // entries of a shard at once
   std::size_t stateEvery = 1000;                // entries of a shard
   std::chrono::milliseconds stateWithin{5000};  // of the last one, if entries were answered since
   std::chrono::milliseconds claimEvery{250};
