@@ -27,10 +27,10 @@ echo "== Workers that are killed"
 /usr/bin/python3 tests/worker/survival.py build/release/worker/nivra-worker build/release/tools/nivra/nivra \
   --frames 13000 --seconds 20
 echo "== Thread tests under the thread sanitizer"
-ctest --preset tsan -R Threads
+ctest --preset tsan --parallel "$(nproc)" -R Threads
 echo "== Tests built by clang"
-ctest --preset clang -E Packaging
+ctest --preset clang --parallel "$(nproc)" -E Packaging
 echo "== Tests under the address and undefined-behaviour sanitizers"
-ctest --preset asan -E Packaging
+ctest --preset asan --parallel "$(nproc)" -E Packaging
 echo "== Tests"
-ctest --preset release
+ctest --preset release --parallel "$(nproc)"
