@@ -28,16 +28,35 @@ struct PixelBox {
 };
 
 /// Whether there is anything of a box that ended at the border of the picture.
-bool hasArea(const PixelBox& box);
+inline bool hasArea(const PixelBox& box) {
+  constexpr double kLeast = 0.0005;  // that thousandths tell from 0
+  return box.width >= kLeast && box.height >= kLeast;
+}
 
-Position toNormalised(Position pixels, PictureSize picture);
-Position toPixels(Position normalised, PictureSize picture);
+inline Position toNormalised(Position pixels, PictureSize picture) {
+  return {2.0 * pixels.x / picture.width - 1.0, 1.0 - 2.0 * pixels.y / picture.height};
+}
+
+inline Position toPixels(Position normalised, PictureSize picture) {
+  return {(normalised.x + 1.0) / 2.0 * picture.width, (1.0 - normalised.y) / 2.0 * picture.height};
+}
 
 /// The box between two corners, in single precision.
-Box boxBetween(Position topLeft, Position bottomRight);
+inline Box boxBetween(Position topLeft, Position bottomRight) {
+  return {static_cast<float>(topLeft.x), static_cast<float>(topLeft.y), static_cast<float>(bottomRight.x),
+          static_cast<float>(bottomRight.y)};
+}
 
-Box toNormalised(const PixelBox& box, PictureSize picture);
-PixelBox toPixels(const Box& box, PictureSize picture);
+inline Box toNormalised(const PixelBox& box, PictureSize picture) {
+  return boxBetween(toNormalised(Position{box.left, box.top}, picture),
+                    toNormalised(Position{box.left + box.width, box.top + box.height}, picture));
+}
+
+inline PixelBox toPixels(const Box& box, PictureSize picture) {
+  const Position topLeft = toPixels(Position{box.left, box.top}, picture);
+  const Position bottomRight = toPixels(Position{box.right, box.bottom}, picture);
+  return {topLeft.x, topLeft.y, bottomRight.x - topLeft.x, bottomRight.y - topLeft.y};
+}
 
 /// Width divided by height; the usual one if nobody knows the picture.
 inline float aspectRatio(const std::optional<PictureSize>& picture) {

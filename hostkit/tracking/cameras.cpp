@@ -83,10 +83,12 @@ std::optional<Refusal> Camera::refusalOf(const Frame& frame) const {
     return Refusal{"timestamp", fmt::format("not newer than this camera's last one, {}", *lastTimestamp)};
   }
   // Feature vectors of different lengths cannot be compared.
-  const auto length = featureLength ? featureLength : lengthOfFeatures(frame);
+  auto length = featureLength;
   for (std::size_t i = 0; i < frame.detections.size(); ++i) {
     const auto& feature = frame.detections[i].feature;
-    if (!feature || feature->size() == *length) continue;
+    if (!feature) continue;
+    if (!length) length = feature->size();
+    if (feature->size() == *length) continue;
     return Refusal{fmt::format("detections[{}].feature", i),
                    fmt::format("{} numbers, but the features of this camera have {}", feature->size(), *length)};
   }

@@ -115,18 +115,25 @@ class Tracker {
 
   py::tuple take(Frame& taken, std::size_t count, std::uint64_t time, const py::object& motion) {
     taken.timestamp = time;
-    if (const auto refusal = camera->refusalOf(taken)) {
-      const bool isTime = refusal->field == "timestamp";
-      failValue(isTime ? refusal->field : "features",
-                isTime ? fmt::format("{} is {}", time, refusal->message) : refusal->message);
+    if (!motion.is_none()) {
+      failFor(camera->refusalOf(taken), time);
+      moveBy(parseCameraMotion(motion));
     }
-    if (!motion.is_none()) moveBy(parseCameraMotion(motion));
+    std::optional<hostkit::Refusal> refusal;
     {
       const py::gil_scoped_release others;
-      camera->update(taken, 0, false, result);
+      refusal = camera->update(taken, 0, false, result);
     }
+    failFor(refusal, time);
     ++framesTaken;
     return py::make_tuple(time, count, reportsOf(result, *terms));
+  }
+
+  static void failFor(const std::optional<hostkit::Refusal>& refusal, std::uint64_t time) {
+    if (!refusal) return;
+    const bool isTime = refusal->field == "timestamp";
+    failValue(isTime ? refusal->field : "features",
+              isTime ? fmt::format("{} is {}", time, refusal->message) : refusal->message);
   }
 
   void moveBy(const std::array<double, 6>& matrix) {
