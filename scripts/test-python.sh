@@ -31,7 +31,7 @@ try() { # name, then what pip installs, from the copy
   quietly "$1/bin/pip" uninstall -y nivra
   [ -z "$(find "$1" -name '*nivra*')" ] || { echo "$1: there is something left" >&2; exit 1; }
 }
-try wheel ../dist/*.whl
+try wheel "$PWD"/dist/*.whl
 try pip-without-isolation --no-build-isolation .
 if /usr/bin/python3 -m pip download -q --retries 0 --no-deps -d downloaded pybind11 2>/dev/null; then
   try pip-with-isolation .
