@@ -1,10 +1,14 @@
 #include "worker/worker.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
-#include <new>
 #include <set>
 #include <utility>
+
+#include "hostkit/errors.h"
+#include "nivra/stateArchive.h"
 
 namespace nivra::worker {
 
@@ -49,7 +53,6 @@ void Worker::step() {
         release();
         break;
     }
-    pause = {};
   } catch (const LogUnavailable& fault) {
     loseAll(fault.what());
   }
@@ -71,7 +74,7 @@ void Worker::take(const std::vector<Claim>& claims) {
   const auto now = clock();
   try {
     for (const Claim& each : claims) {
-      Shard& shard = shards.emplace(each.lease.shard, Shard(each, make, now)).first->second;
+      Shard& shard = shards.emplace(each.lease.shard, shardOf(each, now)).first->second;
       if (options.deathsToSetAside > 0 && each.takeovers >= options.takeoversToCare) shard.careful = options.batch;
       ++counts.claimed;
     }
@@ -81,6 +84,14 @@ void Worker::take(const std::vector<Claim>& claims) {
     for (const Claim& each : claims) leases.push_back(each.lease);
     log.release(leases, true);
     throw;
+  }
+}
+
+Worker::Shard Worker::shardOf(const Claim& claim, Clock::time_point now) const {
+  try {
+    return Shard(claim, make, now);
+  } catch (const StateError& fault) {
+    throw hostkit::FileError(fmt::format("shard {}: {}", claim.lease.shard, fault.what()));
   }
 }
 
@@ -120,7 +131,9 @@ void Worker::read() {
   for (const int number : idle) {
     if (isStateDue(shards.at(number))) batches.push_back({number, {}});
   }
-  if (batches.empty()) next = afterAnswers();
+  if (!batches.empty()) return;
+  pause = {};
+  next = afterAnswers();
 }
 
 /// Lets the entries of a shard run through its trackers, and asks for what the log has not heard yet. Meanwhile the log
@@ -212,6 +225,7 @@ void Worker::confirm() {
     }
   }
   commits.clear();
+  pause = {};
   next = afterAnswers();
 }
 

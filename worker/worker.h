@@ -31,11 +31,11 @@ class Answering {
 };
 
 /// @param state As `save` gave it; empty for the beginning.
-/// @throws FileError when it is not to be used.
+/// @throws StateError when it is not to be used.
 using MakeAnswering = std::function<std::unique_ptr<Answering>(const std::string& state)>;
 
 struct WorkerOptions {
-  std::size_t batch = 512;                      // entries of a shard at once
+  std::size_t batch = 512;                      // entries of all shards at once
   std::size_t stateEvery = 1000;                // entries of a shard
   std::chrono::milliseconds stateWithin{5000};  // of the last one, if entries were answered since
   std::chrono::milliseconds claimEvery{250};
@@ -95,6 +95,7 @@ class Worker {
   void release();
 
   void take(const std::vector<Claim>& claims);
+  Shard shardOf(const Claim& claim, Clock::time_point now) const;
   void leaveAllBut(std::size_t kept);
   void tryNext(Shard& shard, Commit& commit);
   void answerNext(Shard& shard, const Entry& entry, Commit& commit);

@@ -91,23 +91,29 @@ struct RunArguments {
   std::string metrics;
 };
 
-/// Writes the figures to a file as time passes.
+/// Writes the figures to a file as time passes. A file that can't be written is no reason to end, and told once.
 class MetricsFile {
  public:
-  MetricsFile(std::string file, std::ostream& out) : path(std::move(file)), standardOutput(out) {}
+  MetricsFile(std::string file, const Streams& programStreams) : path(std::move(file)), streams(programStreams) {}
 
   void write(const Figures& figures, bool atOnce) {
     constexpr std::chrono::seconds kPeriod{1};
     const auto now = Worker::Clock::now();
     if (path.empty() || (!atOnce && now < next)) return;
-    print(prometheusText(figures), {standardOutput, path, true});
     next = now + kPeriod;
+    try {
+      print(prometheusText(figures), {streams.out, path, true});
+      isTold = false;
+    } catch (const FileError& fault) {
+      if (!std::exchange(isTold, true)) streams.err << "warning: " << fault.what() << std::endl;
+    }
   }
 
  private:
   std::string path;
-  std::ostream& standardOutput;
+  const Streams& streams;
   Worker::Clock::time_point next;
+  bool isTold = false;
 };
 
 /// Batches come and go: what they took is kept for the next one, which else costs a tenth of the time.
@@ -130,7 +136,7 @@ void run(RunArguments& given, const Streams& streams) {
   RedisLog log(redis, given.log, uniqueName());
   Worker worker(log, answerAsStream(given.answers, recipe), given.worker, Worker::Clock::now);
   AvailabilityNotice notice(streams.err);
-  MetricsFile metrics(given.metrics, streams.out);
+  MetricsFile metrics(given.metrics, streams);
   const Figures& figures = worker.figures();
   while (!worker.hasStopped()) {
     if (interruption.hasCome()) worker.stop();

@@ -7,6 +7,7 @@ import contextlib
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 import tempfile
@@ -18,6 +19,7 @@ from redis_server import Redis
 WORKER, TOOL, ROOT = (pathlib.Path(sys.argv.pop(1)).resolve() for _ in range(3))
 SAMPLE = (ROOT / "examples/data/stream.jsonl").read_text()
 LABELS = ["--labels", "human,car"]
+ANSWERS = "local n = 0 for i = 0, 15 do n = n + redis.call('XLEN', 'nivra:{' .. i .. '}:out') end return n"
 
 
 def answers_of_track(text):
@@ -36,8 +38,9 @@ class OnRedis(unittest.TestCase):
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, **others)
 
     @contextlib.contextmanager
-    def worker(self, *options):
-        command = [WORKER, "run", "--redis", f"redis://127.0.0.1:{self.redis.port}", *LABELS, *options]
+    def worker(self, *options, address=None):
+        address = address or f"redis://127.0.0.1:{self.redis.port}"
+        command = [WORKER, "run", "--redis", address, *LABELS, *options]
         process = subprocess.Popen(command, stderr=subprocess.PIPE, text=True)
         try:
             yield process
@@ -76,15 +79,16 @@ class OnRedis(unittest.TestCase):
     def test_what_is_no_line_is_answered_and_set_aside(self):
         self.redis.ask("SET", "nivra:shards", "1")
         self.redis.ask("XADD", "nivra:{0}:in", "*", "something", "else")
+        self.redis.ask("XADD", "nivra:{0}:in", "*", *["more", "than a script unpacks"] * 5000)
         long = '{"camera":"' + "x" * (64 << 20) + '"}\n'
         with self.worker("--metrics", f"{self.folder}/metrics"):
             self.call("feed", input="\n" + long + "\n")
             found = self.call("drain").stdout
         self.assertEqual(sorted(json.loads(line)["error"]["message"] for line in found.splitlines()),
-                         ["an entry without a field line", "longer than 64 MiB"])
+                         ["an entry without a field line"] * 2 + ["longer than 64 MiB"])
         self.assertIn(answers_of_track("\n" + long), found)
-        self.assertEqual(self.redis.ask("XLEN", "nivra:{0}:poison"), "2")
-        self.assertIn("\nnivra_worker_set_aside_total 2\n", pathlib.Path(self.folder, "metrics").read_text())
+        self.assertEqual(self.redis.ask("XLEN", "nivra:{0}:poison"), "3")
+        self.assertIn("\nnivra_worker_set_aside_total 3\n", pathlib.Path(self.folder, "metrics").read_text())
 
     def test_a_line_is_set_aside_that_three_workers_died_of(self):
         lines = [f'{{"camera":"a","timestamp":{i}}}' for i in range(1, 4)]
@@ -129,6 +133,21 @@ class OnRedis(unittest.TestCase):
         self.assertEqual(feed.wait(), 0)
         self.assertEqual(found, answers_of_track(lines))
 
+    def test_a_redis_that_is_full_is_drained(self):
+        with self.worker():
+            self.call("feed", input=SAMPLE)
+            self.wait_for(11, "EVAL", ANSWERS, "0")
+            self.redis.ask("CONFIG", "SET", "maxmemory", "1")
+            found = self.call("drain").stdout
+            self.redis.ask("CONFIG", "SET", "maxmemory", "0")
+        self.assertEqual(sorted(found.splitlines()), sorted(answers_of_track(SAMPLE).splitlines()))
+
+    def test_figures_that_cannot_be_written_are_no_reason_to_end(self):
+        with self.worker("--metrics", f"{self.folder}/nowhere/metrics"):
+            self.call("feed", input=SAMPLE)
+            found = self.call("drain").stdout
+        self.assertEqual(sorted(found.splitlines()), sorted(answers_of_track(SAMPLE).splitlines()))
+
     def test_states_of_other_options_are_left_to_others(self):
         lines = SAMPLE.splitlines(keepends=True)
         with self.worker():
@@ -136,7 +155,7 @@ class OnRedis(unittest.TestCase):
             found = self.call("drain").stdout
         run = self.call("run", "--labels", "human", check=False)
         self.assertEqual(run.returncode, 1)
-        self.assertRegex(run.stderr, "error: .*state")
+        self.assertRegex(run.stderr, "error: shard [0-9]+: stored state")
         with self.worker("--lease", "60"):
             self.call("feed", "--source", "sample", input=SAMPLE)
             found += self.call("drain").stdout
@@ -157,6 +176,19 @@ class OnRedis(unittest.TestCase):
                 run = self.call("drain", check=False, **options)
                 self.assertEqual(run.returncode, 1)
                 self.assertIn("error: Redis refuses: ", run.stderr)
+
+    def test_a_user_needs_no_more_rights_than_the_guide_says(self):
+        keys, commands = re.search("needs `(.+)` and `(.+)`", (ROOT / "docs/scale.md").read_text()).groups()
+        self.redis.ask("ACL", "SETUSER", "me", "on", "nopass", keys, *commands.split())
+        as_me = f"redis://me@127.0.0.1:{self.redis.port}"
+        with self.worker(address=as_me):
+            self.call("feed", input=SAMPLE, address=as_me)
+            found = self.call("drain", address=as_me).stdout
+        self.assertEqual(found.count("\n"), 11)
+        self.redis.ask("ACL", "SETUSER", "me", "-time")
+        run = self.call("run", *LABELS, address=as_me, check=False)
+        self.assertEqual(run.returncode, 1)
+        self.assertIn("error: Redis refuses: ", run.stderr)
 
     def test_wrong_calls_and_other_numbers_of_shards_are_refused(self):
         self.call("drain", "--shards", "3")

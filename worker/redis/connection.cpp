@@ -94,7 +94,7 @@ void RedisConnection::connect() {
 
 /// Says who we are, and what there is to be known.
 void RedisConnection::enter() {
-  if (!address.password.empty()) {
+  if (!address.password.empty() || !address.user.empty()) {
     Words words = {"AUTH", address.user, address.password};
     if (address.user.empty()) words.erase(words.begin() + 1);
     ask(words);
@@ -148,8 +148,13 @@ void RedisConnection::giveUp(const std::string& reason) {
 }
 
 void RedisConnection::fail(std::string_view fault) {
-  constexpr std::array<std::string_view, 6> kForGood = {"NOAUTH",    "WRONGPASS", "NOPERM",
-                                                        "WRONGTYPE", "ERR AUTH",  "ERR invalid password"};
+  constexpr std::array<std::string_view, 7> kForGood = {"NOAUTH",
+                                                        "WRONGPASS",
+                                                        "NOPERM",
+                                                        "WRONGTYPE",
+                                                        "ERR AUTH",
+                                                        "ERR invalid password",
+                                                        "ERR The user executing the script"};
   for (const std::string_view each : kForGood) {
     if (!startsWith(fault, each)) continue;
     context.reset();

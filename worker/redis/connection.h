@@ -37,7 +37,6 @@ class RedisReply {
   std::int64_t number() const { return reply->integer; }
   std::size_t size() const { return reply->elements; }
   RedisReply operator[](std::size_t index) const { return RedisReply(reply->element[index]); }
-  bool isText() const { return reply->type == REDIS_REPLY_STRING || reply->type == REDIS_REPLY_STATUS; }
   bool isArray() const { return reply->type == REDIS_REPLY_ARRAY; }
 
  private:

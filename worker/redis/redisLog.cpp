@@ -58,7 +58,8 @@ for i = 9, #ARGV, 3 do
   if ARGV[i + 1] ~= '' then redis.call('XADD', KEYS[3], '*', 'answer', ARGV[i + 1], 'entry', ARGV[i]) end
   if ARGV[i + 2] == '1' then
     local entry = redis.call('XRANGE', KEYS[2], ARGV[i], ARGV[i])[1]
-    redis.call('XADD', KEYS[5], '*', 'entry', ARGV[i], unpack(entry and entry[2] or {}))
+    local fields = entry and entry[2] or {}
+    redis.call('XADD', KEYS[5], '*', 'entry', ARGV[i], unpack(fields, 1, math.min(#fields, 4000)))
   end
 end
 local t = redis.call('TIME')
@@ -151,7 +152,8 @@ RedisLog::RedisLog(const RedisOptions& redis, const RedisLogOptions& logOptions,
       exonerateScript{kExonerate},
       connection(redis.address, redis.patience,
                  {&joinScript, &renewScript, &takeScript, &commitScript, &releaseScript, &exonerateScript}),
-      reading(redis.address, redis.patience, {}) {}
+      reading(redis.address, redis.patience, {}),
+      entryBytes(static_cast<double>(limits.batchBytes)) {}
 
 Standing RedisLog::claim(const std::vector<Lease>& held) {
   if (!std::exchange(asked, {}).empty()) connection.close();  // nobody asks any more what became of these commits

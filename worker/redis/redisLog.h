@@ -56,7 +56,7 @@ class RedisLog final : public Log {
   std::set<int> full;             // shards whose answers nobody takes
   std::map<int, Position> ahead;  // behind which entries have been asked for; empty if none have
   std::vector<int> asked;         // the shards of commits under way
-  double entryBytes = 0.0;        // of late
+  double entryBytes;              // of late; the first ones may be long
 };
 
 }  // namespace nivra::worker

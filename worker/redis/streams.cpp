@@ -20,7 +20,9 @@ constexpr Range<std::uint64_t> kParts = {0, std::numeric_limits<std::uint64_t>::
 
 int agreeOnShards(RedisConnection& connection, const RedisOptions& options) {
   const std::string key = RedisStreams(options.name).shards();
-  connection.ask({"SET", key, std::to_string(options.shards.value_or(kUsualShards)), "NX"});
+  if (connection.ask({"GET", key}).isNothing()) {  // a Redis that is full tells it, but takes nothing
+    connection.ask({"SET", key, std::to_string(options.shards.value_or(kUsualShards)), "NX"});
+  }
   const auto there = parseNumber(connection.ask({"GET", key}).text(), kShardCounts);
   if (!there) throw FileError(fmt::format("{} in Redis is no number of shards", key));
   if (options.shards && *options.shards != *there) {
