@@ -119,6 +119,12 @@ const std::string& labelAt(const std::vector<std::string>& labels, std::int32_t 
   return labels[static_cast<std::size_t>(position)];
 }
 
+/// A track that took in one that is not a number would have none for ever.
+float scoreOf(float given) {
+  require(!std::isnan(given), "detections: a score is not a number");
+  return given;
+}
+
 LabelAssociations associationsOf(const nivra_options& options, const std::vector<std::string>& labels) {
   LabelAssociations associations;
   for (const std::string& each : labels) associations[each].insert(each);
@@ -330,8 +336,8 @@ struct nivra_tracker {
   void read(const nivra_detection& given, ObjectDetection& detection, std::optional<std::uint64_t>& length) const {
     constexpr char kNoLabel[] = "detections: there is no such label";
     detection.box = {given.box.left, given.box.top, given.box.right, given.box.bottom};
-    detection.score = given.score;
-    detection.objectness = given.objectness;
+    detection.score = scoreOf(given.score);
+    detection.objectness = scoreOf(given.objectness);
     detection.label = labelAt(labels, given.label, kNoLabel);
     detection.id = given.id;
     detection.inbetween = false;
@@ -340,13 +346,13 @@ struct nivra_tracker {
     detection.classifications[0] = {detection.label, detection.score};
     for (std::size_t i = 0; i < given.classification_count; ++i) {
       const auto& [label, score] = given.classifications[i];
-      detection.classifications[i] = {labelAt(labels, label, kNoLabel), score};
+      detection.classifications[i] = {labelAt(labels, label, kNoLabel), scoreOf(score)};
     }
     requireList(given.attributes, given.attribute_count, "detections: attributes are null");
     detection.attributes.clear();
     for (std::size_t i = 0; i < given.attribute_count; ++i) {
       const auto& [type, value, score] = given.attributes[i];
-      detection.attributes.push_back({type, value, score});
+      detection.attributes.push_back({type, value, scoreOf(score)});
     }
     readFeature(given, detection, length);
   }

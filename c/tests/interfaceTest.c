@@ -100,9 +100,10 @@ static void frames_that_are_refused(void) {
   const nivra_options options = usual_options();
   nivra_tracker* const tracker = made(&options);
   static const float feature[] = {1.0F, 0.0F};
-  static const nivra_classification classification = {2, 50.0F};
+  static const nivra_classification classification = {2, 50.0F}, no_score = {1, NAN};
+  static const nivra_attribute no_attribute_score = {1, 2, NAN};
   nivra_detection good = detection_at(0.0F);
-  nivra_detection bad[6];
+  nivra_detection bad[10];
   nivra_track before[2], after[2];
   size_t count, i;
   nivra_frame frame = frame_of(&good, 1, 5);
@@ -119,6 +120,10 @@ static void frames_that_are_refused(void) {
   bad[3].feature = NULL;
   bad[4].attribute_count = 1;
   bad[5].classifications = &classification, bad[5].classification_count = 1;
+  bad[6].score = NAN;
+  bad[7].objectness = NAN;
+  bad[8].classifications = &no_score, bad[8].classification_count = 1;
+  bad[9].attributes = &no_attribute_score, bad[9].attribute_count = 1;
   for (i = 0; i < COUNT(bad); ++i) {
     frame = frame_of(&bad[i], 1, 6);
     EXPECT(nivra_tracker_update(tracker, &frame) == NIVRA_INVALID_ARGUMENT);

@@ -42,7 +42,7 @@ float percentOf(const char* argument, double fraction, std::size_t position) {
     failValue(argument,
               fmt::format("{} at position {}, but they are from 0 to 1; was percent meant?", fraction, position));
   }
-  if (fraction < 0.0)
+  if (!(fraction >= 0.0))  // nor is it one that is not a number
     failValue(argument, fmt::format("{} at position {}, but they are from 0 to 1", fraction, position));
   return static_cast<float>(fraction) * kPercent;
 }
@@ -188,6 +188,12 @@ Attributes parseAttributes(const py::object& given, std::size_t count) {
   }
   if (attributes.size() != count) {
     failValue("attributes", fmt::format("{} lists, expected {}, one for each of the boxes", attributes.size(), count));
+  }
+  for (std::size_t row = 0; row < count; ++row) {
+    for (const auto& [type, value, score] : attributes[row]) {
+      if (std::isnan(score))
+        failValue("attributes", fmt::format("the score of one at position {} is not a number", row));
+    }
   }
   return attributes;
 }

@@ -180,7 +180,10 @@ NIVRA_C_EXPORT void nivra_tracker_destroy(nivra_tracker* tracker);
 /** What was wrong with the last call that was refused, until the next one; empty if there was none. */
 NIVRA_C_EXPORT const char* nivra_tracker_error(const nivra_tracker* tracker);
 
-/** Takes in one frame. A time that is not newer is refused, as is a feature of another length than those before. */
+/**
+ * Takes in one frame. A time that is not newer is refused, as are a feature of another length than those before and
+ * scores that are not numbers.
+ */
 NIVRA_C_EXPORT nivra_status nivra_tracker_update(nivra_tracker* tracker, const nivra_frame* frame);
 
 /**
