@@ -1,8 +1,9 @@
 #include <pybind11/functional.h>
 #include <pybind11/stl.h>
 
-#include <array>
+#include <map>
 #include <memory>
+#include <regex>
 #include <string>
 
 #include "arrays.h"
@@ -21,17 +22,20 @@ namespace nivra::python {
 
 namespace {
 
-/// Complaints of the kit name options as the tool's callers write them: "--param a=b" is an argument here.
-std::string inPython(std::string text) {
-  using Name = std::pair<const char*, const char*>;
-  constexpr std::array<Name, 5> kNames = {
-      {{"--from", "format"}, {"--to", "format"}, {"--param", "params"}, {"--picture WxH", "picture"}, {"--", ""}}};
-  for (const auto& [option, argument] : kNames) {
-    for (auto at = text.find(option); at != std::string::npos; at = text.find(option, at)) {
-      text.replace(at, std::char_traits<char>::length(option), argument);
-    }
+/// Complaints of the kit name options as the tool's callers write them: "--param a=b" is an argument here. Paths in
+/// them may hold dashes too.
+std::string inPython(const std::string& text) {
+  static const std::map<std::string, std::string> kNames = {
+      {"from", "format"}, {"to", "format"}, {"param", "params"}, {"force", "replace"}, {"category", "categories"}};
+  static const std::regex kOption(R"((^|[\s(\['"])--([a-z]+(?:-[a-z]+)*)(?: (?:WxH|F))?(?=$|[\s)\]'",;:]))");
+  std::string told;
+  auto rest = text.begin();
+  for (std::sregex_iterator option(text.begin(), text.end(), kOption), end; option != end; ++option) {
+    const auto name = kNames.find((*option)[2]);
+    told.append(rest, (*option)[1].second).append(name == kNames.end() ? std::string((*option)[2]) : name->second);
+    rest = (*option)[0].second;
   }
-  return text;
+  return told.append(rest, text.end());
 }
 
 void translateErrors(py::module_& module) {

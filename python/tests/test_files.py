@@ -78,7 +78,7 @@ def test_what_is_read_can_be_written_and_read_again(world, tmp_path):
     for first, second in pairs:
         assert np.array_equal(first.boxes, second.boxes) and np.array_equal(first.features, second.features)
         assert (first.labels, first.timestamp, first.picture) == (second.labels, second.timestamp, second.picture)
-    with pytest.raises(nivra.FileError, match="exists"):
+    with pytest.raises(nivra.FileError, match="exists already, and replace is not given"):
         nivra.write(path, [])
     nivra.write(path, [], replace=True)
 
@@ -117,6 +117,11 @@ def test_files_that_cannot_be_read_are_named(tmp_path):
         list(nivra.read(bad))
     with pytest.raises(OSError, match="No such file"):
         nivra.read(tmp_path / "none.jsonl")
+    with pytest.raises(OSError, match=r"cannot read cam --1/x--from\.txt: No such file"):
+        nivra.read("cam --1/x--from.txt")
+    (tmp_path / "x--to.txt").write_text("x")
+    with pytest.raises(ValueError, match=r"x--to\.txt comes without .*: give picture and fps$"):
+        nivra.read(tmp_path / "x--to.txt")
     with pytest.raises(ValueError, match="format blob: expected"):
         nivra.read(bad, format="blob")
     for call in (nivra.write, nivra.write_tracks):
