@@ -11,6 +11,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._checks import checked_fps, checked_names, checked_picture
 from ._files import Path
 from ._tracks import Tracks
 
@@ -84,10 +85,10 @@ def evaluate(
         truth_format,
         format,
         None if preprocessing == "auto" else preprocessing,
-        list(sequences),
-        list(classes),
-        picture,
-        fps,
+        checked_names("sequences", sequences),
+        checked_names("classes", classes),
+        checked_picture(picture),
+        checked_fps(fps),
         os.cpu_count() or 1,
         lambda text: warnings.warn(text, stacklevel=3),
     )

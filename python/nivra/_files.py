@@ -10,6 +10,7 @@ from typing import TYPE_CHECKING, SupportsIndex, Union
 import numpy.typing as npt
 
 from . import _core
+from ._checks import checked_fps, checked_name, checked_names, checked_numbered_names, checked_picture, require
 
 if TYPE_CHECKING:
     from ._tracks import Tracks
@@ -44,8 +45,10 @@ def read(
     :return: Frames; of JSON Lines also movements and ends of cameras.
     :raises FileError: for what cannot be read, naming file and line.
     """
+    label = checked_name("label", label)
+    numbered = checked_numbered_names("categories", {} if categories is None else categories)
     reader = _core.FileReader(
-        os.fspath(path), format, picture, fps, label, dict(categories or {}), scores
+        os.fspath(path), format, checked_picture(picture), checked_fps(fps), label, numbered, scores
     )
     return _warning(reader)
 
@@ -82,8 +85,10 @@ def frame(
     >>> frame.labels, frame.boxes.round().tolist()
     (['human'], [[600.0, 300.0, 680.0, 520.0]])
     """
-    names = sorted(set(labels)) if labels is not None and len(labels) > 0 else ["human"]
-    terms = _core.Terms(picture, box_format, list(range(len(names))), names, False)
+    names = sorted(set(checked_names("labels", () if labels is None else labels))) or ["human"]
+    require("box_format", box_format, str, "a name")
+    terms = _core.Terms(checked_picture(picture), box_format, list(range(len(names))), names, False)
+    camera = checked_name("camera", camera)
     return _core.make_frame(terms, camera, timestamp, boxes, scores, None, labels, features, attributes, objectness)
 
 
@@ -98,7 +103,7 @@ def write(
     :param replace: Whether an older file makes room.
     :raises FileError: if it cannot be written.
     """
-    _core.write_records(os.fspath(path), records, format, fps, replace)
+    _core.write_records(os.fspath(path), records, format, checked_fps(fps), replace)
 
 
 def write_tracks(
@@ -123,4 +128,4 @@ def write_tracks(
         if not hasattr(each, "_written"):
             raise TypeError(f"tracks: expected those of each frame, not {type(each).__name__}")
         written.append(each._written())
-    _core.write_tracks(os.fspath(path), written, format, fps, replace)
+    _core.write_tracks(os.fspath(path), written, format, checked_fps(fps), replace)

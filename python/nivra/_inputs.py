@@ -10,6 +10,7 @@ from typing import Any, SupportsIndex, Union
 import numpy.typing as npt
 
 from . import _core
+from ._checks import checked_name, checked_numbered_names
 from ._evaluation import FrameBoxes, identified
 from ._files import Path, Record
 from ._tracker import Classes, Tracker, _associations, _classes, _texts
@@ -56,7 +57,8 @@ class Setup:
         self._labels = [] if classes is None else names
         self._associations = {} if classes is None and associations is None else _associations(associations, names)
         self._stabilise = stabilise
-        self._read = (label, dict(categories or {}), scores)
+        numbered = checked_numbered_names("categories", {} if categories is None else categories)
+        self._read = (checked_name("label", label), numbered, scores)
         self._told = (report, hold, boxes)
 
     def read_settings(self, fps: float | None) -> _core.ReadSettings:

@@ -11,13 +11,11 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _core
+from ._checks import checked_fps, checked_name, checked_names, checked_numbered_names, checked_picture, require
 from ._files import Frame, Path, read
 from ._tracks import Terms, Tracks
 
 Classes = Union[Sequence[str], Mapping[int, str]]
-
-_LARGEST_SIDE = 1_000_000
-_FRAME_RATES = (0.01, 1e6)
 
 
 class Tracker:
@@ -69,23 +67,19 @@ class Tracker:
         :raises ValueError: for names, values and sizes that there are not.
         """
         self._options = {key: value for key, value in locals().items() if key != "self"}
-        _require("tracker", tracker, str, "a name")
-        _require("params", params, (Mapping, type(None)), "a mapping from keys to values")
-        _require("preset", preset, (str, type(None)), "a name")
-        _require("box_format", box_format, str, "a name")
-        _require("stabilise", stabilise, (bool, np.bool_), "True or False")
-        _require("camera", camera, str, "a name")
-        _require("fps", fps, (int, float, np.number, type(None)), "a number of frames per second")
+        require("tracker", tracker, str, "a name")
+        require("params", params, (Mapping, type(None)), "a mapping from keys to values")
+        require("preset", preset, (str, type(None)), "a name")
+        require("box_format", box_format, str, "a name")
+        require("stabilise", stabilise, (bool, np.bool_), "True or False")
+        camera = checked_name("camera", camera)
+        fps = checked_fps(fps)
         ids, names, leaves_out = _classes(classes)
-        if picture is not None:
-            picture = _picture(picture)
-        if fps is not None and not _FRAME_RATES[0] <= fps <= _FRAME_RATES[1]:
-            raise ValueError(f"fps: {fps}, expected frames per second from {_FRAME_RATES[0]} to {_FRAME_RATES[1]:g}")
-        self._terms = Terms(camera, picture, box_format, ids, names, leaves_out)
+        picture = checked_picture(picture)
         texts = _texts(params)
-        self._native = _core.Tracker(
-            tracker, preset, texts, _associations(associations, names), self._terms.native, fps, stabilise
-        )
+        taken = _associations(associations, names)
+        self._terms = Terms(camera, picture, box_format, ids, names, leaves_out)
+        self._native = _core.Tracker(tracker, preset, texts, taken, self._terms.native, fps, stabilise)
         if self._native.warnings:
             warnings.warn(self._native.warnings.rstrip(), stacklevel=2)
 
@@ -185,7 +179,7 @@ def _track_records(records: list[Any], tracker: str, options: dict[str, Any]) ->
     cameras: dict[str, Tracker] = {}
     results = []
     for record in records:
-        _require("frames", record, (_core.Frame, _core.CameraMotion, _core.CameraEnd), "records alone if there are any")
+        require("frames", record, (_core.Frame, _core.CameraMotion, _core.CameraEnd), "records alone if there are any")
         if isinstance(record, _core.CameraEnd):
             cameras.pop(record.camera, None)
             continue
@@ -199,52 +193,26 @@ def _track_records(records: list[Any], tracker: str, options: dict[str, Any]) ->
     return results
 
 
-def _require(argument: str, given: object, kind: Any, expected: str) -> None:
-    if not isinstance(given, kind):
-        raise TypeError(f"{argument}: {given!r}, expected {expected}")
-
-
 def _classes(given: Classes | None) -> tuple[list[int], list[str], bool]:
     """Ids and names of classes, and whether others are left out."""
-    if given is None:
-        given = ["human"]
-    if isinstance(given, str):
-        raise TypeError(f"classes: expected a list of names, such as [{given!r}]")
     if isinstance(given, Mapping):
-        try:
-            ids, names = [id.__index__() for id in given], list(given.values())
-        except AttributeError:
-            raise TypeError(f"classes: expected names by whole numbers, not {given!r}") from None
+        numbered = checked_numbered_names("classes", given)
+        ids, names = list(numbered), list(numbered.values())
     else:
-        _require("classes", given, (Sequence, np.ndarray), "a list of names, or a mapping from ids to names")
-        ids, names = list(range(len(given))), list(given)
+        given = ["human"] if given is None else given
+        require("classes", given, (Sequence, np.ndarray), "a list of names, or a mapping from ids to names")
+        names = checked_names("classes", given)
+        ids = list(range(len(names)))
     if not names:
         raise ValueError("classes: expected at least one")
-    for name in names:
-        if not isinstance(name, str):
-            raise TypeError(f"classes: expected names, not {name!r}")
-        try:
-            name.encode()
-        except UnicodeEncodeError:
-            raise ValueError(f"classes: {name!r} holds half a character") from None
     return ids, names, isinstance(given, Mapping)
-
-
-def _picture(given: tuple[int, int]) -> tuple[int, int]:
-    try:
-        width, height = (side.__index__() for side in given)
-    except (TypeError, ValueError, AttributeError):
-        raise TypeError(f"picture: {given!r}, expected (width, height) in pixels") from None
-    if not (1 <= width <= _LARGEST_SIDE and 1 <= height <= _LARGEST_SIDE):
-        raise ValueError(f"picture: {given!r}, expected sides from 1 to {_LARGEST_SIDE} pixels")
-    return width, height
 
 
 def _associations(given: Mapping[str, Iterable[str]] | None, names: list[str]) -> dict[str, set[str]]:
     associations = {name: {name} for name in names}
-    _require("associations", given, (Mapping, type(None)), "a mapping from classes to lists of classes")
+    require("associations", given, (Mapping, type(None)), "a mapping from classes to lists of classes")
     for label, taken in (given or {}).items():
-        _require("associations", taken, Iterable, "lists of classes")
+        require("associations", taken, Iterable, "lists of classes")
         if isinstance(taken, str):
             raise TypeError(f"associations: expected a list of classes for {label!r}, such as [{taken!r}]")
         associations[label] = set(taken)
@@ -256,7 +224,7 @@ def _associations(given: Mapping[str, Iterable[str]] | None, names: list[str]) -
 def _texts(params: Mapping[str, object] | None) -> dict[str, str]:
     """Parameters as the library reads them."""
     for key in params or {}:
-        _require("params", key, str, "keys that are names")
+        require("params", key, str, "keys that are names")
     return {key: _text(value) for key, value in (params or {}).items()}
 
 

@@ -132,6 +132,41 @@ def test_files_that_cannot_be_read_are_named(tmp_path):
             nivra.track(frames, fps=25)
 
 
+@pytest.mark.parametrize(
+    "option, given, error, text",
+    [
+        ("fps", 0, ValueError, "fps: 0, expected frames per second from 0.01"),
+        ("fps", float("nan"), ValueError, "fps: nan, expected"),
+        ("fps", "25", TypeError, "fps: '25', expected a number"),
+        ("picture", (0, 0), ValueError, r"picture: \(0, 0\), expected sides"),
+        ("picture", "big", TypeError, "picture: 'big', expected"),
+        ("label", 5, TypeError, "label: 5, expected a name"),
+        ("labels", [5], TypeError, "labels: 5, expected a name"),
+        ("labels", "car", TypeError, "labels: expected a list of names"),
+        ("camera", 5, TypeError, "camera: 5, expected a name"),
+        ("categories", ["car"], TypeError, r"categories: \['car'\], expected names by whole numbers"),
+        ("categories", {"car": 1}, TypeError, "categories: expected names by whole numbers"),
+        ("classes", "car", TypeError, "classes: expected a list of names"),
+    ],
+)
+def test_wrong_options_of_files_are_named(world, tmp_path, option, given, error, text):
+    path, out = world / "plaza", tmp_path / "out.txt"
+    calls = {
+        nivra.read: ((path,), {"fps", "picture", "label", "categories"}),
+        nivra.frame: (([[1, 2, 3, 4]],), {"picture", "labels", "camera"}),
+        nivra.write: ((out, []), {"fps"}),
+        nivra.write_tracks: ((out, []), {"fps"}),
+        nivra.evaluate: ((path, path), {"fps", "picture", "classes"}),
+        nivra.track: ((path,), {"fps", "picture", "camera", "classes"}),
+        nivra.explain: ((path,), {"fps", "picture", "label", "categories"}),
+    }
+    takers = [(call, arguments) for call, (arguments, options) in calls.items() if option in options]
+    assert takers
+    for call, arguments in takers:
+        with pytest.raises(error, match=text):
+            call(*arguments, **{option: given})
+
+
 def test_figures_are_those_of_the_tool(world, tmp_path):
     tracks = nivra.track(nivra.read(world / "plaza"))
     nivra.write_tracks(tmp_path / "tracks.txt", tracks)
