@@ -66,7 +66,6 @@ class Tracker:
         :param camera: A name for files.
         :raises ValueError: for names, values and sizes that there are not.
         """
-        self._options = {key: value for key, value in locals().items() if key != "self"}
         require("tracker", tracker, str, "a name")
         require("params", params, (Mapping, type(None)), "a mapping from keys to values")
         require("preset", preset, (str, type(None)), "a name")
@@ -80,6 +79,18 @@ class Tracker:
         taken = _associations(associations, names)
         self._terms = Terms(camera, picture, box_format, ids, names, leaves_out)
         self._native = _core.Tracker(tracker, preset, texts, taken, self._terms.native, fps, stabilise)
+        self._options = {  # nothing of the caller's, who may change it
+            "tracker": tracker,
+            "classes": dict(zip(ids, names)) if leaves_out else names,
+            "picture": picture,
+            "fps": fps,
+            "preset": preset,
+            "params": texts,
+            "associations": taken,
+            "box_format": box_format,
+            "stabilise": stabilise,
+            "camera": camera,
+        }
         if self._native.warnings:
             warnings.warn(self._native.warnings.rstrip(), stacklevel=2)
 
@@ -133,15 +144,18 @@ class Tracker:
         """Tells that the camera has moved, between two frames; as `camera_motion` of `update`."""
         self._native.move(camera_motion)
 
-    def __getstate__(self) -> tuple[dict[str, Any], bytes]:
-        return self._options, self._native.state()
+    def __getstate__(self) -> tuple[dict[str, Any], bytes, dict[str, Any]]:
+        made_anew = ("_options", "_terms", "_native")
+        others = {name: value for name, value in self.__dict__.items() if name not in made_anew}
+        return self._options, self._native.state(), others
 
-    def __setstate__(self, kept: tuple[dict[str, Any], bytes]) -> None:
-        options, state = kept
+    def __setstate__(self, kept: tuple[dict[str, Any], bytes, dict[str, Any]]) -> None:
+        options, state, others = kept
         with warnings.catch_warnings():
             warnings.simplefilter("ignore")  # it has been warned of them
-            self.__init__(**options)  # type: ignore[misc]
+            Tracker.__init__(self, **options)  # that of a class made of this one may take others
         self._native.go_on_from(state)
+        self.__dict__.update(others)
 
 
 def track(

@@ -332,6 +332,26 @@ def test_copies_go_on_from_where_they_were_made(copied, options):
     assert np.array_equal(copied(first).as_array(), first.as_array())
 
 
+class Door(nivra.Tracker):
+    def __init__(self, number):
+        self.names = ["person", "car"]
+        self.among = {"car": ["car", "person"]}
+        super().__init__(classes=self.names, associations=self.among, picture=PICTURE, fps=25)
+        self.number = number
+
+
+@pytest.mark.parametrize("copied", [copy.deepcopy, lambda each: pickle.loads(pickle.dumps(each))])
+def test_copies_are_of_ones_own_class_and_keep_what_it_adds(copied):
+    own = Door(7)
+    own.update([BOX], labels=["car"])
+    own.names.clear()
+    own.among["car"].append("truck")
+    other = copied(own)
+    assert type(other) is Door and (other.number, other.names) == (7, [])
+    first, second = (each.update([BOX], labels=["person"]) for each in (own, other))
+    assert np.array_equal(first.as_array(), second.as_array()) and second.label.tolist() == ["car"]
+
+
 def test_doubtful_parameters_are_warned_of():
     with pytest.warns(UserWarning, match="keeps every track for ever"):
         tracker(params={"vanilla.expirationLikelihoodThreshold": -5})
