@@ -33,7 +33,9 @@ std::string likeFigures(const std::string& name) {
 }  // namespace
 
 Objective::Objective(const std::string& option, const std::string& text) : given(text) {
-  for (const std::string& piece : split(text, ",")) {
+  std::vector<std::string> pieces = split(text, ",");
+  if (pieces.empty()) pieces.emplace_back();  // nothing is no figure either
+  for (const std::string& piece : pieces) {
     const auto equals = piece.find('=');
     const std::string name = trim(piece.substr(0, equals));
     const FigureName* const figure = fractionNamed(name);

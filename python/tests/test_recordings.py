@@ -152,6 +152,7 @@ TRUTH = [([1], BOX)] * 3
         (lambda: nivra.tune(**FRAMES, truth=[([1], [[1, 2]])]), ValueError, r"truth: shape \(1, 2\), expected \(1, 4\) in frame 0"),
         (lambda: nivra.tune(**FRAMES, truth=TRUTH, evaluations=3), ValueError, "evaluations: 3, expected a number from 10"),
         (lambda: nivra.tune(**FRAMES, truth=TRUTH, objective="HOTTA"), ValueError, "objective HOTTA: expected"),
+        (lambda: nivra.tune(**FRAMES, truth=TRUTH, objective={}), ValueError, "objective : expected figures"),
         (lambda: nivra.tune(**FRAMES, truth=TRUTH, vary=["reid"]), ValueError, "vary reid"),
         (lambda: nivra.replay("page.html", {"a": [([1], BOX)]}, truth="nowhere"), nivra.FileError, "nowhere"),
         (lambda: nivra.plot([([1], BOX)], "curves", picture=PICTURE), ValueError, "kind curves: expected"),
