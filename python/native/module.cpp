@@ -38,6 +38,18 @@ std::string inPython(const std::string& text) {
   return told.append(rest, text.end());
 }
 
+/// Older pybind11 reads arrays of numpy 2 as if they were numpy 1's, and nobody notices.
+void refuseUnknownNumpy() {
+#if PYBIND11_VERSION_HEX < 0x020C0000
+  const auto numpy = py::cast<std::string>(py::module_::import("numpy").attr("__version__"));
+  if (std::stoi(numpy) < 2) return;
+  throw py::import_error("numpy " + numpy +
+                         " needs a nivra that is built with pybind11 2.12 or newer, and this is by " +
+                         PYBIND11_TOSTRING(PYBIND11_VERSION_MAJOR) "." PYBIND11_TOSTRING(PYBIND11_VERSION_MINOR) +
+                         ": build it again, or take numpy 1");
+#endif
+}
+
 void translateErrors(py::module_& module) {
   static const py::object& fileError = *new py::exception<hostkit::FileError>(module, "FileError", PyExc_OSError);
   py::register_exception_translator([](std::exception_ptr thrown) {
@@ -92,6 +104,7 @@ void setHandler(const std::optional<Handler>& handler) {
 
 PYBIND11_MODULE(_core, module) {
   using namespace nivra::python;
+  refuseUnknownNumpy();
   translateErrors(module);
   declareReports(module);
   declareFiles(module);

@@ -119,3 +119,12 @@ def test_types(tmp_path):
             [sys.executable, "-m", *check], env={**plain, **own}, capture_output=True, text=True, cwd=tmp_path
         )
         assert done.returncode == 0, done.stdout + done.stderr
+
+
+def test_numpy_that_the_package_would_misread_is_refused():
+    built_with = os.environ.get("NIVRA_PYBIND11", "")
+    if not built_with or tuple(map(int, built_with.split(".")[:2])) >= (2, 12):
+        pytest.skip("not known to be built with a pybind11 that is older than numpy 2")
+    script = "import numpy; numpy.__version__ = '2.0.0'; import nivra"
+    done = subprocess.run([sys.executable, "-B", "-c", script], capture_output=True, text=True)
+    assert done.returncode == 1 and "ImportError: numpy 2.0.0 needs a nivra that is built with pybind11 2.12" in done.stderr
