@@ -6,6 +6,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "hostkit/errors.h"
 #include "hostkit/files/textFile.h"
 
 namespace nivra::hostkit {
@@ -13,6 +14,9 @@ namespace nivra::hostkit {
 void requireFramesWithin(const IdentifiedSequence& sequence, int lastFrame) {
   for (const IdentifiedRow& each : sequence.rows) {
     if (each.frame <= lastFrame) continue;
+    if (sequence.file.empty()) {
+      throw FileError(fmt::format("the truth has {} frames, but there are tracks in frame {}", lastFrame, each.frame));
+    }
     failAt(sequence.file, each.line, "frame", fmt::format("frame {} of a sequence that has {}", each.frame, lastFrame));
   }
 }

@@ -75,7 +75,8 @@ IdentifiedRow rowOf(const TrackedObjectDetection& track, int frame, const std::o
 /// @throws FileError, naming file and line, for a frame beyond the last one and an identity twice in a frame.
 void finishIdentities(IdentifiedSequence& sequence);
 
-/// @throws FileError, naming file and line, for a box in a frame after `lastFrame`.
+/// @throws FileError for a box in a frame after `lastFrame`, which the truth ends with; naming file and line if it is
+/// of a file.
 void requireFramesWithin(const IdentifiedSequence& sequence, int lastFrame);
 
 }  // namespace nivra::hostkit

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <exception>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <sstream>
 #include <utility>
+#include <variant>
 
 #include "evaluation.h"
 #include "hostkit/errors.h"
@@ -102,6 +104,15 @@ IdentityInput identitiesOfTracks(
   return input;
 }
 
+/// Truth in memory is told of each frame, so of one camera's frames in memory there can't be more.
+void requireNoMoreThanFrames(const TrackInput& input, const IdentityInput& truth) {
+  if (!input.records || truth.sequences.size() != 1) return;
+  const auto isFrame = [](const Record& each) { return std::holds_alternative<hostkit::Frame>(each); };
+  const auto frames = std::count_if(input.records->begin(), input.records->end(), isFrame);
+  const int given = truth.sequences.front().frameCount;
+  if (given > frames) failValue("truth", fmt::format("{} of them, but there are {} frames", given, frames));
+}
+
 // ---- What is made of them ----
 
 std::vector<std::string> linesOf(const std::string& text) {
@@ -117,6 +128,7 @@ std::vector<std::string> linesOf(const std::string& text) {
 py::tuple explain(const Setup& setup, const TrackInput& input, const IdentityInput& truth, const std::string& camera,
                   std::optional<int> id, std::optional<int> frame, std::optional<std::size_t> worst,
                   const std::optional<std::string>& preprocessing) {
+  requireNoMoreThanFrames(input, truth);
   hostkit::ExplainOptions options;
   static_cast<hostkit::AnswerOptions&>(options.track) = setup.answers;
   options.track.inputs = {input};
@@ -177,7 +189,10 @@ py::tuple tune(const Setup& setup, const std::vector<std::pair<TrackInput, Ident
                double leastGain, std::uint64_t seed, int jobs, const std::optional<std::string>& preprocessing) {
   hostkit::TuningOptions options;
   static_cast<hostkit::AnswerOptions&>(options) = setup.answers;
-  for (const auto& [input, truth] : inputs) options.inputs.push_back({input, truth});
+  for (const auto& [input, truth] : inputs) {
+    requireNoMoreThanFrames(input, truth);
+    options.inputs.push_back({input, truth});
+  }
   options.preprocessing = preprocessingOf(preprocessing);
   options.tracker = setup.choice;
   options.settings = setup.settings;
