@@ -12,6 +12,7 @@ make_bare_debian() { # folder, packages with commas between them
   echo "== Unpacking Debian $suite"
   debootstrap --variant=minbase ${2:+--include="$2"} "$suite" "$1" "$mirror" >"$1.log" 2>&1 ||
     { tail "$1.log" >&2; exit 1; }
+  echo '127.0.0.1 localhost' >"$1/etc/hosts"  # as an installed Debian has it
 }
 
 # What is mounted inside goes with the process. Of this machine's environment, only the way to the network holds there.
