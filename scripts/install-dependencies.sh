@@ -20,7 +20,7 @@ case "${1:-}" in
   package)
     # What else the build takes stands in debian/control, a line each; debhelper is named by a level of it there.
     mapfile -t needed < <(sed -n '/^Build-Depends:/,/^[A-Z]/s/^ \([a-z0-9+.-]*\).*/\1/p' "$root/debian/control")
-    packages=("${needed[@]/debhelper-compat/debhelper}" g++ dpkg-dev git lintian xz-utils) ;;
+    packages=("${needed[@]/debhelper-compat/debhelper}" build-essential dpkg-dev git lintian xz-utils) ;;
   arm)
     packages+=(g++-aarch64-linux-gnu g++-arm-linux-gnueabihf qemu-user libeigen3-dev googletest)
     architectures=(arm64 armhf) ;;
