@@ -17,11 +17,10 @@ import tempfile
 import time
 
 sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/worker"))
-from redis_server import Redis  # noqa: E402
+from redis_server import ANSWERS, Redis  # noqa: E402
 
 LABELS = ["--labels", "human"]
 CAMERAS = 16
-ANSWERS = "local n = 0 for i = 0, 15 do n = n + redis.call('XLEN', 'nivra:{' .. i .. '}:out') end return n"
 
 
 def walking(people, frames):

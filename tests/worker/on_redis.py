@@ -14,12 +14,11 @@ import tempfile
 import time
 import unittest
 
-from redis_server import Redis
+from redis_server import ANSWERS, Redis
 
 WORKER, TOOL, ROOT = (pathlib.Path(sys.argv.pop(1)).resolve() for _ in range(3))
 SAMPLE = (ROOT / "examples/data/stream.jsonl").read_text()
 LABELS = ["--labels", "human,car"]
-ANSWERS = "local n = 0 for i = 0, 15 do n = n + redis.call('XLEN', 'nivra:{' .. i .. '}:out') end return n"
 
 
 def answers_of_track(text):

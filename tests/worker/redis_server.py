@@ -10,6 +10,9 @@ if shutil.which("redis-server") is None:
     print("skipped: redis-server is not installed")
     sys.exit(77)
 
+# How many wait for somebody to take them.
+ANSWERS = "local n = 0 for i = 0, 15 do n = n + redis.call('XLEN', 'nivra:{' .. i .. '}:out') end return n"
+
 
 def free_port():
     with socket.socket() as probe:
